@@ -18,15 +18,14 @@ done
 [ ${#missing[@]} -eq 0 ] && exit 0
 
 if [ "$(id -u)" -eq 0 ]; then
-  as_root=()
+  as_root=(env DEBIAN_FRONTEND=noninteractive)
 elif command -v sudo >/dev/null 2>&1; then
-  as_root=(sudo)
+  as_root=(sudo env DEBIAN_FRONTEND=noninteractive)
 else
   echo "setup: these packages are missing and there is neither root nor sudo: ${missing[*]}" >&2
   exit 1
 fi
 
 echo "setup: installing ${missing[*]}" >&2
-export DEBIAN_FRONTEND=noninteractive
 "${as_root[@]}" apt-get update -qq
 "${as_root[@]}" apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null

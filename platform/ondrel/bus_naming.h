@@ -1,0 +1,23 @@
+// How a server name maps onto D-Bus names: shared by the server and the client side.
+#ifndef ONDREL_BUS_NAMING_H
+#define ONDREL_BUS_NAMING_H
+
+#include <string>
+
+namespace Ondrel {
+namespace bus {
+
+constexpr const char kInterface[] = "org.ondrel.TCServer";
+constexpr const char kRequestMethod[] = "Request";
+constexpr const char kInvalidMessageError[] = "org.ondrel.TCServer.Error.InvalidMessage";
+
+// "org.ondrel.TCServer.<name>", with characters outside [A-Za-z0-9_] replaced by '_'.
+std::string WellKnownName(const std::string& server_name);
+
+// "/org/ondrel/TCServer/<name>", with the same replacement.
+std::string ObjectPath(const std::string& server_name);
+
+}  // namespace bus
+}  // namespace Ondrel
+
+#endif

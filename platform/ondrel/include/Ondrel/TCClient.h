@@ -1,0 +1,47 @@
+#ifndef ONDREL_TCCLIENT_H
+#define ONDREL_TCCLIENT_H
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "Ondrel/TCMessage.h"
+
+namespace Ondrel {
+
+// The client side of a TCServer: sends requests to the server named at construction and listens
+// to its signals. Not thread-safe; use one client per thread.
+class TCClient {
+public:
+    explicit TCClient(std::string server_name);
+    ~TCClient();
+
+    TCClient(const TCClient&) = delete;
+    TCClient& operator=(const TCClient&) = delete;
+
+    // Connects to the bus at `address`, or to DBUS_SESSION_BUS_ADDRESS when it is empty.
+    bool Connect(const std::string& address = std::string(), std::string* error = nullptr);
+
+    // Sends `request` and waits for the reply (timeout in milliseconds, -1 for the default).
+    // False with `error` set when the call fails (no server, a D-Bus error, a reply body that is
+    // not JSON).
+    bool Request(const TCMessage& request, TCMessage& reply, std::string* error = nullptr,
+                 int timeout_ms = -1);
+
+    // Calls `on_signal` for every signal named `signal` (any name when empty) that the server
+    // emits, while the default main context is iterated. Returns false when not connected.
+    using SignalHandler = std::function<void(const std::string& signal, const TCMessage&)>;
+    bool Subscribe(const std::string& signal, SignalHandler on_signal);
+
+    // The bus name, object path and interface the client talks to.
+    const std::string& BusName() const;
+    const std::string& ObjectPath() const;
+
+private:
+    struct State;
+    std::unique_ptr<State> m_State;
+};
+
+}  // namespace Ondrel
+
+#endif

@@ -1,0 +1,69 @@
+#ifndef ONDREL_TCSERVER_H
+#define ONDREL_TCSERVER_H
+
+#include <memory>
+#include <string>
+
+#include "Ondrel/TCMessage.h"
+
+namespace Ondrel {
+
+class TCEventIO;
+
+// A named server on the session bus (DBUS_SESSION_BUS_ADDRESS). A server named N owns the bus
+// name "org.ondrel.TCServer.N" and exports the object "/org/ondrel/TCServer/N" with the interface
+// "org.ondrel.TCServer" (characters of N outside [A-Za-z0-9_] become '_'):
+//   method Request(s body, ay buffer) -> (s body, ay buffer)
+//   signals of any name with the arguments (s body, ay buffer), sent by SendSignal.
+// A request whose body is not JSON text is answered with the D-Bus error
+// "org.ondrel.TCServer.Error.InvalidMessage" and never reaches IfMessageReceived. Requests are
+// delivered one at a time on the thread running the default GLib main context.
+class TCServer {
+public:
+    enum TCServerType {
+        SERVER_TYPE_SERVICE = 0,  // a background service answering requests
+    };
+
+    TCServer(std::string name, TCServerType type);
+    virtual ~TCServer();
+
+    TCServer(const TCServer&) = delete;
+    TCServer& operator=(const TCServer&) = delete;
+
+    // Connects to the session bus, exports the object and takes the name without queueing.
+    // False, with a warning line naming the reason, when there is no bus or the name is taken.
+    bool CreateDBusServer();
+
+    // Releases the name, withdraws the object and closes the connection. Harmless when closed.
+    bool CloseDBusServer();
+
+    // Emits signal `name` from the open server named `server`, carrying `message` to all
+    // listeners. False when no such server is open or the signal cannot be sent.
+    static bool SendSignal(const char* server, const char* name, const TCMessage* message);
+
+    // Hook for messages handed over to another server; the default declines (returns false).
+    virtual bool IfTransferMessage(const char* sender, const TCMessage* message, TCEventIO*& io);
+
+    // Called once per request with the caller's unique bus name, the request, the reply to fill
+    // (its body starts null, its buffer empty) and the object path the request was sent to.
+    // The reply is sent when this returns. The default answers nothing and returns false.
+    virtual bool IfMessageReceived(const char* sender, const TCMessage* request, TCMessage* reply,
+                                   const char* object_path);
+
+    // Hook for replies to requests this server sent; the default ignores them (returns false).
+    virtual bool IfMessageReplied(const char* sender, const TCMessage* reply);
+
+    const std::string& Name() const { return m_Name; }
+    TCServerType Type() const { return m_Type; }
+
+    struct Connection;  // the bus connection while the server is open
+
+private:
+    std::string m_Name;
+    TCServerType m_Type;
+    std::unique_ptr<Connection> m_Connection;
+};
+
+}  // namespace Ondrel
+
+#endif

@@ -1,0 +1,42 @@
+#include <algorithm>
+#include <cstring>
+
+#include "Ondrel/TCMessage.h"
+#include "json_text.h"
+
+namespace Ondrel {
+
+TCMessage::TCMessage(const TCMessage& other) : TCData(other), body(other.body) {
+    SetBuffer(other.m_Storage.get(), other.m_Length);
+}
+
+TCMessage& TCMessage::operator=(const TCMessage& other) {
+    if (this != &other) {
+        body = other.body;
+        SetBuffer(other.m_Storage.get(), other.m_Length);
+    }
+    return *this;
+}
+
+std::string TCMessage::GetMessage() const { return json_text::WriteCompact(body); }
+
+unsigned int TCMessage::GetBuffer(unsigned char*& bytes) const {
+    bytes = m_Length > 0 ? m_Storage.get() : nullptr;
+    return m_Length;
+}
+
+void TCMessage::SetBuffer(const unsigned char* bytes, unsigned int length) {
+    if (bytes == nullptr || length == 0) {
+        m_Storage.reset();
+        m_Length = 0;
+        return;
+    }
+    const size_t capacity = std::max(length, kReadableBytes);
+    // Value-initialised: the bytes past the buffer's end read as zeros.
+    std::unique_ptr<unsigned char[]> storage(new unsigned char[capacity]());
+    std::memcpy(storage.get(), bytes, length);
+    m_Storage = std::move(storage);
+    m_Length = length;
+}
+
+}  // namespace Ondrel

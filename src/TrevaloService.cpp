@@ -1,0 +1,115 @@
+#include "TrevaloService.h"
+
+#include <string>
+
+#include "TrevaloLog.h"
+#include "TrevaloRequest.h"
+#include "TrevaloServiceServer.h"
+
+namespace {
+
+using Handler = void (*)(const Ondrel::TCMessage&, Ondrel::TCMessage&);
+
+struct Route {
+    const char* method;
+    Handler handler;
+};
+
+// Compared in this order; the first exact match decides.
+const Route kRoutes[] = {
+    {"GetPID", &TrevaloServiceServer::GetPID},
+    {"GetAudio", &TrevaloServiceServer::GetAudio},
+    {"SizeOfAudio", &TrevaloServiceServer::SizeOfAudio},
+    {"GetVideo", &TrevaloServiceServer::GetVideo},
+    {"SizeOfVideo", &TrevaloServiceServer::SizeOfVideo},
+    {"GetSubtitle", &TrevaloServiceServer::GetSubtitle},
+    {"SizeOfSubtitle", &TrevaloServiceServer::SizeOfSubtitle},
+    {"GetCurrentVideoPlayingTime",
+     &TrevaloServiceServer::GetCurrentVideoPlayingTimeFromTrevaloService},
+    {"SaveCurrentVideoPlayingTime",
+     &TrevaloServiceServer::SaveCurrentVideoPlayingTimeAtTrevaloService},
+};
+
+constexpr const char kSignalMethod[] = "SendPESDataWithFirstPTS";
+constexpr const char kServerName[] = "trevalo_service";
+constexpr const char kSignalName[] = "TrevaloSignal";
+
+Handler FindHandler(const std::string& method) {
+    for (const Route& route : kRoutes) {
+        if (method == route.method) return route.handler;
+    }
+    return nullptr;
+}
+
+// "return_data" as text for the closing log line: a string unchanged, a number in decimal.
+std::string ReturnDataText(const Json::Value& value) {
+    return value.isConvertibleTo(Json::stringValue) ? value.asString() : std::string();
+}
+
+}  // namespace
+
+TrevaloService::TrevaloService()
+    : Ondrel::TCServer(std::string(kServerName), Ondrel::TCServer::SERVER_TYPE_SERVICE) {
+    TREVALO_LOGE("TrevaloService constructor!!");
+}
+
+TrevaloService::~TrevaloService() { TREVALO_LOGE("TrevaloService destructor!!"); }
+
+bool TrevaloService::OnCreate(void* app) {
+    if (app == nullptr) {
+        TREVALO_LOGE("app Base is NULL");
+        return false;
+    }
+    auto* service = static_cast<TrevaloService*>(app);
+    if (!service->CreateDBusServer()) {
+        service->CloseDBusServer();
+        TREVALO_LOGE("Create DBus server fail!");
+        return false;
+    }
+    TREVALO_LOGI("Trevalo service OnCreate \n");
+    TrevaloServiceServer::InitTrevaloServiceServer();
+    return true;
+}
+
+void TrevaloService::OnTerminate(void* app) {
+    if (app == nullptr) {
+        TREVALO_LOGE("app Base is NULL");
+        return;
+    }
+    TrevaloServiceServer::FiniTrevaloServiceServer();
+    static_cast<TrevaloService*>(app)->CloseDBusServer();
+    TREVALO_LOGI("Trevalo service OnTerminate \n");
+}
+
+bool TrevaloService::IfMessageReceived(const char* sender, const Ondrel::TCMessage* request,
+                                       Ondrel::TCMessage* reply, const char*) {
+    if (request == nullptr || reply == nullptr) return false;
+    const std::string text = request->GetMessage();
+    TREVALO_LOGI("IfMessageReceived!! message: [from:%s] [rsp:%p] [message:%s]",
+                 sender != nullptr ? sender : "", static_cast<void*>(reply), text.c_str());
+
+    reply->body["return_data"] = "";
+
+    const Json::Value& body = request->body;
+    const Json::Value& method_value = trevalo_request::Member(body, "method");
+    if (!body.isObject() && !body.isNull()) {
+        TREVALO_LOGE("There is no matched method: the request body is %s, not an object",
+                     trevalo_request::KindName(body));
+    } else if (!method_value.isString() && !method_value.isNull()) {
+        TREVALO_LOGE("There is no matched method: \"method\" is %s, not a string",
+                     trevalo_request::KindName(method_value));
+    } else {
+        const std::string method = method_value.asString();
+        if (method == kSignalMethod) {
+            Ondrel::TCServer::SendSignal(kServerName, kSignalName, request);
+        } else if (Handler handler = FindHandler(method)) {
+            handler(*request, *reply);
+        } else {
+            TREVALO_LOGE("There is no matched method");
+        }
+    }
+
+    const std::string answer = ReturnDataText(reply->body["return_data"]);
+    TREVALO_LOGI("ret_data = %s", answer.c_str());
+    return true;
+}
