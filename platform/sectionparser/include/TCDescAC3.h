@@ -1,0 +1,15 @@
+#ifndef SECTIONPARSER_TCDESCAC3_H
+#define SECTIONPARSER_TCDESCAC3_H
+
+#include "TCDescriptor.h"
+
+// AC-3_descriptor (tag 0x6A, ETSI EN 300 468): marks a private PES stream as AC-3 audio. Its
+// optional fields are left raw (Payload()); what matters to callers is that it is there.
+class TCDescAC3 : public TCDescriptor {
+  public:
+    static constexpr int kTag = 0x6A;
+
+    using TCDescriptor::TCDescriptor;
+};
+
+#endif

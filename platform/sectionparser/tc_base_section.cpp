@@ -1,0 +1,33 @@
+#include <algorithm>
+
+#include "TCBaseSection.h"
+#include "crc32_mpeg2.h"
+
+TCBaseSection::~TCBaseSection() = default;
+
+uint32_t TCBaseSection::CRC32() const {
+    if (Size() < kCRCSize) return 0;
+    const unsigned char* crc = Bytes() + Size() - kCRCSize;
+    return (uint32_t{crc[0]} << 24) | (uint32_t{crc[1]} << 16) | (uint32_t{crc[2]} << 8) |
+           uint32_t{crc[3]};
+}
+
+ESectionStatus TCBaseSection::LoadLongForm(int sourcePID, const unsigned char* section,
+                                           int minSectionLength) {
+    m_SourcePID = sourcePID;
+    // Only the bytes the header claims, and never more than one section's worth: the caller's
+    // buffer is not known to be any longer than that.
+    const int sectionLength = ((section[1] & 0x0F) << 8) | section[2];
+    const int size = std::min(3 + sectionLength, kMaxSectionSize);
+    m_Bytes.assign(section, section + size);
+    m_Status = CheckLongForm(minSectionLength);
+    return m_Status;
+}
+
+ESectionStatus TCBaseSection::CheckLongForm(int minSectionLength) const {
+    if (!SectionSyntaxIndicator()) return SECTION_NOT_SYNTAX_FORM;
+    if (SectionLength() < minSectionLength) return SECTION_LENGTH_TOO_SHORT;
+    if (SectionLength() > kMaxSectionLength) return SECTION_LENGTH_TOO_LONG;
+    if (sectionparser::Crc32Mpeg2(Bytes(), m_Bytes.size()) != 0) return SECTION_CRC_MISMATCH;
+    return SECTION_VALID;
+}
