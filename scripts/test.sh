@@ -1,0 +1,27 @@
+#!/usr/bin/env bash
+# Builds and runs every test twice (plain, then under AddressSanitizer and
+# UndefinedBehaviorSanitizer), then fuzzes the section parser for a minute.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+scripts/setup.sh
+
+jobs=$(nproc)
+run_suite() {
+  local dir=$1
+  shift
+  echo "== ${dir}: configure and build" >&2
+  cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
+  cmake --build "$dir" -j"$jobs"
+  echo "== ${dir}: tests" >&2
+  (cd "$dir" && ctest --output-on-failure -j"$jobs" --timeout 900)
+}
+
+run_suite build
+ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 UBSAN_OPTIONS=print_stacktrace=1 \
+  run_suite build-asan -DTREVALO_SANITIZE=ON -DTREVALO_BENCH=OFF
+
+if [ -x scripts/fuzz.sh ]; then
+  echo "== fuzzing the section parser" >&2
+  scripts/fuzz.sh "${TREVALO_FUZZ_SECONDS:-60}"
+fi
+echo "== all tests passed" >&2

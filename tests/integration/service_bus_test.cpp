@@ -1,0 +1,191 @@
+// The service process on a private bus: lifecycle, every method, the signal, bad requests.
+#include <gmock/gmock.h>
+#include <signal.h>
+
+#include <chrono>
+#include <cstring>
+#include <thread>
+
+#include "service_fixture.h"
+
+using ::testing::HasSubstr;
+
+namespace {
+
+test_support::Bytes TimeBytes(uint32_t milliseconds) {
+    test_support::Bytes bytes(4);
+    std::memcpy(bytes.data(), &milliseconds, 4);
+    return bytes;
+}
+
+uint32_t TimeOf(const test_support::Bytes& bytes) {
+    EXPECT_EQ(bytes.size(), 4u);
+    uint32_t time = 0;
+    if (bytes.size() == 4) std::memcpy(&time, bytes.data(), 4);
+    return time;
+}
+
+// The position of `needle` in `log` at or after `from`; npos when absent.
+size_t Find(const std::string& log, const std::string& needle, size_t from = 0) {
+    return log.find(needle, from);
+}
+
+}  // namespace
+
+TEST_F(ServiceOnBus, AnswersEveryCatalogueMethodOnAnEmptyCatalogue) {
+    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")["return_data"], Json::Value(0));
+    EXPECT_EQ(Call(R"({"method":"SizeOfVideo"})")["return_data"], Json::Value(0));
+    EXPECT_EQ(Call(R"({"method":"SizeOfSubtitle"})")["return_data"], Json::Value(0));
+    for (const char* method : {"GetAudio", "GetVideo", "GetSubtitle"}) {
+        const Json::Value reply = Call(std::string(R"({"method":")") + method + R"(","data":0})");
+        EXPECT_EQ(reply["return_data"], Json::Value("")) << method;
+        EXPECT_FALSE(reply.isMember("call_api_success")) << method;
+    }
+    EXPECT_EQ(Call(R"({"method":"GetPID","data":5})")["return_data"], Json::Value(0));
+    EXPECT_TRUE(last_.buffer.empty());
+}
+
+TEST_F(ServiceOnBus, RelaysTheSignalWithTheVeryRequest) {
+    test_support::RawClient listener(*bus_, "trevalo_service");
+    listener.Subscribe("TrevaloSignal");
+    const test_support::Bytes pes = {0x00, 0x00, 0x01, 0xBD, 0x42};
+    const Json::Value reply = Call(R"({"method":"SendPESDataWithFirstPTS","data":{"pts":900000}})", pes);
+    EXPECT_EQ(reply["return_data"], Json::Value(""));
+    ASSERT_TRUE(listener.WaitForSignals(1));
+    const test_support::Reply& signal = listener.Signals()[0];
+    EXPECT_EQ(signal.error_name, "TrevaloSignal");
+    const Json::Value body = test_support::ParseJson(signal.body);
+    EXPECT_EQ(body["method"], Json::Value("SendPESDataWithFirstPTS"));
+    EXPECT_EQ(body["data"]["pts"], Json::Value(900000));
+    EXPECT_EQ(signal.buffer, pes);
+    // Exactly one signal per request.
+    Call(R"({"method":"SizeOfAudio"})");
+    EXPECT_FALSE(listener.WaitForSignals(2, 200));
+}
+
+TEST_F(ServiceOnBus, KeepsThePlayingTimeAcrossARealDelay) {
+    SetPlatformState(R"({"system_info": {"709": 200}})");
+    const Json::Value saved = Call(R"({"method":"SaveCurrentVideoPlayingTime"})", TimeBytes(60000));
+    EXPECT_EQ(saved["return_data"], Json::Value(0));
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    const Json::Value got = Call(R"({"method":"GetCurrentVideoPlayingTime"})");
+    EXPECT_EQ(got["return_data"], Json::Value(0));
+    const uint32_t now = TimeOf(last_.buffer);
+    EXPECT_GE(now, 60000u + 500 - 200);
+    EXPECT_LT(now, 60000u + 500 - 200 + 400);  // generous for a loaded machine
+    const std::string log = service_->Log();
+    EXPECT_THAT(log, HasSubstr("subtitleDelayAdjustment value is 200\n"));
+    EXPECT_THAT(log, HasSubstr(" SERVER: SAVED currentVideotime= " + std::to_string(now) +
+                               " timeTickerDiff=" + std::to_string(now + 200) + "\n"));
+
+    // The platform changes while the service runs: the next query sees the new delay.
+    SetPlatformState(R"({"system_info": {"709": null}})");
+    Call(R"({"method":"GetCurrentVideoPlayingTime"})");
+    EXPECT_GE(TimeOf(last_.buffer), now + 200);
+    EXPECT_THAT(service_->Log(), HasSubstr("failed to get subtitle delay time\n"));
+}
+
+TEST_F(ServiceOnBus, BadRequestsAreAnsweredAndTheNextIsServed) {
+    const struct {
+        std::string body;
+        bool bus_error;
+    } requests[] = {
+        {R"({"method":)", true},
+        {"not json", true},
+        {R"({"method":"SizeOfAudio"} trailing)", true},
+        {R"({"method":{"x":1}})", false},
+        {R"([1,2,3])", false},
+        {R"(42)", false},
+        {R"({"method":"GetAudio","data":"zero"})", false},
+        {R"({"method":"GetAudio","data":-1})", false},
+        {R"({"method":"GetPID","data":[1]})", false},
+        {R"({"method":"NoSuchMethod"})", false},
+        {R"({"method":"SaveCurrentVideoPlayingTime"})", false},
+    };
+    for (const auto& request : requests) {
+        SCOPED_TRACE(request.body);
+        test_support::Reply reply = client_->Request(request.body);
+        if (request.bus_error) {
+            EXPECT_FALSE(reply.ok);
+            EXPECT_EQ(reply.error_name, "org.ondrel.TCServer.Error.InvalidMessage");
+        } else {
+            ASSERT_TRUE(reply.ok) << reply.error_name;
+            EXPECT_TRUE(test_support::ParseJson(reply.body).isMember("return_data"));
+        }
+        EXPECT_EQ(Call(R"({"method":"SizeOfVideo"})")["return_data"], Json::Value(0));
+    }
+    EXPECT_TRUE(service_->Running());
+    // A non-JSON body never reaches the service: no request line is logged for it.
+    EXPECT_EQ(Find(service_->Log(), "[message:not json]"), std::string::npos);
+}
+
+TEST_F(ServiceOnBus, AnswersOnTheWellKnownNameWithIntrospection) {
+    GVariant* xml = g_dbus_connection_call_sync(
+        client_->Connection(), kServiceBusName, "/org/ondrel/TCServer/trevalo_service",
+        "org.freedesktop.DBus.Introspectable", "Introspect", nullptr, G_VARIANT_TYPE("(s)"),
+        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    ASSERT_NE(xml, nullptr);
+    const gchar* text = nullptr;
+    g_variant_get(xml, "(&s)", &text);
+    const std::string introspection = text;
+    g_variant_unref(xml);
+    EXPECT_THAT(introspection, HasSubstr("<interface name=\"org.ondrel.TCServer\">"));
+    EXPECT_THAT(introspection, HasSubstr("<method name=\"Request\">"));
+}
+
+TEST_F(ServiceOnBus, LogsStartUpInOrder) {
+    const std::string log = service_->Log();
+    const size_t constructor = Find(log, "E/TREVALO_SERVICE(");
+    const size_t main_begin = Find(log, "] Main Begin\n");
+    const size_t on_create = Find(log, "] Trevalo service OnCreate \n\n");
+    EXPECT_NE(constructor, std::string::npos);
+    EXPECT_THAT(log.substr(constructor, log.find('\n', constructor) - constructor),
+                HasSubstr("] TrevaloService constructor!!"));
+    EXPECT_LT(constructor, main_begin);
+    EXPECT_LT(main_begin, on_create);
+    EXPECT_NE(on_create, std::string::npos);
+}
+
+TEST_F(ServiceOnBus, StopsInOrderOnSigtermAndSigint) {
+    EXPECT_EQ(service_->Stop(SIGTERM), 0);
+    std::string log = service_->Log();
+    EXPECT_THAT(log, HasSubstr("] Trevalo service OnTerminate \n\n"));
+    EXPECT_EQ(Find(log, "destructor!!"), std::string::npos);  // the object is never deleted
+
+    StartService();
+    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")["return_data"], Json::Value(0));
+    EXPECT_EQ(service_->Stop(SIGINT), 0);
+    EXPECT_THAT(service_->Log(), HasSubstr("] Trevalo service OnTerminate \n\n"));
+    service_.reset();
+}
+
+TEST_F(ServiceOnBus, SecondInstanceEndsWith255WhenTheNameIsTaken) {
+    test_support::ServiceProcess second(*bus_, TREVALO_SERVICE_BINARY);
+    EXPECT_EQ(second.WaitForExit(), 255);
+    const std::string log = second.Log();
+    const size_t main_begin = Find(log, "] Main Begin\n");
+    const size_t create_failed = Find(log, "E/TREVALO_SERVICE(", main_begin);
+    const size_t service_failed = Find(log, "] Failed to create the service\n");
+    const size_t on_terminate = Find(log, "] Trevalo service OnTerminate \n\n");
+    ASSERT_NE(main_begin, std::string::npos) << log;
+    EXPECT_THAT(log.substr(create_failed), testing::StartsWith("E/TREVALO_SERVICE("));
+    EXPECT_THAT(log, HasSubstr("] Create DBus server fail!\n"));
+    EXPECT_LT(Find(log, "] Create DBus server fail!"), service_failed);
+    EXPECT_LT(service_failed, on_terminate);
+    EXPECT_THAT(log, HasSubstr("E/TREVALO_SERVICE("));
+    // The first instance is untouched.
+    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")["return_data"], Json::Value(0));
+}
+
+TEST(ServiceWithoutBus, EndsWith255) {
+    test_support::PrivateBus bus;
+    for (const std::string& address : {"unix:path=" + bus.Directory() + "/nothing", std::string()}) {
+        SCOPED_TRACE(address);
+        test_support::ServiceProcess service(bus, TREVALO_SERVICE_BINARY,
+                                             {"DBUS_SESSION_BUS_ADDRESS=" + address});
+        EXPECT_EQ(service.WaitForExit(), 255);
+        const std::string log = service.Log();
+        EXPECT_LT(log.find("] Create DBus server fail!\n"), log.find("] Failed to create the service\n"));
+        EXPECT_NE(log.find("] Trevalo service OnTerminate \n\n"), std::string::npos);
+    }
+}

@@ -1,0 +1,205 @@
+// The size, entry and PID queries over a catalogue filled by hand.
+#include <gmock/gmock.h>
+
+#include "bus_fixture.h"
+#include "handler_fixture.h"
+
+using ::testing::ElementsAre;
+
+using CatalogueQueryTest = HandlerTest;
+
+namespace {
+
+// The entry object inside an entry query's "return_data" text.
+Json::Value Entry(const Ondrel::TCMessage& reply) {
+    EXPECT_TRUE(reply.body["return_data"].isString());
+    return test_support::ParseJson(reply.body["return_data"].asString());
+}
+
+// The member names of an object in the order they appear in its text.
+std::vector<std::string> MemberOrder(const std::string& text) {
+    std::vector<std::string> names;
+    size_t at = 0;
+    while ((at = text.find("\n\t\"", at)) != std::string::npos) {
+        at += 3;
+        names.push_back(text.substr(at, text.find('"', at) - at));
+    }
+    return names;
+}
+
+}  // namespace
+
+TEST_F(CatalogueQueryTest, SizesAreUnsignedCounts) {
+    for (const char* method : {"SizeOfAudio", "SizeOfVideo", "SizeOfSubtitle"}) {
+        Ondrel::TCMessage reply = Dispatch(Method(method));
+        EXPECT_EQ(reply.body["return_data"], Json::Value(0u)) << method;
+        EXPECT_FALSE(reply.body.isMember("call_api_success"));
+    }
+    AddAudio(101, 1);
+    AddAudio(102, 2);
+    AddAudio(103, 3);
+    AddSubtitle(200, 4);
+    TakeLog();
+    EXPECT_EQ(Dispatch(Method("SizeOfAudio")).body["return_data"], Json::Value(3u));
+    EXPECT_EQ(Dispatch(Method("SizeOfSubtitle")).body["return_data"], Json::Value(1u));
+    EXPECT_EQ(Dispatch(Method("SizeOfVideo")).body["return_data"], Json::Value(0u));
+    const auto log = TakeLog();
+    EXPECT_EQ(log[1], "I:Size of Audio is 3");
+    EXPECT_EQ(log[4], "I:Size of Subtitle is 1");
+    EXPECT_EQ(log[7], "I:Size of Video is 0");
+}
+
+TEST_F(CatalogueQueryTest, AudioEntryHasEveryFieldWithItsKind) {
+    AddAudio(0x100, 1, "eng");
+    TrevaloServiceServer::audList->push_back(std::unique_ptr<AudioComponent>(
+        new AudioComponent{-2, 5, true, 255, std::string("d\0u", 3), 2, true}));
+    TakeLog();
+    Ondrel::TCMessage reply = Dispatch(Method("GetAudio", 1u));
+    EXPECT_EQ(reply.body["call_api_success"], Json::Value(true));
+    const Json::Value entry = Entry(reply);
+    EXPECT_EQ(entry["pid"], Json::Value(-2));  // widened with its sign
+    EXPECT_EQ(entry["encoding"], Json::Value(5));
+    EXPECT_EQ(entry["encrypted"], Json::Value(true));
+    EXPECT_EQ(entry["comp_tag"], Json::Value(255));  // not -1
+    EXPECT_EQ(entry["lang"], Json::Value(std::string("d\0u", 3)));
+    EXPECT_EQ(entry["audio_channels"], Json::Value(2));
+    EXPECT_EQ(entry["audio_desc"], Json::Value(true));
+    EXPECT_EQ(entry.size(), 7u);
+    EXPECT_THAT(MemberOrder(reply.body["return_data"].asString()),
+                ElementsAre("audio_channels", "audio_desc", "comp_tag", "encoding", "encrypted",
+                            "lang", "pid"));
+    EXPECT_THAT(TakeLog(), ElementsAre(testing::_, "I:Get Audio", "I:Received index is 1",
+                                       testing::StartsWith("I:ret_data = {\n")));
+}
+
+TEST_F(CatalogueQueryTest, EntryTextIsTheStyledObject) {
+    AddVideo(0x1FF, 7, 0xFFFF);
+    Ondrel::TCMessage reply = Dispatch(Method("GetVideo", 0));
+    Json::Value expected;
+    expected["pid"] = 0x1FF;
+    expected["encoding"] = 1;
+    expected["encrypted"] = true;
+    expected["comp_tag"] = 7;
+    expected["ca_sid"] = 65535;  // the unsigned 16-bit value, never negative
+    expected["aspect_ratio"] = 100;
+    EXPECT_EQ(reply.body["return_data"], Json::Value(expected.toStyledString()));
+    EXPECT_TRUE(Entry(reply)["ca_sid"].isInt());
+}
+
+TEST_F(CatalogueQueryTest, SubtitleEntryLogsItsFieldsAtErrorPriority) {
+    AddSubtitle(0x300, 9, "fin");
+    AddSubtitle(0x301, 255, "swe");
+    TakeLog();
+    Ondrel::TCMessage reply = Dispatch(Method("GetSubtitle", 1));
+    const Json::Value entry = Entry(reply);
+    EXPECT_EQ(entry["pid"], Json::Value(0x301));
+    EXPECT_EQ(entry["lang"], Json::Value("swe"));
+    EXPECT_EQ(entry["comp_tag"], Json::Value(255));
+    EXPECT_EQ(entry["encrypted"], Json::Value(false));
+    EXPECT_EQ(entry["hearing_impaired"], Json::Value(false));
+    EXPECT_THAT(MemberOrder(reply.body["return_data"].asString()),
+                ElementsAre("comp_tag", "encrypted", "hearing_impaired", "lang", "pid"));
+    const auto log = TakeLog();
+    ASSERT_EQ(log.size(), 6u);
+    EXPECT_EQ(log[1], "E:Get Subtitle");
+    EXPECT_EQ(log[2], "I:Received index is 1");
+    EXPECT_EQ(log[3], "E:Get Subtitle of index 1 are 769 0 255 swe 0");
+    EXPECT_EQ(log[4], "I:Get Subtitle");
+}
+
+TEST_F(CatalogueQueryTest, MissingDataReadsIndexZero) {
+    AddVideo(0x44, 1);
+    Ondrel::TCMessage reply = Dispatch(Method("GetVideo"));
+    EXPECT_EQ(Entry(reply)["pid"], Json::Value(0x44));
+}
+
+TEST_F(CatalogueQueryTest, IndexAtOrPastTheEndLeavesTheReplyAlone) {
+    AddAudio(1, 1);
+    AddAudio(2, 2);
+    AddAudio(3, 3);
+    EXPECT_EQ(Entry(Dispatch(Method("GetAudio", 2)))["pid"], Json::Value(3));
+    TakeLog();
+    for (const Json::Value& index : {Json::Value(3), Json::Value(4000000000u)}) {
+        Ondrel::TCMessage reply = Dispatch(Method("GetAudio", index));
+        EXPECT_EQ(reply.body["return_data"], Json::Value(""));
+        EXPECT_FALSE(reply.body.isMember("call_api_success"));
+    }
+    EXPECT_THAT(TakeLog(),
+                ElementsAre(testing::_, "I:Get Audio", "I:Received index is 3", "E:invalid index",
+                            "I:ret_data = ", testing::_, "I:Get Audio",
+                            "I:Received index is -294967296", "E:invalid index",
+                            "I:ret_data = "));
+    // An empty list refuses every index.
+    EXPECT_EQ(Dispatch(Method("GetSubtitle", 0)).body["return_data"], Json::Value(""));
+}
+
+TEST_F(CatalogueQueryTest, IndexOfTheWrongKindIsAnInvalidIndex) {
+    AddAudio(1, 1);
+    Json::Value object_data;
+    object_data["index"] = 0;
+    const Json::Value bad[] = {Json::Value(-1), Json::Value("0"), Json::Value(Json::arrayValue),
+                               object_data, Json::Value(-0.5e10)};
+    for (const char* method : {"GetAudio", "GetVideo", "GetSubtitle"}) {
+        for (const Json::Value& data : bad) {
+            SCOPED_TRACE(std::string(method) + " " + data.toStyledString());
+            Ondrel::TCMessage reply = Dispatch(Method(method, data));
+            EXPECT_EQ(reply.body["return_data"], Json::Value(""));
+            EXPECT_FALSE(reply.body.isMember("call_api_success"));
+            const auto log = TakeLog();
+            ASSERT_EQ(log.size(), 4u);
+            EXPECT_THAT(log[2], testing::StartsWith("E:invalid index: \"data\" is "));
+            EXPECT_EQ(log[3], "I:ret_data = ");
+        }
+    }
+    EXPECT_EQ(Entry(Dispatch(Method("GetAudio", 0)))["pid"], Json::Value(1));
+}
+
+TEST_F(CatalogueQueryTest, PidSearchesAudioThenSubtitlesThenVideo) {
+    AddVideo(0x10, 5);
+    AddSubtitle(0x20, 5);
+    AddSubtitle(0x21, 6);
+    AddVideo(0x11, 6);
+    AddVideo(0x12, 7);
+    AddAudio(0x30, 5);
+    AddAudio(0x31, 5);
+    TakeLog();
+    EXPECT_EQ(Dispatch(Method("GetPID", 5)).body["return_data"], Json::Value(0x30));
+    EXPECT_THAT(TakeLog(), ElementsAre(testing::_, "I:Get PID for input component tag",
+                                       "I:compTag=5", "I:Found the Audio PID 48",
+                                       "I:Got the PID,returning to trevalo-api", "I:ret_data = 48"));
+    EXPECT_EQ(Dispatch(Method("GetPID", 6)).body["return_data"], Json::Value(0x21));
+    EXPECT_EQ(TakeLog()[3], "I:Found the Subtitle PID 33");
+    EXPECT_EQ(Dispatch(Method("GetPID", 7)).body["return_data"], Json::Value(0x12));
+    EXPECT_EQ(TakeLog()[3], "I:Found the Video PID 18");
+}
+
+TEST_F(CatalogueQueryTest, PidTagUsesTheLowEightBits) {
+    AddAudio(0x40, 0);
+    AddAudio(0x41, 255);
+    EXPECT_EQ(Dispatch(Method("GetPID", 256)).body["return_data"], Json::Value(0x40));
+    EXPECT_EQ(Dispatch(Method("GetPID", -1)).body["return_data"], Json::Value(0x41));
+    EXPECT_EQ(Dispatch(Method("GetPID", 255)).body["return_data"], Json::Value(0x41));
+    EXPECT_EQ(Dispatch(Method("GetPID")).body["return_data"], Json::Value(0x40));
+}
+
+TEST_F(CatalogueQueryTest, PidNotFoundAnswersZero) {
+    AddAudio(0x40, 1);
+    TakeLog();
+    EXPECT_EQ(Dispatch(Method("GetPID", 2)).body["return_data"], Json::Value(0));
+    EXPECT_THAT(TakeLog(), ElementsAre(testing::_, "I:Get PID for input component tag",
+                                       "I:compTag=2", "I:Got the PID,returning to trevalo-api",
+                                       "I:ret_data = 0"));
+}
+
+TEST_F(CatalogueQueryTest, PidOfTheWrongKindAnswersZero) {
+    AddAudio(0x40, 0);
+    const Json::Value bad[] = {Json::Value("1"), Json::Value(Json::arrayValue),
+                               Json::Value(Json::objectValue), Json::Value(3000000000u)};
+    for (const Json::Value& data : bad) {
+        Ondrel::TCMessage reply = Dispatch(Method("GetPID", data));
+        EXPECT_EQ(reply.body["return_data"], Json::Value(0));
+        const auto log = TakeLog();
+        ASSERT_EQ(log.size(), 5u);
+        EXPECT_THAT(log[2], testing::StartsWith("E:invalid component tag: \"data\" is "));
+    }
+}

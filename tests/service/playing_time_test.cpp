@@ -1,0 +1,162 @@
+// The playing-time store: save, extrapolation on the monotonic clock, the subtitle delay.
+#include <Ecore.h>
+#include <gmock/gmock.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <fstream>
+
+#include "handler_fixture.h"
+
+namespace {
+
+std::vector<unsigned char> TimeBytes(uint32_t milliseconds) {
+    std::vector<unsigned char> bytes(4);
+    std::memcpy(bytes.data(), &milliseconds, 4);
+    return bytes;
+}
+
+uint32_t TimeOf(const Ondrel::TCMessage& reply) {
+    unsigned char* bytes = nullptr;
+    EXPECT_EQ(reply.GetBuffer(bytes), 4u);
+    uint32_t time = 0;
+    if (bytes != nullptr) std::memcpy(&time, bytes, 4);
+    return time;
+}
+
+class PlayingTimeTest : public HandlerTest {
+protected:
+    void SetUp() override {
+        HandlerTest::SetUp();
+        state_path_ = "/tmp/trevalo-playing-time-" + std::to_string(getpid()) + ".json";
+        setenv("PLATFORM_SIM_STATE", state_path_.c_str(), 1);
+        TrevaloServiceServer::m_CurrentVideoPlayingTime = 0;
+        TrevaloServiceServer::m_TimeTicker = 0.0;
+    }
+    void TearDown() override {
+        unsetenv("PLATFORM_SIM_STATE");
+        unlink(state_path_.c_str());
+        HandlerTest::TearDown();
+    }
+    // Sets system setting 709 (a JSON text: a number, or null for a failing read).
+    void SetDelay(const std::string& value) {
+        const std::string temporary = state_path_ + ".new";
+        std::ofstream(temporary) << "{\"system_info\": {\"709\": " << value << "}}";
+        ASSERT_EQ(rename(temporary.c_str(), state_path_.c_str()), 0);
+    }
+    // Pretends the last save was `seconds_ago` seconds ago, with the time `saved`.
+    static void SavedAgo(uint32_t saved, double seconds_ago) {
+        TrevaloServiceServer::m_CurrentVideoPlayingTime = saved;
+        TrevaloServiceServer::m_TimeTicker = ecore_time_get() - seconds_ago;
+    }
+
+    std::string state_path_;
+};
+
+}  // namespace
+
+TEST_F(PlayingTimeTest, SaveStoresTheTimeAndTheClock) {
+    const double before = ecore_time_get();
+    Ondrel::TCMessage reply =
+        Dispatch(Method("SaveCurrentVideoPlayingTime"), TimeBytes(123456789));
+    EXPECT_EQ(reply.body["return_data"], Json::Value(0));
+    unsigned char* bytes = nullptr;
+    EXPECT_EQ(reply.GetBuffer(bytes), 0u);
+    EXPECT_EQ(TrevaloServiceServer::m_CurrentVideoPlayingTime, 123456789u);
+    EXPECT_GE(TrevaloServiceServer::m_TimeTicker, before);
+    EXPECT_LE(TrevaloServiceServer::m_TimeTicker, ecore_time_get());
+    EXPECT_THAT(TakeLog(), testing::ElementsAre(testing::_, "I:",
+                                                "I: SERVER: SAVED currentVideotime= 123456789",
+                                                "I:ret_data = 0"));
+}
+
+TEST_F(PlayingTimeTest, ShortBufferLeavesTheStoredPair) {
+    SavedAgo(5000, 0.0);
+    const double ticker = TrevaloServiceServer::m_TimeTicker;
+    for (size_t length : {0, 1, 3}) {
+        Ondrel::TCMessage reply = Dispatch(Method("SaveCurrentVideoPlayingTime"),
+                                           std::vector<unsigned char>(length, 0xAB));
+        EXPECT_EQ(reply.body["return_data"], Json::Value(0));
+        const auto log = TakeLog();
+        ASSERT_EQ(log.size(), 4u);
+        EXPECT_EQ(log[2], "E:the playing time needs 4 bytes, the buffer holds " +
+                              std::to_string(length) + ": time not saved");
+    }
+    EXPECT_EQ(TrevaloServiceServer::m_CurrentVideoPlayingTime, 5000u);
+    EXPECT_EQ(TrevaloServiceServer::m_TimeTicker, ticker);
+}
+
+TEST_F(PlayingTimeTest, ExtraBytesAreIgnored) {
+    std::vector<unsigned char> bytes = TimeBytes(77);
+    bytes.push_back(0xFF);
+    Dispatch(Method("SaveCurrentVideoPlayingTime"), bytes);
+    EXPECT_EQ(TrevaloServiceServer::m_CurrentVideoPlayingTime, 77u);
+}
+
+TEST_F(PlayingTimeTest, GetAddsTheElapsedTimeLessTheDelay) {
+    SetDelay("200");
+    SavedAgo(10000, 0.5);
+    Ondrel::TCMessage reply = Dispatch(Method("GetCurrentVideoPlayingTime"));
+    EXPECT_EQ(reply.body["return_data"], Json::Value(0));
+    const uint32_t answer = TimeOf(reply);
+    EXPECT_GE(answer, 10300u);
+    EXPECT_LT(answer, 10400u);
+    const auto log = TakeLog();
+    ASSERT_EQ(log.size(), 4u);
+    EXPECT_EQ(log[1], "I:subtitleDelayAdjustment value is 200");
+    EXPECT_EQ(log[2], "I: SERVER: SAVED currentVideotime= " + std::to_string(answer) +
+                          " timeTickerDiff=" + std::to_string(answer + 200));
+    // Get never moves the stored pair.
+    EXPECT_EQ(TrevaloServiceServer::m_CurrentVideoPlayingTime, 10000u);
+}
+
+TEST_F(PlayingTimeTest, DelayAboveTheTotalIsNotApplied) {
+    SetDelay("500");
+    SavedAgo(100, 0.0);
+    const uint32_t answer = TimeOf(Dispatch(Method("GetCurrentVideoPlayingTime")));
+    EXPECT_GE(answer, 100u);
+    EXPECT_LT(answer, 150u);
+}
+
+TEST_F(PlayingTimeTest, NegativeDelayIsNotApplied) {
+    SetDelay("-300");
+    SavedAgo(100000, 0.0);
+    const uint32_t answer = TimeOf(Dispatch(Method("GetCurrentVideoPlayingTime")));
+    EXPECT_GE(answer, 100000u);
+    EXPECT_LT(answer, 100050u);
+    EXPECT_EQ(TakeLog()[1], "I:subtitleDelayAdjustment value is -300");
+}
+
+TEST_F(PlayingTimeTest, UnreadableDelayCountsAsZero) {
+    SetDelay("null");
+    SavedAgo(2000, 0.0);
+    Ondrel::TCMessage reply = Dispatch(Method("GetCurrentVideoPlayingTime"));
+    EXPECT_EQ(reply.body["return_data"], Json::Value(0));
+    EXPECT_GE(TimeOf(reply), 2000u);
+    EXPECT_EQ(TakeLog()[1], "E:failed to get subtitle delay time");
+}
+
+TEST_F(PlayingTimeTest, TotalWrapsModuloTwoToThe32) {
+    SetDelay("0");
+    SavedAgo(4294967296u - 16, 1.0);
+    const uint32_t answer = TimeOf(Dispatch(Method("GetCurrentVideoPlayingTime")));
+    EXPECT_GE(answer, 984u);
+    EXPECT_LT(answer, 1100u);
+}
+
+TEST_F(PlayingTimeTest, ElapsedBeyondThirtyTwoBitsWraps) {
+    SetDelay("0");
+    // 50 days and 1.5 s since the save: 4,320,001,500 ms, which wraps to 25,034,204 ms.
+    SavedAgo(0, 50.0 * 86400.0 + 1.5);
+    const uint32_t answer = TimeOf(Dispatch(Method("GetCurrentVideoPlayingTime")));
+    EXPECT_GE(answer, 25034204u);
+    EXPECT_LT(answer, 25034204u + 100);
+}
+
+TEST_F(PlayingTimeTest, GetBeforeAnySaveCountsFromTheClockOrigin) {
+    SetDelay("0");
+    const auto clock_ms = static_cast<uint32_t>(static_cast<int64_t>(ecore_time_get() * 1000.0));
+    const uint32_t answer = TimeOf(Dispatch(Method("GetCurrentVideoPlayingTime")));
+    EXPECT_GE(answer, clock_ms);
+    EXPECT_LT(answer, clock_ms + 100);
+}

@@ -1,0 +1,114 @@
+// Test support: a private dbus-daemon, the real service process on it, and a bare GDBus client
+// that talks to the service without going through the service's own framework code.
+#ifndef TESTS_BUS_FIXTURE_H
+#define TESTS_BUS_FIXTURE_H
+
+#include <gio/gio.h>
+#include <json/value.h>
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace test_support {
+
+using Bytes = std::vector<unsigned char>;
+
+// A dbus-daemon of its own in a temporary directory, stopped by the destructor.
+class PrivateBus {
+public:
+    PrivateBus();
+    ~PrivateBus();
+    PrivateBus(const PrivateBus&) = delete;
+    PrivateBus& operator=(const PrivateBus&) = delete;
+
+    const std::string& Address() const { return m_Address; }
+    const std::string& Directory() const { return m_Directory; }
+
+private:
+    std::string m_Directory;
+    std::string m_Address;
+    pid_t m_Pid = -1;
+};
+
+// One run of a program with DBUS_SESSION_BUS_ADDRESS set to the bus, its stderr kept in a file.
+class ServiceProcess {
+public:
+    // `environment` holds extra "NAME=value" settings.
+    ServiceProcess(const PrivateBus& bus, const std::string& program,
+                   const std::vector<std::string>& environment = {});
+    ~ServiceProcess();  // SIGKILL if still running
+    ServiceProcess(const ServiceProcess&) = delete;
+    ServiceProcess& operator=(const ServiceProcess&) = delete;
+
+    // Waits until `bus_name` has an owner on the bus; false after `timeout_ms` or if it exits.
+    bool WaitForName(const std::string& bus_name, int timeout_ms = 10000);
+
+    // Sends `signal_number` and waits for the exit; returns the exit status, or -1 when the
+    // process was killed by a signal or did not end within `timeout_ms`.
+    int Stop(int signal_number, int timeout_ms = 10000);
+
+    // Waits for the process to end by itself; same result as Stop.
+    int WaitForExit(int timeout_ms = 10000);
+
+    bool Running();
+
+    // Everything written to stderr so far.
+    std::string Log() const;
+
+private:
+    std::string m_BusAddress;
+    pid_t m_Pid = -1;
+    int m_Status = -1;
+    std::string m_LogPath;
+};
+
+// The reply of one Request call.
+struct Reply {
+    bool ok = false;           // false: a D-Bus error came back
+    std::string error_name;    // the D-Bus error name when !ok
+    std::string body;          // the reply body text
+    Bytes buffer;
+};
+
+// A bare GDBus connection to the bus, calling org.ondrel.TCServer.Request on a server.
+class RawClient {
+public:
+    RawClient(const PrivateBus& bus, const std::string& server_name);
+    ~RawClient();
+    RawClient(const RawClient&) = delete;
+    RawClient& operator=(const RawClient&) = delete;
+
+    Reply Request(const std::string& body, const Bytes& buffer = {}, int timeout_ms = 10000);
+
+    // Subscribes to signal `name` from the server; signals are collected while the default
+    // main context is iterated (WaitForSignals does that).
+    void Subscribe(const std::string& name);
+    // Iterates the default main context until `count` signals arrived or `timeout_ms` passed.
+    bool WaitForSignals(size_t count, int timeout_ms = 5000);
+    const std::vector<Reply>& Signals() const { return m_Signals; }
+
+    GDBusConnection* Connection() const { return m_Bus; }
+    const std::string& BusName() const { return m_BusName; }
+    const std::string& ObjectPath() const { return m_ObjectPath; }
+
+private:
+    static void OnSignal(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
+                         GVariant*, gpointer);
+
+    GDBusConnection* m_Bus = nullptr;
+    std::string m_BusName;
+    std::string m_ObjectPath;
+    guint m_Subscription = 0;
+    std::vector<Reply> m_Signals;
+};
+
+// Parses JSON text; null when it is not JSON.
+Json::Value ParseJson(const std::string& text);
+
+// Reads a whole file.
+Bytes ReadFile(const std::string& path);
+
+}  // namespace test_support
+
+#endif
