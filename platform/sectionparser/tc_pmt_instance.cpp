@@ -38,6 +38,10 @@ TCPMTElementary* TCPMTInstance::PMTElementary(unsigned int index) {
     return index < m_Elementaries.size() ? &m_Elementaries[index] : nullptr;
 }
 
+const TCPMTElementary* TCPMTInstance::PMTElementary(unsigned int index) const {
+    return index < m_Elementaries.size() ? &m_Elementaries[index] : nullptr;
+}
+
 void TCPMTInstance::Forget() {
     m_Elementaries.clear();
     m_Descriptors->Clear();

@@ -45,6 +45,7 @@ class TCPMTInstance : public TCBaseSection {
     int NumOfElementary() const { return static_cast<int>(m_Elementaries.size()); }
     // Null when `index` is not below NumOfElementary().
     TCPMTElementary* PMTElementary(unsigned int index);
+    const TCPMTElementary* PMTElementary(unsigned int index) const;
 
     // Replaces what the instance holds with a copy of `section`, whose table_id the caller has
     // checked and whose section_length is at least 2. Returns IsValid().

@@ -1,0 +1,92 @@
+// Test support: PMT sections built by hand, with a CRC_32 computed here bit by bit, independently
+// of the parser's own table-driven one, and helpers to damage them field by field.
+#ifndef TESTS_SECTIONPARSER_PMT_SECTION_BUILDER_H
+#define TESTS_SECTIONPARSER_PMT_SECTION_BUILDER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace pmt_test {
+
+using Bytes = std::vector<unsigned char>;
+
+// Offsets of the fields the tests damage.
+constexpr size_t kSectionLengthOffset = 1;
+constexpr size_t kProgramInfoLengthOffset = 10;
+constexpr size_t kFirstLoopOffset = 12;
+
+// CRC_32 of ISO/IEC 13818-1 Annex A, one bit at a time.
+uint32_t ReferenceCrc32(const unsigned char* data, size_t size);
+
+// A descriptor: tag, length, payload.
+Bytes Descriptor(uint8_t tag, const Bytes& payload);
+
+// Descriptors of the kinds the service reads, from their fields.
+Bytes StreamIdentifier(uint8_t componentTag);
+Bytes CA(uint16_t systemId, uint16_t caPid, const Bytes& privateData = {});
+struct LanguageEntry {
+    std::string code;  // three characters
+    uint8_t audioType;
+};
+Bytes Language(const std::vector<LanguageEntry>& entries);
+struct SubtitlingEntry {
+    std::string code;
+    uint8_t subtitlingType;
+    uint16_t compositionPageId;
+    uint16_t ancillaryPageId;
+};
+Bytes Subtitling(const std::vector<SubtitlingEntry>& entries);
+struct TeletextEntry {
+    std::string code;
+    uint8_t type;      // 5 bits
+    uint8_t magazine;  // 3 bits
+    uint8_t page;
+};
+Bytes Teletext(const std::vector<TeletextEntry>& entries);
+
+// Builds a TS_program_map_section with consistent lengths and a correct CRC_32.
+class PmtBuilder {
+  public:
+    PmtBuilder& TableId(uint8_t tableId);
+    PmtBuilder& ProgramNumber(uint16_t programNumber);
+    PmtBuilder& Version(uint8_t version);
+    PmtBuilder& PcrPid(uint16_t pcrPid);
+    PmtBuilder& ProgramDescriptor(const Bytes& descriptor);
+    PmtBuilder& Stream(uint8_t streamType, uint16_t pid,
+                       const std::vector<Bytes>& descriptors = {});
+
+    Bytes Build() const;
+
+  private:
+    struct StreamEntry {
+        uint8_t type;
+        uint16_t pid;
+        std::vector<Bytes> descriptors;
+    };
+    uint8_t m_TableId = 0x02;
+    uint16_t m_ProgramNumber = 1;
+    uint8_t m_Version = 0;
+    uint16_t m_PcrPid = 0x0100;
+    std::vector<Bytes> m_ProgramDescriptors;
+    std::vector<StreamEntry> m_Streams;
+};
+
+// The 12-bit length field at `offset` (section_length, program_info_length, ES_info_length).
+int LengthField(const Bytes& section, size_t offset);
+void SetLengthField(Bytes& section, size_t offset, int value);
+
+// Resizes the section to 3 + section_length bytes (cutting, or adding zeros before the CRC_32)
+// and writes a correct CRC_32 at its end, so that only the damaged field is wrong.
+void RestampCrc(Bytes& section);
+
+// Offset of the first elementary-stream entry, past the program_info loop.
+size_t FirstStreamOffset(const Bytes& section);
+
+// The section at the start of a 1024-byte zero-filled buffer, as the framework hands it over.
+Bytes Framed(const Bytes& section);
+
+}  // namespace pmt_test
+
+#endif

@@ -1,0 +1,224 @@
+// What the parser keeps between calls: one instance per programme, replaced by every readable
+// section, nothing for bytes that are not a PMT, the copy independent of the caller's buffer, and
+// the never-read-past-the-section rule checked with buffers of exactly the section's size.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "TCPMTParser.h"
+#include "pmt_section_builder.h"
+
+using namespace pmt_test;
+
+namespace {
+
+Bytes ProgrammeSection(uint16_t programNumber, uint8_t version = 0) {
+    return PmtBuilder()
+        .ProgramNumber(programNumber)
+        .Version(version)
+        .Stream(0x02, 0x0100, {StreamIdentifier(1)})
+        .Stream(0x06, 0x0101, {Subtitling({{"eng", 0x10, 1, 1}})})
+        .Build();
+}
+
+Bytes Damaged(Bytes section) {
+    section.back() ^= 0xFF;
+    return section;
+}
+
+// The bytes in a heap block of exactly their own size, so that any read past them is caught by
+// AddressSanitizer in the sanitizer build.
+std::unique_ptr<unsigned char[]> ExactCopy(const Bytes& bytes) {
+    auto copy = std::make_unique<unsigned char[]>(bytes.size());
+    std::copy(bytes.begin(), bytes.end(), copy.get());
+    return copy;
+}
+
+class ParserState : public ::testing::Test {
+  protected:
+    bool Feed(const Bytes& section) {
+        const Bytes frame = Framed(section);
+        return m_Parser.Parse(0, frame.data());  // the frame dies here: the parser must copy
+    }
+
+    TCPMTParser m_Parser{TVSHandle{1, 0, 0}};
+};
+
+TEST_F(ParserState, HandleAndInitialize) {
+    EXPECT_EQ(m_Parser.Handle().sourceId, 1u);
+    EXPECT_EQ(m_Parser.Handle().tunerIndex, 0);
+    EXPECT_EQ(m_Parser.Handle().demuxIndex, 0);
+    EXPECT_FALSE(m_Parser.IsInitialized());
+    EXPECT_TRUE(m_Parser.Initialize());
+    EXPECT_TRUE(m_Parser.IsInitialized());
+    EXPECT_EQ(m_Parser.NumOfInstance(), 0);
+}
+
+TEST_F(ParserState, NewParserHoldsNothing) {
+    m_Parser.Initialize();
+    EXPECT_EQ(m_Parser.PMTInstance(0), nullptr);
+    EXPECT_EQ(m_Parser.PMTInstance(1), nullptr);
+    EXPECT_EQ(m_Parser.PMTInstance(0xFFFF), nullptr);
+}
+
+TEST_F(ParserState, ValidSectionIsKeptUnderItsProgramNumber) {
+    EXPECT_TRUE(Feed(ProgrammeSection(0x1234)));
+    TCPMTInstance* instance = m_Parser.PMTInstance(0x1234);
+    ASSERT_NE(instance, nullptr);
+    EXPECT_TRUE(instance->IsValid());
+    EXPECT_EQ(instance->ProgramNumber(), 0x1234);
+    EXPECT_EQ(instance->NumOfElementary(), 2);
+    EXPECT_EQ(m_Parser.PMTInstance(0x1235), nullptr);
+}
+
+TEST_F(ParserState, CopyOutlivesTheCallersBuffer) {
+    const Bytes section = ProgrammeSection(9);
+    Bytes frame = Framed(section);
+    m_Parser.Parse(0, frame.data());
+    std::fill(frame.begin(), frame.end(), 0xEE);
+    TCPMTInstance* instance = m_Parser.PMTInstance(9);
+    ASSERT_NE(instance, nullptr);
+    EXPECT_TRUE(instance->IsValid());
+    EXPECT_EQ(Bytes(instance->Bytes(), instance->Bytes() + instance->Size()), section);
+    auto* subtitling = static_cast<TCDescSubtitling*>(instance->PMTElementary(1)->Descriptor(0));
+    EXPECT_EQ(subtitling->Iso639LangCode(0), PackLanguageCode('e', 'n', 'g'));
+}
+
+TEST_F(ParserState, LaterSectionReplacesTheProgrammeValidOrNot) {
+    EXPECT_TRUE(Feed(ProgrammeSection(5, 1)));
+    EXPECT_FALSE(Feed(Damaged(ProgrammeSection(5, 2))));
+    TCPMTInstance* instance = m_Parser.PMTInstance(5);
+    ASSERT_NE(instance, nullptr);
+    EXPECT_FALSE(instance->IsValid());
+    EXPECT_EQ(instance->VersionNumber(), 2);
+    EXPECT_EQ(instance->NumOfElementary(), 0);
+
+    EXPECT_TRUE(Feed(ProgrammeSection(5, 3)));
+    instance = m_Parser.PMTInstance(5);
+    ASSERT_NE(instance, nullptr);
+    EXPECT_TRUE(instance->IsValid());
+    EXPECT_EQ(instance->VersionNumber(), 3);
+    EXPECT_EQ(m_Parser.NumOfInstance(), 1);
+}
+
+TEST_F(ParserState, ProgrammesAreKeptSideBySide) {
+    Feed(ProgrammeSection(1));
+    Feed(ProgrammeSection(2));
+    Feed(Damaged(ProgrammeSection(3)));
+    EXPECT_EQ(m_Parser.NumOfInstance(), 3);
+    ASSERT_NE(m_Parser.PMTInstance(1), nullptr);
+    EXPECT_TRUE(m_Parser.PMTInstance(1)->IsValid());
+    ASSERT_NE(m_Parser.PMTInstance(2), nullptr);
+    EXPECT_TRUE(m_Parser.PMTInstance(2)->IsValid());
+    ASSERT_NE(m_Parser.PMTInstance(3), nullptr);
+    EXPECT_FALSE(m_Parser.PMTInstance(3)->IsValid());
+}
+
+TEST_F(ParserState, ResetDropsEverything) {
+    Feed(ProgrammeSection(1));
+    Feed(ProgrammeSection(2));
+    m_Parser.Reset();
+    EXPECT_EQ(m_Parser.NumOfInstance(), 0);
+    EXPECT_EQ(m_Parser.PMTInstance(1), nullptr);
+    EXPECT_EQ(m_Parser.PMTInstance(2), nullptr);
+    EXPECT_TRUE(Feed(ProgrammeSection(2)));
+    EXPECT_NE(m_Parser.PMTInstance(2), nullptr);
+}
+
+TEST_F(ParserState, InitializeAfterUseDropsEverything) {
+    Feed(ProgrammeSection(1));
+    EXPECT_TRUE(m_Parser.Initialize());
+    EXPECT_EQ(m_Parser.PMTInstance(1), nullptr);
+}
+
+TEST_F(ParserState, NullPointerIsNotKeptAndHidesEarlierSections) {
+    EXPECT_FALSE(m_Parser.Parse(0, nullptr));
+    EXPECT_EQ(m_Parser.PMTInstance(0), nullptr);
+
+    Feed(ProgrammeSection(1));
+    Feed(ProgrammeSection(2));
+    EXPECT_FALSE(m_Parser.Parse(0, nullptr));
+    EXPECT_EQ(m_Parser.PMTInstance(1), nullptr);
+    EXPECT_EQ(m_Parser.PMTInstance(2), nullptr);
+    EXPECT_EQ(m_Parser.NumOfInstance(), 2);
+
+    // The next PMT brings back what was held.
+    Feed(ProgrammeSection(2));
+    ASSERT_NE(m_Parser.PMTInstance(1), nullptr);
+    EXPECT_TRUE(m_Parser.PMTInstance(1)->IsValid());
+}
+
+TEST_F(ParserState, OtherTablesAreNotKept) {
+    Feed(ProgrammeSection(1));
+    for (uint8_t tableId : {0x00, 0x01, 0x03, 0x42, 0xFF}) {
+        Bytes section = PmtBuilder().TableId(tableId).ProgramNumber(1).Build();
+        EXPECT_FALSE(Feed(section)) << int{tableId};
+        EXPECT_EQ(m_Parser.PMTInstance(1), nullptr) << int{tableId};
+        EXPECT_EQ(m_Parser.NumOfInstance(), 1);
+    }
+}
+
+TEST_F(ParserState, SectionTooShortToNameItsProgrammeIsNotKept) {
+    for (int length : {0, 1}) {
+        Bytes section = ProgrammeSection(1);
+        SetLengthField(section, kSectionLengthOffset, length);
+        EXPECT_FALSE(Feed(section));
+        EXPECT_EQ(m_Parser.NumOfInstance(), 0);
+        EXPECT_EQ(m_Parser.PMTInstance(1), nullptr);
+    }
+    // From 2 on, program_number is inside the section: kept, and not valid.
+    Bytes section = ProgrammeSection(1);
+    SetLengthField(section, kSectionLengthOffset, 2);
+    EXPECT_FALSE(Feed(section));
+    ASSERT_NE(m_Parser.PMTInstance(1), nullptr);
+    EXPECT_EQ(m_Parser.PMTInstance(1)->Status(), SECTION_LENGTH_TOO_SHORT);
+    EXPECT_EQ(m_Parser.PMTInstance(1)->Size(), 5);
+}
+
+TEST_F(ParserState, ReadsNoFurtherThanTheSectionsOwnEnd) {
+    // Exact-size heap blocks: valid, damaged and too-short sections alike.
+    const Bytes valid = ProgrammeSection(4);
+    auto exact = ExactCopy(valid);
+    EXPECT_TRUE(m_Parser.Parse(0, exact.get()));
+
+    Bytes tiny = valid;
+    SetLengthField(tiny, kSectionLengthOffset, 2);
+    tiny.resize(5);
+    exact = ExactCopy(tiny);
+    EXPECT_FALSE(m_Parser.Parse(0, exact.get()));
+
+    Bytes lengthless = {0x02, 0xB0, 0x00};
+    exact = ExactCopy(lengthless);
+    EXPECT_FALSE(m_Parser.Parse(0, exact.get()));
+
+    const Bytes otherTable = {0x00};
+    exact = ExactCopy(otherTable);
+    EXPECT_FALSE(m_Parser.Parse(0, exact.get()));
+}
+
+TEST_F(ParserState, ProgramNumberExtremes) {
+    for (uint16_t programNumber : {0x0000, 0x0001, 0x7FFF, 0x8000, 0xFFFF}) {
+        EXPECT_TRUE(Feed(ProgrammeSection(programNumber)));
+        ASSERT_NE(m_Parser.PMTInstance(programNumber), nullptr);
+        EXPECT_EQ(m_Parser.PMTInstance(programNumber)->ProgramNumber(), programNumber);
+    }
+}
+
+TEST_F(ParserState, SourcePidIsRecorded) {
+    const Bytes frame = Framed(ProgrammeSection(1));
+    m_Parser.Parse(0x0ABC, frame.data());
+    ASSERT_NE(m_Parser.PMTInstance(1), nullptr);
+    EXPECT_EQ(m_Parser.PMTInstance(1)->SourcePID(), 0x0ABC);
+}
+
+TEST_F(ParserState, UsableThroughTheBaseClass) {
+    std::unique_ptr<TCSectionParser> parser = std::make_unique<TCPMTParser>(TVSHandle{1, 0, 0});
+    parser->Initialize();
+    const Bytes frame = Framed(ProgrammeSection(3));
+    EXPECT_TRUE(parser->Parse(0, frame.data()));
+    EXPECT_NE(static_cast<TCPMTParser&>(*parser).PMTInstance(3), nullptr);
+    parser->Reset();
+    EXPECT_EQ(static_cast<TCPMTParser&>(*parser).PMTInstance(3), nullptr);
+}
+
+}  // namespace

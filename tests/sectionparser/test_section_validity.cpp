@@ -1,0 +1,262 @@
+// The checks that decide IsValid(), one rule at a time: every length field one too long and one
+// too short, the CRC_32, the syntax indicator, truncated loops, the smallest and largest sections.
+#include <gtest/gtest.h>
+
+#include "TCPMTParser.h"
+#include "pmt_section_builder.h"
+
+using namespace pmt_test;
+
+namespace {
+
+constexpr uint16_t kProgram = 0x0102;
+
+// Something in every loop: a CA descriptor for the programme, a video stream with a stream
+// identifier, an audio stream with a language and a CA descriptor.
+Bytes SampleSection() {
+    return PmtBuilder()
+        .ProgramNumber(kProgram)
+        .Version(5)
+        .PcrPid(0x0100)
+        .ProgramDescriptor(CA(0x0B00, 0x0200))
+        .Stream(0x02, 0x0100, {StreamIdentifier(0x01)})
+        .Stream(0x03, 0x0101, {Language({{"eng", 0}}), CA(0x0100, 0x0201)})
+        .Build();
+}
+
+size_t SecondStreamOffset(const Bytes& section) {
+    const size_t first = FirstStreamOffset(section);
+    return first + 5 + static_cast<size_t>(LengthField(section, first + 3));
+}
+
+class SectionValidity : public ::testing::Test {
+  protected:
+    // Parses the section from a 1024-byte zero-padded frame, as the framework delivers it, and
+    // returns what the parser keeps for kProgram.
+    const TCPMTInstance* Parse(const Bytes& section) {
+        m_Frame = Framed(section);
+        m_Parser.Parse(0, m_Frame.data());
+        return m_Parser.PMTInstance(kProgram);
+    }
+
+    ESectionStatus StatusOf(const Bytes& section) {
+        const TCPMTInstance* instance = Parse(section);
+        return instance != nullptr ? instance->Status() : static_cast<ESectionStatus>(-1);
+    }
+
+    // The sample with the 12-bit length field at `offset` moved by `delta`, and, when `restamp`,
+    // a CRC_32 that fits the damaged section, so that only the length rule can catch it.
+    static Bytes WithLength(size_t offset, int delta, bool restamp = true) {
+        Bytes section = SampleSection();
+        SetLengthField(section, offset, LengthField(section, offset) + delta);
+        if (restamp) RestampCrc(section);
+        return section;
+    }
+
+    TCPMTParser m_Parser{TVSHandle{1, 0, 0}};
+    Bytes m_Frame;
+};
+
+TEST_F(SectionValidity, SampleSectionIsValidWithAllItsParts) {
+    const TCPMTInstance* instance = Parse(SampleSection());
+    ASSERT_NE(instance, nullptr);
+    EXPECT_TRUE(instance->IsValid());
+    EXPECT_EQ(instance->Status(), SECTION_VALID);
+    EXPECT_EQ(instance->ProgramNumber(), kProgram);
+    EXPECT_EQ(instance->VersionNumber(), 5);
+    EXPECT_EQ(instance->PCRPID(), 0x0100);
+    EXPECT_EQ(instance->NumOfProgramDescriptor(), 1);
+    EXPECT_EQ(instance->NumOfElementary(), 2);
+}
+
+TEST_F(SectionValidity, SmallestSectionHasLength13AndNoStreams) {
+    Bytes section = PmtBuilder().ProgramNumber(kProgram).Build();
+    ASSERT_EQ(LengthField(section, kSectionLengthOffset), 13);
+    const TCPMTInstance* instance = Parse(section);
+    ASSERT_NE(instance, nullptr);
+    EXPECT_TRUE(instance->IsValid());
+    EXPECT_EQ(instance->NumOfElementary(), 0);
+    EXPECT_EQ(instance->PMTElementary(0), nullptr);
+}
+
+TEST_F(SectionValidity, SectionLengthBelow13IsTooShort) {
+    for (int length = 2; length <= 12; ++length) {
+        Bytes section = PmtBuilder().ProgramNumber(kProgram).Build();
+        // No CRC_32 can fit in so few bytes; the length is judged before it anyway.
+        SetLengthField(section, kSectionLengthOffset, length);
+        EXPECT_EQ(StatusOf(section), SECTION_LENGTH_TOO_SHORT) << "section_length " << length;
+    }
+}
+
+// One stream whose descriptors fill the section to exactly 1024 bytes.
+Bytes LargestSection() {
+    // 12 fixed bytes, 5 for the entry, 4 for the CRC_32: 1003 bytes of descriptors.
+    const Bytes full(255, 0xA5);
+    const Bytes rest(1003 - 3 * 257 - 2, 0x5A);
+    return PmtBuilder()
+        .ProgramNumber(kProgram)
+        .Stream(0x06, 0x0200,
+                {Descriptor(0x80, full), Descriptor(0x81, full), Descriptor(0x82, full),
+                 Descriptor(0x83, rest)})
+        .Build();
+}
+
+TEST_F(SectionValidity, LargestSectionHasLength1021) {
+    const Bytes section = LargestSection();
+    ASSERT_EQ(section.size(), 1024u);
+    ASSERT_EQ(LengthField(section, kSectionLengthOffset), 1021);
+    const TCPMTInstance* instance = Parse(section);
+    ASSERT_NE(instance, nullptr);
+    EXPECT_TRUE(instance->IsValid());
+    EXPECT_EQ(instance->Size(), 1024);
+    ASSERT_EQ(instance->NumOfElementary(), 1);
+    EXPECT_EQ(instance->PMTElementary(0)->NumOfDescriptor(), 4);
+    EXPECT_EQ(instance->PMTElementary(0)->Descriptor(3)->Length(), 230);
+}
+
+TEST_F(SectionValidity, SectionLengthAbove1021IsTooLongAndOnly1024BytesAreKept) {
+    for (int length : {1022, 1023, 2000, 4095}) {
+        Bytes section = LargestSection();
+        SetLengthField(section, kSectionLengthOffset, length);
+        // The buffer holds exactly 1024 bytes: reading past them would trip the sanitizers.
+        const TCPMTInstance* instance =
+            (m_Parser.Parse(0, section.data()), m_Parser.PMTInstance(kProgram));
+        ASSERT_NE(instance, nullptr);
+        EXPECT_EQ(instance->Status(), SECTION_LENGTH_TOO_LONG) << "section_length " << length;
+        EXPECT_EQ(instance->Size(), 1024);
+    }
+}
+
+TEST_F(SectionValidity, SectionLengthOffByOneFailsTheCrc) {
+    EXPECT_EQ(StatusOf(WithLength(kSectionLengthOffset, +1, false)), SECTION_CRC_MISMATCH);
+    EXPECT_EQ(StatusOf(WithLength(kSectionLengthOffset, -1, false)), SECTION_CRC_MISMATCH);
+}
+
+TEST_F(SectionValidity, SectionLengthOffByOneFailsTheLoopsEvenWithAFittingCrc) {
+    // One byte more: a stray byte after the last entry. One byte less: the last entry's
+    // ES_info runs into the CRC_32.
+    EXPECT_EQ(StatusOf(WithLength(kSectionLengthOffset, +1)), SECTION_ES_ENTRY_TRUNCATED);
+    EXPECT_EQ(StatusOf(WithLength(kSectionLengthOffset, -1)), SECTION_ES_INFO_OVERRUN);
+}
+
+TEST_F(SectionValidity, ProgramInfoLengthOffByOne) {
+    EXPECT_EQ(StatusOf(WithLength(kProgramInfoLengthOffset, +1)), SECTION_DESCRIPTOR_OVERRUN);
+    EXPECT_EQ(StatusOf(WithLength(kProgramInfoLengthOffset, -1)), SECTION_DESCRIPTOR_OVERRUN);
+    EXPECT_EQ(StatusOf(WithLength(kProgramInfoLengthOffset, +1, false)), SECTION_CRC_MISMATCH);
+}
+
+TEST_F(SectionValidity, ProgramInfoLengthMayReachButNotPassTheCrc) {
+    const Bytes descriptor = CA(0x0B00, 0x0200);
+    Bytes section = PmtBuilder().ProgramNumber(kProgram).ProgramDescriptor(descriptor).Build();
+    EXPECT_EQ(StatusOf(section), SECTION_VALID);
+    SetLengthField(section, kProgramInfoLengthOffset, static_cast<int>(descriptor.size()) + 1);
+    RestampCrc(section);
+    EXPECT_EQ(StatusOf(section), SECTION_PROGRAM_INFO_OVERRUN);
+}
+
+TEST_F(SectionValidity, ESInfoLengthOffByOneOnAStreamFollowedByAnother) {
+    const size_t offset = FirstStreamOffset(SampleSection()) + 3;
+    EXPECT_EQ(StatusOf(WithLength(offset, +1)), SECTION_DESCRIPTOR_OVERRUN);
+    EXPECT_EQ(StatusOf(WithLength(offset, -1)), SECTION_DESCRIPTOR_OVERRUN);
+}
+
+TEST_F(SectionValidity, ESInfoLengthOffByOneOnTheLastStream) {
+    const size_t offset = SecondStreamOffset(SampleSection()) + 3;
+    EXPECT_EQ(StatusOf(WithLength(offset, +1)), SECTION_ES_INFO_OVERRUN);
+    EXPECT_EQ(StatusOf(WithLength(offset, -1)), SECTION_DESCRIPTOR_OVERRUN);
+}
+
+TEST_F(SectionValidity, DescriptorLengthOffByOne) {
+    // The CA descriptor that ends the last stream's loop, and the one in the program_info loop.
+    const Bytes sample = SampleSection();
+    const size_t lastDescriptor = sample.size() - 4 - CA(0, 0).size();
+    const size_t programDescriptor = kFirstLoopOffset;
+    for (size_t offset : {lastDescriptor, programDescriptor}) {
+        ASSERT_EQ(sample[offset], 0x09);
+        for (int delta : {+1, -1}) {
+            Bytes section = sample;
+            section[offset + 1] = static_cast<unsigned char>(section[offset + 1] + delta);
+            RestampCrc(section);
+            EXPECT_EQ(StatusOf(section), SECTION_DESCRIPTOR_OVERRUN)
+                << "offset " << offset << " delta " << delta;
+        }
+    }
+}
+
+TEST_F(SectionValidity, AnyChangedBitFailsTheCrc) {
+    // From past program_number (a changed program_number files the section elsewhere).
+    const Bytes sample = SampleSection();
+    for (size_t byte = 5; byte < sample.size(); ++byte) {
+        Bytes section = sample;
+        section[byte] ^= static_cast<unsigned char>(1u << (byte % 8));
+        EXPECT_EQ(StatusOf(section), SECTION_CRC_MISMATCH) << "byte " << byte;
+    }
+    Bytes zeroCrc = sample;
+    std::fill(zeroCrc.end() - 4, zeroCrc.end(), 0);
+    EXPECT_EQ(StatusOf(zeroCrc), SECTION_CRC_MISMATCH);
+}
+
+TEST_F(SectionValidity, SectionSyntaxIndicatorMustBeSet) {
+    Bytes section = SampleSection();
+    section[1] &= 0x7F;
+    RestampCrc(section);
+    EXPECT_EQ(StatusOf(section), SECTION_NOT_SYNTAX_FORM);
+}
+
+TEST_F(SectionValidity, BytesAfterTheLastEntryMustMakeAWholeEntry) {
+    for (int extra = 1; extra <= 4; ++extra) {
+        EXPECT_EQ(StatusOf(WithLength(kSectionLengthOffset, extra)), SECTION_ES_ENTRY_TRUNCATED)
+            << extra << " stray bytes";
+    }
+    // Five zero bytes are a whole entry: stream_type 0, PID 0, no descriptors.
+    const TCPMTInstance* instance = Parse(WithLength(kSectionLengthOffset, 5));
+    ASSERT_NE(instance, nullptr);
+    EXPECT_TRUE(instance->IsValid());
+    EXPECT_EQ(instance->NumOfElementary(), 3);
+}
+
+TEST_F(SectionValidity, DescriptorHeaderCutByItsLoop) {
+    const Bytes section =
+        PmtBuilder().ProgramNumber(kProgram).Stream(0x06, 0x0300, {Bytes{0x52}}).Build();
+    EXPECT_EQ(StatusOf(section), SECTION_DESCRIPTOR_OVERRUN);
+    const Bytes programLoop =
+        PmtBuilder().ProgramNumber(kProgram).ProgramDescriptor({0x09}).Build();
+    EXPECT_EQ(StatusOf(programLoop), SECTION_DESCRIPTOR_OVERRUN);
+}
+
+TEST_F(SectionValidity, InvalidInstanceKeepsItsHeaderButNoStreams) {
+    Bytes section = SampleSection();
+    section.back() ^= 0x01;
+    const TCPMTInstance* instance = Parse(section);
+    ASSERT_NE(instance, nullptr);
+    EXPECT_FALSE(instance->IsValid());
+    EXPECT_EQ(instance->ProgramNumber(), kProgram);
+    EXPECT_EQ(instance->VersionNumber(), 5);
+    EXPECT_EQ(instance->NumOfElementary(), 0);
+    EXPECT_EQ(instance->NumOfProgramDescriptor(), 0);
+    EXPECT_EQ(instance->ProgramDescriptor(0), nullptr);
+}
+
+TEST_F(SectionValidity, FieldsOutsideTheChecksDoNotMatter) {
+    Bytes section = SampleSection();
+    section[5] = static_cast<unsigned char>(section[5] & ~0x01);  // current_next_indicator 0
+    section[6] = 3;                                               // section_number
+    section[7] = 4;                                               // last_section_number
+    RestampCrc(section);
+    const TCPMTInstance* instance = Parse(section);
+    ASSERT_NE(instance, nullptr);
+    EXPECT_TRUE(instance->IsValid());
+    EXPECT_FALSE(instance->CurrentNextIndicator());
+    EXPECT_EQ(instance->SectionNumber(), 3);
+    EXPECT_EQ(instance->LastSectionNumber(), 4);
+}
+
+TEST_F(SectionValidity, Crc32IsTheFieldAsSent) {
+    const Bytes section = SampleSection();
+    const TCPMTInstance* instance = Parse(section);
+    ASSERT_NE(instance, nullptr);
+    const uint32_t expected = ReferenceCrc32(section.data(), section.size() - 4);
+    EXPECT_EQ(instance->CRC32(), expected);
+}
+
+}  // namespace
