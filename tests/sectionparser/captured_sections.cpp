@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <regex>
 
 namespace pmt_test {
 
@@ -16,6 +15,19 @@ std::vector<unsigned char> ReadFile(const std::string& path) {
 
 namespace {
 
+// The number after `marker` (".p" or ".v") in a file name, -1 when there is none.
+int NumberAfter(const std::string& name, const std::string& marker) {
+    size_t position = name.find(marker);
+    while (position != std::string::npos) {
+        const size_t digits = position + marker.size();
+        size_t end = digits;
+        while (end < name.size() && std::isdigit(static_cast<unsigned char>(name[end]))) ++end;
+        if (end > digits) return std::stoi(name.substr(digits, end - digits));
+        position = name.find(marker, position + 1);
+    }
+    return -1;
+}
+
 std::vector<CapturedSection> LoadCapturedSections() {
     namespace fs = std::filesystem;
     std::vector<CapturedSection> sections;
@@ -23,18 +35,12 @@ std::vector<CapturedSection> LoadCapturedSections() {
     std::error_code error;
     if (!fs::is_directory(folder, error)) return sections;
     // <capture>.p<program_number>.v<version>.<n>.sec
-    const std::regex pattern(R"(.*\.p(\d+)\.v(\d+)\.\d+)");
     for (const auto& entry : fs::directory_iterator(folder)) {
         if (entry.path().extension() != ".sec") continue;
         CapturedSection section;
         section.name = entry.path().stem().string();
-        std::smatch match;
-        section.programNumber = -1;
-        section.version = -1;
-        if (std::regex_match(section.name, match, pattern)) {
-            section.programNumber = std::stoi(match[1]);
-            section.version = std::stoi(match[2]);
-        }
+        section.programNumber = NumberAfter(section.name, ".p");
+        section.version = NumberAfter(section.name, ".v");
         section.bytes = ReadFile(entry.path().string());
         sections.push_back(std::move(section));
     }
