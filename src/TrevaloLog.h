@@ -21,8 +21,8 @@ constexpr const char* BaseName(const char* path) {
 // ", ##__VA_ARGS__" (a GNU extension that both GCC and Clang accept) drops the comma when a
 // message has no arguments; C++17 has no standard way to do that, and formatting the prefix
 // separately would format every line twice.
-#define TREVALO_LOG(prio, fmt, ...)                                                          \
-    __dlog_print(LOG_ID_MAIN, prio, TREVALO_LOG_TAG, "%s: %s(%d) > [%s:%d] " fmt "\n",      \
+#define TREVALO_LOG(prio, fmt, ...)                                                       \
+    __dlog_print(LOG_ID_MAIN, prio, TREVALO_LOG_TAG, "%s: %s(%d) > [%s:%d] " fmt "\n",    \
                  trevalo_log::BaseName(__FILE__), __func__, __LINE__, __func__, __LINE__, \
                  ##__VA_ARGS__)
 

@@ -18,14 +18,22 @@ inline const Json::Value& Member(const Json::Value& body, const char* name) {
 // "a string", "an object", ... for error lines about a member of the wrong kind.
 inline const char* KindName(const Json::Value& value) {
     switch (value.type()) {
-        case Json::nullValue: return "null";
-        case Json::intValue: return "a signed integer";
-        case Json::uintValue: return "an unsigned integer";
-        case Json::realValue: return "a real number";
-        case Json::stringValue: return "a string";
-        case Json::booleanValue: return "a boolean";
-        case Json::arrayValue: return "an array";
-        case Json::objectValue: return "an object";
+        case Json::nullValue:
+            return "null";
+        case Json::intValue:
+            return "a signed integer";
+        case Json::uintValue:
+            return "an unsigned integer";
+        case Json::realValue:
+            return "a real number";
+        case Json::stringValue:
+            return "a string";
+        case Json::booleanValue:
+            return "a boolean";
+        case Json::arrayValue:
+            return "an array";
+        case Json::objectValue:
+            return "an object";
     }
     return "of unknown kind";
 }

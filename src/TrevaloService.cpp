@@ -17,6 +17,7 @@ struct Route {
 
 // Compared in this order; the first exact match decides.
 const Route kRoutes[] = {
+    {"SendPMTData", &TrevaloServiceServer::ParsePMT},
     {"GetPID", &TrevaloServiceServer::GetPID},
     {"GetAudio", &TrevaloServiceServer::GetAudio},
     {"SizeOfAudio", &TrevaloServiceServer::SizeOfAudio},
@@ -53,7 +54,9 @@ TrevaloService::TrevaloService()
     TREVALO_LOGE("TrevaloService constructor!!");
 }
 
-TrevaloService::~TrevaloService() { TREVALO_LOGE("TrevaloService destructor!!"); }
+TrevaloService::~TrevaloService() {
+    TREVALO_LOGE("TrevaloService destructor!!");
+}
 
 bool TrevaloService::OnCreate(void* app) {
     if (app == nullptr) {

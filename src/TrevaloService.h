@@ -6,7 +6,7 @@
 // The service process's server object: registers "trevalo_service" on the bus and dispatches
 // each request by its "method" to the handlers of TrevaloServiceServer.
 class TrevaloService : public Ondrel::TCServer {
-public:
+  public:
     TrevaloService();
     ~TrevaloService() override;
 

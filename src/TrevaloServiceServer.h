@@ -16,10 +16,10 @@ class TSAudio;
 // One audio track of the programme.
 struct AudioComponent {
     int16_t pid;
-    int32_t encoding;    // 0 AC-3, 2 MPEG-1/2 audio, 3 AAC (ADTS), 4 MPEG-4 audio (LATM), 5 E-AC-3
-    bool encrypted;      // the stream carries a CA descriptor
-    uint8_t comp_tag;    // stream identifier's component_tag; 255 when the stream has none
-    std::string lang;    // three characters of the ISO 639 code; "zzz" or "zzzz" when none
+    int32_t encoding;  // 0 AC-3, 2 MPEG-1/2 audio, 3 AAC (ADTS), 4 MPEG-4 audio (LATM), 5 E-AC-3
+    bool encrypted;    // the stream carries a CA descriptor
+    uint8_t comp_tag;  // stream identifier's component_tag; 255 when the stream has none
+    std::string lang;  // three characters of the ISO 639 code; "zzz" or "zzzz" when none
     int32_t audio_channels;
     bool audio_desc;
 };
@@ -29,7 +29,7 @@ struct VideoComponent {
     int16_t pid;
     int32_t encoding;  // 0 MPEG-1 video or stream type 0x80, 1 AVC, -1 MPEG-2 video
     bool encrypted;
-    uint16_t ca_sid;   // CA_system_ID of the stream's CA descriptor; 0 when none
+    uint16_t ca_sid;  // CA_system_ID of the stream's CA descriptor; 0 when none
     uint8_t comp_tag;
     int32_t aspect_ratio;
 };
@@ -51,7 +51,7 @@ using ComponentList = std::vector<std::unique_ptr<Component>>;
 // programme's PMT, the queries on it, and the playing-time store. Everything runs on the
 // main-loop thread, one request at a time, so nothing here is locked.
 class TrevaloServiceServer {
-public:
+  public:
     // Catalogue lifetime.
     static void InitTrevaloServiceServer();
     static void FiniTrevaloServiceServer();
@@ -75,8 +75,7 @@ public:
     static void GetAndFillVideoList(TCPMTElementary* es, int& encoding);
     static void GetAndFillAudioList(TCPMTElementary* es, int& encoding);
     static void ProcessPrivatePESAndFillAudio(TCPMTElementary* es, int& encoding);
-    static void GetAudioAndSetAudioList(TCPMTElementary* es, unsigned char& comp_tag,
-                                        int encoding);
+    static void GetAudioAndSetAudioList(TCPMTElementary* es, unsigned char& comp_tag, int encoding);
     static void updateCompTag(unsigned char& comp_tag, TCPMTElementary* es);
 
     // What the TV-service library says of the current service and audio.
@@ -95,7 +94,7 @@ public:
     static uint32_t m_CurrentVideoPlayingTime;
     static double m_TimeTicker;
 
-private:
+  private:
     static void ClearCatalogue();
 };
 

@@ -30,7 +30,7 @@ uint32_t ElapsedMilliseconds(double seconds) {
 }  // namespace
 
 void TrevaloServiceServer::SaveCurrentVideoPlayingTimeAtTrevaloService(const TCMessage& request,
-                                                                        TCMessage& reply) {
+                                                                       TCMessage& reply) {
     TREVALO_LOGI("");
     unsigned char* bytes = nullptr;
     const unsigned int length = request.GetBuffer(bytes);

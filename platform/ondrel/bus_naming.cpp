@@ -7,8 +7,8 @@ namespace {
 std::string Sanitized(const std::string& server_name) {
     std::string element = server_name;
     for (char& c : element) {
-        const bool allowed = (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') ||
-                             (c >= '0' && c <= '9') || c == '_';
+        const bool allowed =
+            (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_';
         if (!allowed) c = '_';
     }
     // A bus-name element may not be empty nor start with a digit.

@@ -142,7 +142,11 @@ bool TCClient::Subscribe(const std::string& signal, SignalHandler on_signal) {
     return true;
 }
 
-const std::string& TCClient::BusName() const { return m_State->bus_name; }
-const std::string& TCClient::ObjectPath() const { return m_State->object_path; }
+const std::string& TCClient::BusName() const {
+    return m_State->bus_name;
+}
+const std::string& TCClient::ObjectPath() const {
+    return m_State->object_path;
+}
 
 }  // namespace Ondrel

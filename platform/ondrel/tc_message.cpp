@@ -18,7 +18,9 @@ TCMessage& TCMessage::operator=(const TCMessage& other) {
     return *this;
 }
 
-std::string TCMessage::GetMessage() const { return json_text::WriteCompact(body); }
+std::string TCMessage::GetMessage() const {
+    return json_text::WriteCompact(body);
+}
 
 unsigned int TCMessage::GetBuffer(unsigned char*& bytes) const {
     bytes = m_Length > 0 ? m_Storage.get() : nullptr;

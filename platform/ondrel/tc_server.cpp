@@ -72,9 +72,9 @@ struct TCServer::Connection {
 
 namespace {
 
-void HandleMethodCall(GDBusConnection*, const gchar* sender, const gchar* object_path,
-                      const gchar*, const gchar*, GVariant* parameters,
-                      GDBusMethodInvocation* invocation, gpointer user_data) {
+void HandleMethodCall(GDBusConnection*, const gchar* sender, const gchar* object_path, const gchar*,
+                      const gchar*, GVariant* parameters, GDBusMethodInvocation* invocation,
+                      gpointer user_data) {
     auto* server = static_cast<TCServer*>(user_data);
     const gchar* body_text = nullptr;
     GVariant* buffer = nullptr;
@@ -114,7 +114,9 @@ const GDBusInterfaceVTable kVTable = {HandleMethodCall, nullptr, nullptr, {nullp
 
 TCServer::TCServer(std::string name, TCServerType type) : m_Name(std::move(name)), m_Type(type) {}
 
-TCServer::~TCServer() { CloseDBusServer(); }
+TCServer::~TCServer() {
+    CloseDBusServer();
+}
 
 bool TCServer::CreateDBusServer() {
     if (m_Connection) return true;
@@ -143,9 +145,9 @@ bool TCServer::CreateDBusServer() {
     m_Connection = std::move(connection);
 
     // The object is exported before the name is taken, so a caller that sees the name can use it.
-    m_Connection->registration = g_dbus_connection_register_object(
-        m_Connection->bus, m_Connection->object_path.c_str(), InterfaceInfo(), &kVTable, this,
-        nullptr, &error);
+    m_Connection->registration =
+        g_dbus_connection_register_object(m_Connection->bus, m_Connection->object_path.c_str(),
+                                          InterfaceInfo(), &kVTable, this, nullptr, &error);
     if (m_Connection->registration == 0) {
         Warn("server " + m_Name + ": cannot export " + m_Connection->object_path + ": " +
              error->message);
@@ -221,12 +223,16 @@ bool TCServer::SendSignal(const char* server, const char* name, const TCMessage*
     return sent != FALSE;
 }
 
-bool TCServer::IfTransferMessage(const char*, const TCMessage*, TCEventIO*&) { return false; }
+bool TCServer::IfTransferMessage(const char*, const TCMessage*, TCEventIO*&) {
+    return false;
+}
 
 bool TCServer::IfMessageReceived(const char*, const TCMessage*, TCMessage*, const char*) {
     return false;
 }
 
-bool TCServer::IfMessageReplied(const char*, const TCMessage*) { return false; }
+bool TCServer::IfMessageReplied(const char*, const TCMessage*) {
+    return false;
+}
 
 }  // namespace Ondrel

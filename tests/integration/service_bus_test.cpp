@@ -49,7 +49,8 @@ TEST_F(ServiceOnBus, RelaysTheSignalWithTheVeryRequest) {
     test_support::RawClient listener(*bus_, "trevalo_service");
     listener.Subscribe("TrevaloSignal");
     const test_support::Bytes pes = {0x00, 0x00, 0x01, 0xBD, 0x42};
-    const Json::Value reply = Call(R"({"method":"SendPESDataWithFirstPTS","data":{"pts":900000}})", pes);
+    const Json::Value reply =
+        Call(R"({"method":"SendPESDataWithFirstPTS","data":{"pts":900000}})", pes);
     EXPECT_EQ(reply["return_data"], Json::Value(""));
     ASSERT_TRUE(listener.WaitForSignals(1));
     const test_support::Reply& signal = listener.Signals()[0];
@@ -179,13 +180,15 @@ TEST_F(ServiceOnBus, SecondInstanceEndsWith255WhenTheNameIsTaken) {
 
 TEST(ServiceWithoutBus, EndsWith255) {
     test_support::PrivateBus bus;
-    for (const std::string& address : {"unix:path=" + bus.Directory() + "/nothing", std::string()}) {
+    for (const std::string& address :
+         {"unix:path=" + bus.Directory() + "/nothing", std::string()}) {
         SCOPED_TRACE(address);
         test_support::ServiceProcess service(bus, TREVALO_SERVICE_BINARY,
                                              {"DBUS_SESSION_BUS_ADDRESS=" + address});
         EXPECT_EQ(service.WaitForExit(), 255);
         const std::string log = service.Log();
-        EXPECT_LT(log.find("] Create DBus server fail!\n"), log.find("] Failed to create the service\n"));
+        EXPECT_LT(log.find("] Create DBus server fail!\n"),
+                  log.find("] Failed to create the service\n"));
         EXPECT_NE(log.find("] Trevalo service OnTerminate \n\n"), std::string::npos);
     }
 }

@@ -14,7 +14,7 @@
 constexpr const char kServiceBusName[] = "org.ondrel.TCServer.trevalo_service";
 
 class ServiceOnBus : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         bus_ = std::make_unique<test_support::PrivateBus>();
         state_path_ = bus_->Directory() + "/platform-state.json";

@@ -127,8 +127,7 @@ TEST_F(CatalogueQueryTest, IndexAtOrPastTheEndLeavesTheReplyAlone) {
     EXPECT_THAT(TakeLog(),
                 ElementsAre(testing::_, "I:Get Audio", "I:Received index is 3", "E:invalid index",
                             "I:ret_data = ", testing::_, "I:Get Audio",
-                            "I:Received index is -294967296", "E:invalid index",
-                            "I:ret_data = "));
+                            "I:Received index is -294967296", "E:invalid index", "I:ret_data = "));
     // An empty list refuses every index.
     EXPECT_EQ(Dispatch(Method("GetSubtitle", 0)).body["return_data"], Json::Value(""));
 }
@@ -164,9 +163,10 @@ TEST_F(CatalogueQueryTest, PidSearchesAudioThenSubtitlesThenVideo) {
     AddAudio(0x31, 5);
     TakeLog();
     EXPECT_EQ(Dispatch(Method("GetPID", 5)).body["return_data"], Json::Value(0x30));
-    EXPECT_THAT(TakeLog(), ElementsAre(testing::_, "I:Get PID for input component tag",
-                                       "I:compTag=5", "I:Found the Audio PID 48",
-                                       "I:Got the PID,returning to trevalo-api", "I:ret_data = 48"));
+    EXPECT_THAT(TakeLog(),
+                ElementsAre(testing::_, "I:Get PID for input component tag", "I:compTag=5",
+                            "I:Found the Audio PID 48", "I:Got the PID,returning to trevalo-api",
+                            "I:ret_data = 48"));
     EXPECT_EQ(Dispatch(Method("GetPID", 6)).body["return_data"], Json::Value(0x21));
     EXPECT_EQ(TakeLog()[3], "I:Found the Subtitle PID 33");
     EXPECT_EQ(Dispatch(Method("GetPID", 7)).body["return_data"], Json::Value(0x12));
@@ -186,9 +186,9 @@ TEST_F(CatalogueQueryTest, PidNotFoundAnswersZero) {
     AddAudio(0x40, 1);
     TakeLog();
     EXPECT_EQ(Dispatch(Method("GetPID", 2)).body["return_data"], Json::Value(0));
-    EXPECT_THAT(TakeLog(), ElementsAre(testing::_, "I:Get PID for input component tag",
-                                       "I:compTag=2", "I:Got the PID,returning to trevalo-api",
-                                       "I:ret_data = 0"));
+    EXPECT_THAT(TakeLog(),
+                ElementsAre(testing::_, "I:Get PID for input component tag", "I:compTag=2",
+                            "I:Got the PID,returning to trevalo-api", "I:ret_data = 0"));
 }
 
 TEST_F(CatalogueQueryTest, PidOfTheWrongKindAnswersZero) {

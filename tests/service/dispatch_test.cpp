@@ -61,8 +61,9 @@ TEST_F(DispatchTest, WrongKindsGetTheUnknownMethodAnswerAndOneErrorLine) {
         {number_method,
          "E:There is no matched method: \"method\" is a signed integer, not a string"},
         {array_body, "E:There is no matched method: the request body is an array, not an object"},
-        {Json::Value(12), "E:There is no matched method: the request body is a signed integer, "
-                          "not an object"},
+        {Json::Value(12),
+         "E:There is no matched method: the request body is a signed integer, "
+         "not an object"},
         {Json::Value("SizeOfAudio"),
          "E:There is no matched method: the request body is a string, not an object"},
     };

@@ -14,8 +14,15 @@
 #include "TrevaloServiceServer.h"
 #include "log_capture.h"
 
+// Readable JSON in test failures.
+namespace Json {
+inline void PrintTo(const Value& value, std::ostream* out) {
+    *out << value.toStyledString();
+}
+}  // namespace Json
+
 class HandlerTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         TrevaloServiceServer::InitTrevaloServiceServer();
         log_ = std::make_unique<test_support::LogCapture>();
@@ -63,8 +70,8 @@ protected:
             new VideoComponent{pid, 1, ca_sid != 0, ca_sid, tag, 100}));
     }
     static void AddSubtitle(int16_t pid, uint8_t tag, const std::string& lang = "fin") {
-        TrevaloServiceServer::sbtList->push_back(std::unique_ptr<SbtComponent>(
-            new SbtComponent{pid, false, tag, lang, false}));
+        TrevaloServiceServer::sbtList->push_back(
+            std::unique_ptr<SbtComponent>(new SbtComponent{pid, false, tag, lang, false}));
     }
 
     TrevaloService service_;

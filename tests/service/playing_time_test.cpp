@@ -25,7 +25,7 @@ uint32_t TimeOf(const Ondrel::TCMessage& reply) {
 }
 
 class PlayingTimeTest : public HandlerTest {
-protected:
+  protected:
     void SetUp() override {
         HandlerTest::SetUp();
         state_path_ = "/tmp/trevalo-playing-time-" + std::to_string(getpid()) + ".json";
@@ -57,17 +57,16 @@ protected:
 
 TEST_F(PlayingTimeTest, SaveStoresTheTimeAndTheClock) {
     const double before = ecore_time_get();
-    Ondrel::TCMessage reply =
-        Dispatch(Method("SaveCurrentVideoPlayingTime"), TimeBytes(123456789));
+    Ondrel::TCMessage reply = Dispatch(Method("SaveCurrentVideoPlayingTime"), TimeBytes(123456789));
     EXPECT_EQ(reply.body["return_data"], Json::Value(0));
     unsigned char* bytes = nullptr;
     EXPECT_EQ(reply.GetBuffer(bytes), 0u);
     EXPECT_EQ(TrevaloServiceServer::m_CurrentVideoPlayingTime, 123456789u);
     EXPECT_GE(TrevaloServiceServer::m_TimeTicker, before);
     EXPECT_LE(TrevaloServiceServer::m_TimeTicker, ecore_time_get());
-    EXPECT_THAT(TakeLog(), testing::ElementsAre(testing::_, "I:",
-                                                "I: SERVER: SAVED currentVideotime= 123456789",
-                                                "I:ret_data = 0"));
+    EXPECT_THAT(TakeLog(), testing::ElementsAre(
+                               testing::_, "I:", "I: SERVER: SAVED currentVideotime= 123456789",
+                               "I:ret_data = 0"));
 }
 
 TEST_F(PlayingTimeTest, ShortBufferLeavesTheStoredPair) {

@@ -16,7 +16,7 @@ using Bytes = std::vector<unsigned char>;
 
 // A dbus-daemon of its own in a temporary directory, stopped by the destructor.
 class PrivateBus {
-public:
+  public:
     PrivateBus();
     ~PrivateBus();
     PrivateBus(const PrivateBus&) = delete;
@@ -25,7 +25,7 @@ public:
     const std::string& Address() const { return m_Address; }
     const std::string& Directory() const { return m_Directory; }
 
-private:
+  private:
     std::string m_Directory;
     std::string m_Address;
     pid_t m_Pid = -1;
@@ -33,7 +33,7 @@ private:
 
 // One run of a program with DBUS_SESSION_BUS_ADDRESS set to the bus, its stderr kept in a file.
 class ServiceProcess {
-public:
+  public:
     // `environment` holds extra "NAME=value" settings.
     ServiceProcess(const PrivateBus& bus, const std::string& program,
                    const std::vector<std::string>& environment = {});
@@ -56,7 +56,7 @@ public:
     // Everything written to stderr so far.
     std::string Log() const;
 
-private:
+  private:
     std::string m_BusAddress;
     pid_t m_Pid = -1;
     int m_Status = -1;
@@ -65,15 +65,15 @@ private:
 
 // The reply of one Request call.
 struct Reply {
-    bool ok = false;           // false: a D-Bus error came back
-    std::string error_name;    // the D-Bus error name when !ok
-    std::string body;          // the reply body text
+    bool ok = false;         // false: a D-Bus error came back
+    std::string error_name;  // the D-Bus error name when !ok
+    std::string body;        // the reply body text
     Bytes buffer;
 };
 
 // A bare GDBus connection to the bus, calling org.ondrel.TCServer.Request on a server.
 class RawClient {
-public:
+  public:
     RawClient(const PrivateBus& bus, const std::string& server_name);
     ~RawClient();
     RawClient(const RawClient&) = delete;
@@ -92,7 +92,7 @@ public:
     const std::string& BusName() const { return m_BusName; }
     const std::string& ObjectPath() const { return m_ObjectPath; }
 
-private:
+  private:
     static void OnSignal(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
                          GVariant*, gpointer);
 

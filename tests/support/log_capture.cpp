@@ -3,8 +3,8 @@
 #include <stdio.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <cctype>
+#include <cstdlib>
 #include <cstring>
 #include <stdexcept>
 
@@ -48,7 +48,8 @@ size_t HeaderAt(const std::string& text, size_t at, std::string& tag) {
         return 0;
     }
     size_t p = at + 2;
-    while (p < text.size() && (std::isalpha(static_cast<unsigned char>(text[p])) || text[p] == '_')) ++p;
+    while (p < text.size() && (std::isalpha(static_cast<unsigned char>(text[p])) || text[p] == '_'))
+        ++p;
     if (p == at + 2 || p >= text.size() || text[p] != '(') return 0;
     tag = text.substr(at + 2, p - at - 2);
     const size_t digits = ++p;

@@ -8,7 +8,7 @@
 namespace test_support {
 
 class LogCapture {
-public:
+  public:
     LogCapture();   // stderr now goes to a temporary file
     ~LogCapture();  // stderr restored
     LogCapture(const LogCapture&) = delete;
@@ -22,7 +22,7 @@ public:
     std::vector<std::string> Messages() const;
     void Clear();
 
-private:
+  private:
     int m_SavedStderr = -1;
     int m_File = -1;
 };

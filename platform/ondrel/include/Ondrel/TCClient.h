@@ -12,7 +12,7 @@ namespace Ondrel {
 // The client side of a TCServer: sends requests to the server named at construction and listens
 // to its signals. Not thread-safe; use one client per thread.
 class TCClient {
-public:
+  public:
     explicit TCClient(std::string server_name);
     ~TCClient();
 
@@ -37,7 +37,7 @@ public:
     const std::string& BusName() const;
     const std::string& ObjectPath() const;
 
-private:
+  private:
     struct State;
     std::unique_ptr<State> m_State;
 };

@@ -7,7 +7,7 @@ namespace Ondrel {
 
 // Anything the framework carries between processes, seen as text.
 class TCData {
-public:
+  public:
     virtual ~TCData() = default;
 
     // The data as one line of text (for logs).

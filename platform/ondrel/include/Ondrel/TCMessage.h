@@ -12,7 +12,7 @@ namespace Ondrel {
 
 // One request, reply or signal: a JSON body and a byte buffer.
 class TCMessage : public TCData {
-public:
+  public:
     // Bytes that GetBuffer guarantees to be readable from the pointer it hands out: the buffer's
     // own bytes followed by zeros. A reader that sizes a record from its own header (one MPEG
     // section is at most this long) therefore never leaves the allocation.
@@ -37,7 +37,7 @@ public:
 
     Json::Value body;
 
-private:
+  private:
     std::unique_ptr<unsigned char[]> m_Storage;  // length max(m_Length, kReadableBytes)
     unsigned int m_Length = 0;
 };

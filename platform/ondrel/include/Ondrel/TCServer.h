@@ -19,7 +19,7 @@ class TCEventIO;
 // "org.ondrel.TCServer.Error.InvalidMessage" and never reaches IfMessageReceived. Requests are
 // delivered one at a time on the thread running the default GLib main context.
 class TCServer {
-public:
+  public:
     enum TCServerType {
         SERVER_TYPE_SERVICE = 0,  // a background service answering requests
     };
@@ -58,7 +58,7 @@ public:
 
     struct Connection;  // the bus connection while the server is open
 
-private:
+  private:
     std::string m_Name;
     TCServerType m_Type;
     std::unique_ptr<Connection> m_Connection;

@@ -1,0 +1,71 @@
+// Sends hand-built PMT sections through the dispatcher with a chosen TV-service state.
+#ifndef TESTS_SERVICE_PMT_FIXTURE_H
+#define TESTS_SERVICE_PMT_FIXTURE_H
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <fstream>
+
+#include "handler_fixture.h"
+#include "pmt_section_builder.h"
+
+class PmtHandlerTest : public HandlerTest {
+  protected:
+    void SetUp() override {
+        HandlerTest::SetUp();
+        state_path_ = "/tmp/trevalo-pmt-state-" + std::to_string(getpid()) + ".json";
+        setenv("PLATFORM_SIM_STATE", state_path_.c_str(), 1);
+        SetTvService("{}");
+    }
+    void TearDown() override {
+        unsetenv("PLATFORM_SIM_STATE");
+        unlink(state_path_.c_str());
+        HandlerTest::TearDown();
+    }
+
+    // The "tv_service" block of the simulated platform (a JSON object text).
+    void SetTvService(const std::string& block) {
+        const std::string temporary = state_path_ + ".new";
+        std::ofstream(temporary) << "{\"tv_service\": " << block << "}";
+        ASSERT_EQ(rename(temporary.c_str(), state_path_.c_str()), 0);
+    }
+
+    // "SendPMTData" with the section; returns "return_data".
+    Json::Value SendPmt(const pmt_test::Bytes& section, int program_number = 1,
+                        bool reset = false) {
+        Json::Value data;
+        data["reset"] = reset;
+        data["programNum"] = program_number;
+        return Dispatch(Method("SendPMTData", data), section).body["return_data"];
+    }
+
+    static const AudioComponent& Audio(size_t index) {
+        return *TrevaloServiceServer::audList->at(index);
+    }
+    static const VideoComponent& Video(size_t index) {
+        return *TrevaloServiceServer::vidList->at(index);
+    }
+    static const SbtComponent& Subtitle(size_t index) {
+        return *TrevaloServiceServer::sbtList->at(index);
+    }
+    static size_t Sizes(size_t& audio, size_t& video) {
+        audio = TrevaloServiceServer::audList->size();
+        video = TrevaloServiceServer::vidList->size();
+        return TrevaloServiceServer::sbtList->size();
+    }
+
+    // Log messages (priority letter first) that contain `needle`.
+    static std::vector<std::string> Matching(const std::vector<std::string>& log,
+                                             const std::string& needle) {
+        std::vector<std::string> found;
+        for (const std::string& line : log) {
+            if (line.find(needle) != std::string::npos) found.push_back(line);
+        }
+        return found;
+    }
+
+    std::string state_path_;
+};
+
+#endif
