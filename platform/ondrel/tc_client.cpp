@@ -6,7 +6,7 @@
 
 #include "Ondrel/TCClient.h"
 #include "bus_naming.h"
-#include "json_text.h"
+#include "message_variant.h"
 
 namespace Ondrel {
 namespace {
@@ -33,29 +33,12 @@ void SetError(std::string* error, const std::string& text) {
     if (error != nullptr) *error = text;
 }
 
-bool MessageFromVariant(GVariant* tuple, TCMessage& message, std::string* error) {
-    const gchar* body_text = nullptr;
-    GVariant* buffer = nullptr;
-    g_variant_get(tuple, "(&s@ay)", &body_text, &buffer);
-    gsize length = 0;
-    const auto* bytes =
-        static_cast<const unsigned char*>(g_variant_get_fixed_array(buffer, &length, 1));
-    message.SetBuffer(bytes, static_cast<unsigned int>(length));
-    g_variant_unref(buffer);
-    std::string parse_error;
-    if (!json_text::Parse(body_text, std::strlen(body_text), message.body, &parse_error)) {
-        SetError(error, "reply body is not JSON text: " + parse_error);
-        return false;
-    }
-    return true;
-}
-
 void OnSignal(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar* signal_name,
               GVariant* parameters, gpointer user_data) {
     auto* subscription = static_cast<SignalSubscription*>(user_data);
     if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(say)"))) return;
     TCMessage message;
-    if (MessageFromVariant(parameters, message, nullptr)) {
+    if (message_variant::FromVariant(parameters, message, nullptr)) {
         subscription->handler(signal_name, message);
     }
 }
@@ -109,22 +92,24 @@ bool TCClient::Request(const TCMessage& request, TCMessage& reply, std::string* 
         SetError(error, "not connected");
         return false;
     }
-    unsigned char* bytes = nullptr;
-    const unsigned int length = request.GetBuffer(bytes);
-    const std::string body = request.GetMessage();
-    GVariant* children[] = {g_variant_new_string(body.c_str()),
-                            g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, bytes, length, 1)};
+    GVariant* arguments = message_variant::ToVariant(request);
+    if (arguments == nullptr) {
+        SetError(error, "request body is not valid UTF-8");
+        return false;
+    }
     GError* failure = nullptr;
     GVariant* answer = g_dbus_connection_call_sync(
         m_State->bus, m_State->bus_name.c_str(), m_State->object_path.c_str(), bus::kInterface,
-        bus::kRequestMethod, g_variant_new_tuple(children, 2), G_VARIANT_TYPE("(say)"),
-        G_DBUS_CALL_FLAGS_NONE, timeout_ms, nullptr, &failure);
+        bus::kRequestMethod, arguments, G_VARIANT_TYPE("(say)"), G_DBUS_CALL_FLAGS_NONE, timeout_ms,
+        nullptr, &failure);
     if (answer == nullptr) {
         SetError(error, failure->message);
         g_error_free(failure);
         return false;
     }
-    const bool parsed = MessageFromVariant(answer, reply, error);
+    std::string parse_error;
+    const bool parsed = message_variant::FromVariant(answer, reply, &parse_error);
+    if (!parsed) SetError(error, "reply body is not JSON text: " + parse_error);
     g_variant_unref(answer);
     return parsed;
 }

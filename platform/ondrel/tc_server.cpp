@@ -8,7 +8,7 @@
 #include "Ondrel/TCServer.h"
 #include "bus_naming.h"
 #include "dlog.h"
-#include "json_text.h"
+#include "message_variant.h"
 
 namespace Ondrel {
 namespace {
@@ -46,20 +46,6 @@ void Warn(const std::string& text) {
     __dlog_print(LOG_ID_MAIN, DLOG_WARN, kLogTag, "%s\n", text.c_str());
 }
 
-GVariant* BufferVariant(const TCMessage& message) {
-    unsigned char* bytes = nullptr;
-    const unsigned int length = message.GetBuffer(bytes);
-    return g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, bytes, length, 1);
-}
-
-// (s body, ay buffer) of a message; null when the body cannot travel as a D-Bus string.
-GVariant* MessageVariant(const TCMessage& message) {
-    const std::string text = json_text::WriteCompact(message.body);
-    if (!g_utf8_validate(text.data(), static_cast<gssize>(text.size()), nullptr)) return nullptr;
-    GVariant* children[] = {g_variant_new_string(text.c_str()), BufferVariant(message)};
-    return g_variant_new_tuple(children, 2);
-}
-
 }  // namespace
 
 struct TCServer::Connection {
@@ -76,30 +62,20 @@ void HandleMethodCall(GDBusConnection*, const gchar* sender, const gchar* object
                       const gchar*, GVariant* parameters, GDBusMethodInvocation* invocation,
                       gpointer user_data) {
     auto* server = static_cast<TCServer*>(user_data);
-    const gchar* body_text = nullptr;
-    GVariant* buffer = nullptr;
-    g_variant_get(parameters, "(&s@ay)", &body_text, &buffer);
-    gsize buffer_length = 0;
-    const auto* buffer_bytes =
-        static_cast<const unsigned char*>(g_variant_get_fixed_array(buffer, &buffer_length, 1));
-
     TCMessage request;
     std::string error;
-    if (!json_text::Parse(body_text, std::strlen(body_text), request.body, &error)) {
-        g_variant_unref(buffer);
+    if (!message_variant::FromVariant(parameters, request, &error)) {
         Warn(std::string("request from ") + (sender ? sender : "?") +
              " is not JSON text: " + error);
         g_dbus_method_invocation_return_dbus_error(invocation, bus::kInvalidMessageError,
                                                    ("body is not JSON text: " + error).c_str());
         return;
     }
-    request.SetBuffer(buffer_bytes, static_cast<unsigned int>(buffer_length));
-    g_variant_unref(buffer);
 
     TCMessage reply;
     server->IfMessageReceived(sender ? sender : "", &request, &reply, object_path);
 
-    GVariant* answer = MessageVariant(reply);
+    GVariant* answer = message_variant::ToVariant(reply);
     if (answer == nullptr) {
         g_dbus_method_invocation_return_dbus_error(invocation, "org.ondrel.TCServer.Error.Failed",
                                                    "reply body is not valid UTF-8");
@@ -210,7 +186,7 @@ bool TCServer::SendSignal(const char* server, const char* name, const TCMessage*
     auto found = OpenServers().find(server);
     if (found == OpenServers().end() || !g_dbus_is_member_name(name)) return false;
     const Connection& connection = *found->second->m_Connection;
-    GVariant* content = MessageVariant(*message);
+    GVariant* content = message_variant::ToVariant(*message);
     if (content == nullptr) return false;
     GError* error = nullptr;
     const gboolean sent =
