@@ -1,58 +1,62 @@
 #include "simulated_tv_state.h"
 
+#include <cstring>
+
 #include "platform_sim_state.h"
 
 namespace {
 
-const Json::Value& Member(const Json::Value& object, const char* name) {
-    static const Json::Value kAbsent;
-    if (!object.isObject()) return kAbsent;
-    const Json::Value* found = object.find(name, name + std::char_traits<char>::length(name));
-    return found != nullptr ? *found : kAbsent;
+// The member `name` of `object`; null when `object` is missing, not an object, or lacks it.
+const Json::Value* Member(const Json::Value* object, const char* name) {
+    if (object == nullptr || !object->isObject()) return nullptr;
+    return object->find(name, name + std::strlen(name));
 }
 
-bool HasMember(const Json::Value& object, const char* name) {
-    return object.isObject() &&
-           object.find(name, name + std::char_traits<char>::length(name)) != nullptr;
+void ReadInt(const Json::Value* value, int& into) {
+    if (value != nullptr && value->isInt()) into = value->asInt();
 }
 
-void ReadInt(const Json::Value& value, int& into) {
-    if (value.isInt()) into = value.asInt();
+void ReadBool(const Json::Value* value, bool& into) {
+    if (value != nullptr && value->isBool()) into = value->asBool();
 }
 
-void ReadBool(const Json::Value& value, bool& into) {
-    if (value.isBool()) into = value.asBool();
+// A present null clears `into`; a number of the right kind replaces it.
+void ReadNullableServiceId(const Json::Value* value, std::optional<unsigned long long>& into) {
+    if (value == nullptr) return;
+    if (value->isNull()) {
+        into.reset();
+    } else if (value->isUInt64()) {
+        into = value->asUInt64();
+    }
+}
+
+void ReadNullableInt(const Json::Value* value, std::optional<int>& into) {
+    if (value == nullptr) return;
+    if (value->isNull()) {
+        into.reset();
+    } else if (value->isInt()) {
+        into = value->asInt();
+    }
 }
 
 }  // namespace
 
 SimulatedTvState ReadSimulatedTvState() {
     SimulatedTvState state;
-    const Json::Value& block = Member(platform_sim::CurrentState(), "tv_service");
-    if (!block.isObject()) return state;
+    const Json::Value* block = Member(&platform_sim::CurrentState(), "tv_service");
 
-    ReadInt(Member(block, "tv_mode"), state.tv_mode);
-    const Json::Value& service_id = Member(block, "service_id");
-    if (HasMember(block, "service_id") && service_id.isNull()) {
-        state.has_service_id = false;
-    } else if (service_id.isUInt64()) {
-        state.service_id = service_id.asUInt64();
-    }
+    ReadInt(Member(block, "tv_mode"), state.tvMode);
+    ReadNullableServiceId(Member(block, "service_id"), state.serviceId);
 
-    const Json::Value& current_audio = Member(block, "current_audio");
-    ReadInt(Member(current_audio, "language_code"), state.language_code);
-    const Json::Value& index = Member(current_audio, "index");
-    if (HasMember(current_audio, "index") && index.isNull()) {
-        state.has_audio_index = false;
-    } else {
-        ReadInt(index, state.audio_index);
-    }
+    const Json::Value* currentAudio = Member(block, "current_audio");
+    ReadInt(Member(currentAudio, "language_code"), state.languageCode);
+    ReadNullableInt(Member(currentAudio, "index"), state.audioIndex);
 
-    const Json::Value& audio = Member(block, "audio");
-    ReadBool(Member(audio, "audio_description"), state.audio_description);
-    ReadBool(Member(audio, "spoken_subtitles"), state.spoken_subtitles);
+    const Json::Value* audio = Member(block, "audio");
+    ReadBool(Member(audio, "audio_description"), state.audioDescription);
+    ReadBool(Member(audio, "spoken_subtitles"), state.spokenSubtitles);
 
-    const Json::Value& fail = Member(block, "fail");
-    if (fail.isString()) state.fail = fail.asString();
+    const Json::Value* fail = Member(block, "fail");
+    if (fail != nullptr && fail->isString()) state.failingStep = fail->asString();
     return state;
 }
