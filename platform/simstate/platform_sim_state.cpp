@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cstdlib>
+#include <ctime>
 #include <fstream>
 #include <sstream>
 
@@ -29,6 +30,7 @@ struct FileIdentity {
 struct Cache {
     bool loaded = false;
     FileIdentity identity;
+    std::string text;  // what the file held when last read
     Json::Value state;
 };
 
@@ -37,15 +39,16 @@ void Warn(const char* path, const std::string& why) {
                  path, why.c_str());
 }
 
-Json::Value Load(const char* path) {
+bool ReadText(const char* path, std::string& text) {
     std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        Warn(path, "unreadable");
-        return Json::Value();
-    }
-    std::ostringstream text;
-    text << file.rdbuf();
-    const std::string document = text.str();
+    if (!file) return false;
+    std::ostringstream content;
+    content << file.rdbuf();
+    text = content.str();
+    return true;
+}
+
+Json::Value Parse(const char* path, const std::string& document) {
     Json::CharReaderBuilder builder;
     std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value state;
@@ -61,6 +64,28 @@ Json::Value Load(const char* path) {
     return state;
 }
 
+FileIdentity Identify(const char* path) {
+    FileIdentity identity;
+    struct stat info;
+    if (stat(path, &info) == 0) {
+        identity.exists = true;
+        identity.device = info.st_dev;
+        identity.inode = info.st_ino;
+        identity.size = info.st_size;
+        identity.modified = info.st_mtim;
+    }
+    return identity;
+}
+
+// File times advance in clock ticks of a few milliseconds, and a replaced file's inode may be
+// reused: two versions written within one tick can look the same to stat. Within this window
+// after a change the content is compared as well.
+bool ChangedRecently(const FileIdentity& identity) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    return now.tv_sec - identity.modified.tv_sec <= 2;
+}
+
 }  // namespace
 
 const Json::Value& CurrentState() {
@@ -69,20 +94,25 @@ const Json::Value& CurrentState() {
     const char* path = std::getenv("PLATFORM_SIM_STATE");
     if (path == nullptr || *path == '\0') return kNone;
 
-    FileIdentity now;
-    struct stat info;
-    if (stat(path, &info) == 0) {
-        now.exists = true;
-        now.device = info.st_dev;
-        now.inode = info.st_ino;
-        now.size = info.st_size;
-        now.modified = info.st_mtim;
-    }
-    if (cache.loaded && cache.identity == now) return cache.state;
+    const FileIdentity now = Identify(path);
+    const bool same_identity = cache.loaded && cache.identity == now;
+    if (same_identity && (!now.exists || !ChangedRecently(now))) return cache.state;
+
+    std::string text;
+    const bool readable = now.exists && ReadText(path, text);
+    if (same_identity && (!readable || text == cache.text)) return cache.state;
 
     cache.loaded = true;
     cache.identity = now;
-    cache.state = now.exists ? Load(path) : Json::Value();
+    cache.text = text;
+    if (!now.exists) {
+        cache.state = Json::Value();
+    } else if (!readable) {
+        Warn(path, "unreadable");
+        cache.state = Json::Value();
+    } else {
+        cache.state = Parse(path, text);
+    }
     return cache.state;
 }
 
