@@ -9,7 +9,6 @@ constexpr EProfile kProfile = PROFILE_MAIN;
 constexpr int kDeviceIndex = 0;
 constexpr ENavigationMode kNavigationMode = NAVIGATION_MODE_CURRENT;
 constexpr unsigned long long kAllOnes = ~0ULL;
-constexpr int kServiceIdAttribute = 12;
 
 }  // namespace
 
@@ -29,7 +28,7 @@ bool TrevaloServiceServer::get_service_id(unsigned long long& id) {
         TREVALO_LOGE("Get navigation criteria failed");
         return false;
     }
-    criteria.Fetch(kServiceIdAttribute);
+    criteria.Fetch(SERVICE_ATTRIBUTE_SERVICE_ID);
 
     TCServiceData service_data;
     if (navigation->GetCurrentServiceInfo(tv_mode, criteria, &service_data) < 1) {
@@ -39,7 +38,7 @@ bool TrevaloServiceServer::get_service_id(unsigned long long& id) {
     // A service whose data holds no id is reported with all bits set.
     const TCServiceAttributeStore* store = service_data.AttributeStore();
     const TCServiceAttribute* attribute =
-        store != nullptr ? store->Find(kServiceIdAttribute) : nullptr;
+        store != nullptr ? store->Find(SERVICE_ATTRIBUTE_SERVICE_ID) : nullptr;
     id = attribute != nullptr ? attribute->GetUInt64() : kAllOnes;
     TREVALO_LOGI("service id is %llu", id);
     return true;
