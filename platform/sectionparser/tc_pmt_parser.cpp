@@ -17,14 +17,27 @@ bool TCPMTParser::Parse(int sourcePID, const unsigned char* section) {
     if (sectionLength < 2) return false;
 
     const auto programNumber = static_cast<unsigned short>((section[3] << 8) | section[4]);
-    std::unique_ptr<TCPMTInstance>& instance = m_Instances[programNumber];
-    if (!instance) instance = std::make_unique<TCPMTInstance>();
+    if (m_Instances.count(programNumber) == 0 &&
+        m_Instances.size() >= static_cast<size_t>(kMaxProgrammes)) {
+        DropOldestProgramme();
+    }
+    HeldInstance& held = m_Instances[programNumber];
+    if (!held.instance) held.instance = std::make_unique<TCPMTInstance>();
+    held.arrival = ++m_Arrivals;
     m_LastParseKept = true;
-    return instance->Load(sourcePID, section);
+    return held.instance->Load(sourcePID, section);
+}
+
+void TCPMTParser::DropOldestProgramme() {
+    auto oldest = m_Instances.begin();
+    for (auto it = m_Instances.begin(); it != m_Instances.end(); ++it) {
+        if (it->second.arrival < oldest->second.arrival) oldest = it;
+    }
+    if (oldest != m_Instances.end()) m_Instances.erase(oldest);
 }
 
 TCPMTInstance* TCPMTParser::PMTInstance(unsigned short programNumber) {
     if (!m_LastParseKept) return nullptr;
     const auto found = m_Instances.find(programNumber);
-    return found != m_Instances.end() ? found->second.get() : nullptr;
+    return found != m_Instances.end() ? found->second.instance.get() : nullptr;
 }

@@ -114,6 +114,21 @@ TEST_F(ParserState, ProgrammesAreKeptSideBySide) {
     EXPECT_FALSE(m_Parser.PMTInstance(3)->IsValid());
 }
 
+TEST_F(ParserState, HeldProgrammesAreBoundedOldestFirst) {
+    for (int programme = 1; programme <= TCPMTParser::kMaxProgrammes; ++programme) {
+        Feed(ProgrammeSection(static_cast<uint16_t>(programme)));
+    }
+    Feed(ProgrammeSection(1, 4));  // programme 1 is now the latest, 2 the oldest
+    EXPECT_EQ(m_Parser.NumOfInstance(), TCPMTParser::kMaxProgrammes);
+    Feed(ProgrammeSection(1000));
+    EXPECT_EQ(m_Parser.NumOfInstance(), TCPMTParser::kMaxProgrammes);
+    EXPECT_EQ(m_Parser.PMTInstance(2), nullptr);
+    ASSERT_NE(m_Parser.PMTInstance(1), nullptr);
+    EXPECT_EQ(m_Parser.PMTInstance(1)->VersionNumber(), 4);
+    EXPECT_NE(m_Parser.PMTInstance(3), nullptr);
+    EXPECT_NE(m_Parser.PMTInstance(1000), nullptr);
+}
+
 TEST_F(ParserState, ResetDropsEverything) {
     Feed(ProgrammeSection(1));
     Feed(ProgrammeSection(2));

@@ -33,10 +33,17 @@
 // programme until the next Parse that brings a PMT header, so that a caller never mistakes an
 // earlier section for the bytes it just sent. What was held before is not dropped by that.
 //
+// At most kMaxProgrammes programmes are held (a multiplex carries far fewer), so that a stream of
+// sections with ever new program_numbers cannot grow memory without bound: a section of a new
+// programme arriving while that many are held replaces the programme whose section came longest
+// ago.
+//
 // Ownership: instances, their streams and their descriptors belong to the parser. A pointer it
 // hands out stays good until the next Parse or Reset.
 class TCPMTParser : public TCSectionParser {
   public:
+    static constexpr int kMaxProgrammes = 256;
+
     explicit TCPMTParser(const TVSHandle& handle);
     ~TCPMTParser() override;
 
@@ -50,7 +57,14 @@ class TCPMTParser : public TCSectionParser {
     int NumOfInstance() const { return static_cast<int>(m_Instances.size()); }
 
   private:
-    std::map<unsigned short, std::unique_ptr<TCPMTInstance>> m_Instances;
+    struct HeldInstance {
+        std::unique_ptr<TCPMTInstance> instance;
+        unsigned long long arrival = 0;  // m_Arrivals when its latest section came
+    };
+    void DropOldestProgramme();
+
+    std::map<unsigned short, HeldInstance> m_Instances;
+    unsigned long long m_Arrivals = 0;
     bool m_LastParseKept = true;
 };
 
