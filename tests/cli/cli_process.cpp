@@ -1,0 +1,155 @@
+#include "cli_process.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char** environ;
+
+#include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+namespace cli_test {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+std::string ReadWhole(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
+}
+
+bool WaitForText(const std::string& path, const std::string& text, int timeout_ms) {
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
+    while (ReadWhole(path).find(text) == std::string::npos) {
+        if (Clock::now() > deadline) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return true;
+}
+
+}  // namespace
+
+CliProcess::CliProcess(const std::vector<std::string>& arguments, const CliOptions& options) {
+    char pattern[] = "/tmp/trevalo-cli-test-XXXXXX";
+    if (mkdtemp(pattern) == nullptr) throw std::runtime_error("mkdtemp failed");
+    m_Directory = pattern;
+    int input[2];
+    if (pipe(input) != 0) throw std::runtime_error("pipe failed");
+
+    std::vector<std::string> argv_text = {options.program};
+    argv_text.insert(argv_text.end(), arguments.begin(), arguments.end());
+    std::vector<char*> argv;
+    for (std::string& word : argv_text) argv.push_back(word.data());
+    argv.push_back(nullptr);
+    // Everything the child needs is made here: between fork and exec, other threads' locks
+    // (malloc, the environment) may be held by nobody who will ever release them.
+    std::vector<std::string> environment_text;
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+        const std::string setting = *entry;
+        const std::string name = setting.substr(0, setting.find('='));
+        bool replaced = name == "DBUS_SESSION_BUS_ADDRESS";
+        for (const std::string& given : options.environment) {
+            replaced = replaced || given.substr(0, given.find('=')) == name;
+        }
+        if (!replaced) environment_text.push_back(setting);
+    }
+    environment_text.insert(environment_text.end(), options.environment.begin(),
+                            options.environment.end());
+    std::vector<char*> envp;
+    for (std::string& setting : environment_text) envp.push_back(setting.data());
+    envp.push_back(nullptr);
+    const int out = open((m_Directory + "/out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    const int err = open((m_Directory + "/err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+
+    m_Pid = fork();
+    if (m_Pid == 0) {
+        dup2(input[0], STDIN_FILENO);
+        dup2(out, STDOUT_FILENO);
+        dup2(err, STDERR_FILENO);
+        close(input[0]);
+        close(input[1]);
+        close(out);
+        close(err);
+        execve(argv[0], argv.data(), envp.data());
+        _exit(127);
+    }
+    close(out);
+    close(err);
+    close(input[0]);
+    // The child reads while we write, so a pipe's worth at a time is no limit.
+    signal(SIGPIPE, SIG_IGN);
+    size_t written = 0;
+    while (written < options.input.size()) {
+        const ssize_t n =
+            write(input[1], options.input.data() + written, options.input.size() - written);
+        if (n <= 0) break;  // the child stopped reading
+        written += static_cast<size_t>(n);
+    }
+    close(input[1]);
+}
+
+CliProcess::~CliProcess() {
+    if (m_Pid > 0) {
+        kill(m_Pid, SIGKILL);
+        int status = 0;
+        waitpid(m_Pid, &status, 0);
+    }
+    const std::string remove = "rm -rf '" + m_Directory + "'";
+    if (std::system(remove.c_str()) != 0) {
+        // A leftover directory in /tmp harms nothing.
+    }
+}
+
+int CliProcess::Wait(int timeout_ms) {
+    if (m_Pid <= 0) return m_Status;
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
+    while (Clock::now() < deadline) {
+        int status = 0;
+        if (waitpid(m_Pid, &status, WNOHANG) == m_Pid) {
+            m_Pid = -1;
+            m_Status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+            return m_Status;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return -1;
+}
+
+void CliProcess::Signal(int signal_number) {
+    if (m_Pid > 0) kill(m_Pid, signal_number);
+}
+
+std::string CliProcess::Out() const {
+    return ReadWhole(m_Directory + "/out");
+}
+
+std::string CliProcess::Err() const {
+    return ReadWhole(m_Directory + "/err");
+}
+
+bool CliProcess::WaitForOut(const std::string& text, int timeout_ms) const {
+    return WaitForText(m_Directory + "/out", text, timeout_ms);
+}
+
+bool CliProcess::WaitForErr(const std::string& text, int timeout_ms) const {
+    return WaitForText(m_Directory + "/err", text, timeout_ms);
+}
+
+CliResult RunCli(const std::vector<std::string>& arguments, const CliOptions& options) {
+    CliProcess process(arguments, options);
+    CliResult result;
+    result.status = process.Wait();
+    result.out = process.Out();
+    result.err = process.Err();
+    return result;
+}
+
+}  // namespace cli_test

@@ -1,0 +1,312 @@
+// trevalo-cli against the real service on a private bus: every programme of the captures goes
+// in, the catalogue comes out as the service holds it; tables, lookups, the playing time, raw
+// calls, signals, and following a stream as it changes.
+#include <gmock/gmock.h>
+#include <signal.h>
+
+#include <cstring>
+#include <fstream>
+#include <memory>
+
+#include "bus_fixture.h"
+#include "cli_process.h"
+#include "dvbpsi_pmt_reader.h"
+#include "stream_builder.h"
+
+namespace {
+
+using cli_test::CliProcess;
+using cli_test::CliResult;
+using ::testing::HasSubstr;
+using ::testing::Not;
+using ::testing::StartsWith;
+
+const std::string kTs = std::string(TREVALO_TESTDATA_DIR) + "/ts/";
+const std::string kMultiProgramme = kTs + "multi-programme-ac3-subtitles.ts";
+
+class CliWithService : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        bus_ = std::make_unique<test_support::PrivateBus>();
+        service_ = std::make_unique<test_support::ServiceProcess>(
+            *bus_, TREVALO_SERVICE_BINARY,
+            std::vector<std::string>{"PLATFORM_SIM_STATE=" + bus_->Directory() + "/none.json"});
+        ASSERT_TRUE(service_->WaitForName("org.ondrel.TCServer.trevalo_service"))
+            << service_->Log();
+        client_ = std::make_unique<test_support::RawClient>(*bus_, "trevalo_service");
+    }
+    void TearDown() override {
+        client_.reset();
+        EXPECT_EQ(service_->Stop(SIGTERM), 0) << service_->Log();
+    }
+
+    cli_test::CliOptions Options(const std::string& input = "") const {
+        cli_test::CliOptions options;
+        options.environment = {"DBUS_SESSION_BUS_ADDRESS=" + bus_->Address()};
+        options.input = input;
+        return options;
+    }
+    CliResult Cli(const std::vector<std::string>& arguments, const std::string& input = "") {
+        return cli_test::RunCli(arguments, Options(input));
+    }
+
+    std::string WriteFile(const std::string& name, const ts_test::Bytes& bytes) {
+        const std::string path = bus_->Directory() + "/" + name;
+        std::ofstream(path, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()),
+                   static_cast<std::streamsize>(bytes.size()));
+        return path;
+    }
+
+    // The catalogue read over a bare connection, in the shape of "catalogue --json".
+    Json::Value CatalogueSeenDirectly() {
+        Json::Value document(Json::objectValue);
+        const std::pair<const char*, const char*> kinds[] = {
+            {"video", "Video"}, {"audio", "Audio"}, {"subtitle", "Subtitle"}};
+        for (const auto& [key, method] : kinds) {
+            Json::Value& list = document[key] = Json::Value(Json::arrayValue);
+            const test_support::Reply size =
+                client_->Request(std::string(R"({"method":"SizeOf)") + method + "\"}");
+            const unsigned count = test_support::ParseJson(size.body)["return_data"].asUInt();
+            for (unsigned i = 0; i < count; ++i) {
+                const test_support::Reply entry =
+                    client_->Request(std::string(R"({"method":"Get)") + method + R"(","data":)" +
+                                     std::to_string(i) + "}");
+                list.append(test_support::ParseJson(
+                    test_support::ParseJson(entry.body)["return_data"].asString()));
+            }
+        }
+        return document;
+    }
+
+    std::unique_ptr<test_support::PrivateBus> bus_;
+    std::unique_ptr<test_support::ServiceProcess> service_;
+    std::unique_ptr<test_support::RawClient> client_;
+};
+
+// A stream of programme 7 whose PMT goes from `first` to `second`: six packets of each, the
+// PAT and the PMT twice, then the PAT twice more.
+ts_test::Bytes ChangingStream(const ts_test::Bytes& first, const ts_test::Bytes& second) {
+    uint8_t pat_counter = 0;
+    uint8_t pmt_counter = 0;
+    const ts_test::Bytes pat = ts_test::MakePatSection(1, 0, {{7, 0x100}});
+    std::vector<ts_test::Bytes> parts;
+    for (const ts_test::Bytes* pmt : {&first, &second}) {
+        for (int i = 0; i < 2; ++i) {
+            parts.push_back(ts_test::Packetize(pat, 0, pat_counter));
+            parts.push_back(ts_test::Packetize(*pmt, 0x100, pmt_counter));
+        }
+        parts.push_back(ts_test::Packetize(pat, 0, pat_counter));
+        parts.push_back(ts_test::Packetize(pat, 0, pat_counter));
+    }
+    return ts_test::Concat(parts);
+}
+
+TEST_F(CliWithService, EveryCapturedProgrammeEndsUpInTheServiceAsLibdvbpsiReadsIt) {
+    size_t programmes = 0;
+    for (const std::string name : {"multi-programme-ac3-subtitles.ts", "avc-aac-eac3.ts"}) {
+        const std::string path = kTs + name;
+        for (const auto& programme : ts_test::ReadWithDvbpsi(ts_test::ReadFile(path.c_str()))) {
+            if (programme.sections.empty()) continue;
+            SCOPED_TRACE(name + " programme " + std::to_string(programme.program_number));
+            const CliResult sent =
+                Cli({"pmt", path, "--program", std::to_string(programme.program_number)});
+            ASSERT_EQ(sent.status, 0) << sent.err;
+            const ts_test::Bytes& section = programme.sections.front();
+            EXPECT_THAT(sent.out,
+                        StartsWith("programme " + std::to_string(programme.program_number) +
+                                   ": PMT version " + std::to_string((section[5] >> 1) & 0x1F) +
+                                   " on PID " + std::to_string(programme.pmt_pid) + " (0x"));
+            EXPECT_THAT(sent.out, HasSubstr(", " + std::to_string(section.size()) +
+                                            " bytes: catalogue rebuilt\n"));
+            const CliResult listed = Cli({"catalogue", "--json"});
+            ASSERT_EQ(listed.status, 0) << listed.err;
+
+            // The same section sent over a bare connection gives the same catalogue.
+            const test_support::Reply direct =
+                client_->Request(R"({"method":"SendPMTData","data":{"reset":true,"programNum":)" +
+                                     std::to_string(programme.program_number) + "}}",
+                                 section);
+            ASSERT_EQ(test_support::ParseJson(direct.body)["return_data"], Json::Value(0));
+            EXPECT_EQ(test_support::ParseJson(listed.out), CatalogueSeenDirectly());
+            ++programmes;
+        }
+    }
+    EXPECT_GE(programmes, 10u);
+}
+
+TEST_F(CliWithService, PrintsTheTableOfAKnownProgrammeAndLooksUpItsTags) {
+    const CliResult sent = Cli({"pmt", kMultiProgramme, "--program", "8803"});
+    ASSERT_EQ(sent.status, 0) << sent.err;
+    const std::string table =
+        "KIND      #  PID           TAG  ENCODING  LANG  FLAGS\n"
+        "video     0  310 (0x0136)  0    AVC (1)   -\n"
+        "audio     0  321 (0x0141)  1    AC-3 (0)  fra\n"
+        "audio     1  322 (0x0142)  2    AC-3 (0)  eng\n"
+        "subtitle  0  342 (0x0156)  3    -         fra\n"
+        "subtitle  1  343 (0x0157)  4    -         fra\n";
+    EXPECT_EQ(sent.out,
+              "programme 8803: PMT version 13 on PID 300 (0x012C), 96 bytes: catalogue rebuilt\n" +
+                  table);
+    EXPECT_EQ(Cli({"catalogue"}).out, table);
+
+    for (const auto& [tag, pid] : {std::pair<const char*, const char*>{"0", "310\n"},
+                                   {"1", "321\n"},
+                                   {"0x3", "342\n"},
+                                   {"4", "343\n"}}) {
+        const CliResult found = Cli({"pid", tag});
+        EXPECT_EQ(found.status, 0) << tag;
+        EXPECT_EQ(found.out, pid) << tag;
+    }
+    const CliResult missing = Cli({"pid", "200"});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_EQ(missing.out, "");
+    EXPECT_EQ(missing.err, "trevalo-cli: pid: no component carries tag 200\n");
+}
+
+TEST_F(CliWithService, SavesAndReadsThePlayingTime) {
+    const CliResult saved = Cli({"time", "save", "5000"});
+    EXPECT_EQ(saved.status, 0) << saved.err;
+    EXPECT_EQ(saved.out, "");
+    const CliResult read = Cli({"time", "get"});
+    ASSERT_EQ(read.status, 0) << read.err;
+    const unsigned long now = std::stoul(read.out);
+    EXPECT_GE(now, 5000u);
+    EXPECT_LT(now, 5000u + 60000u);
+}
+
+TEST_F(CliWithService, CallsAnyMethodAndShowsTheReplyBuffer) {
+    CliResult result = Cli({"call", "SizeOfAudio"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "{\"return_data\":0}\n");
+
+    result = Cli({"call", "GetAudio", "--data", "\"zero\""});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "{\"return_data\":\"\"}\n");
+
+    result = Cli({"call", "NoSuchMethod"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_EQ(result.out, "{\"return_data\":\"\"}\n");
+
+    const uint32_t time = 0x01020304;
+    ts_test::Bytes bytes(4);
+    std::memcpy(bytes.data(), &time, 4);
+    result = Cli({"call", "SaveCurrentVideoPlayingTime", "--buffer-file", "-"},
+                 std::string(bytes.begin(), bytes.end()));
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.out, "{\"return_data\":0}\n");
+
+    result = Cli({"call", "GetCurrentVideoPlayingTime"});
+    EXPECT_EQ(result.status, 0);
+    EXPECT_THAT(result.out, StartsWith("{\"return_data\":0}\nbuffer (4 bytes): "));
+}
+
+TEST_F(CliWithService, ListensToTheSignalUntilInterrupted) {
+    CliProcess listener({"listen"}, Options());
+    ASSERT_TRUE(listener.WaitForErr("listening for TrevaloSignal")) << listener.Err();
+    client_->Request(R"({"method":"SendPESDataWithFirstPTS","data":{"pts":900000}})",
+                     {0x00, 0x01, 0xBD});
+    EXPECT_TRUE(listener.WaitForOut(
+        "TrevaloSignal {\"data\":{\"pts\":900000},\"method\":\"SendPESDataWithFirstPTS\"} "
+        "buffer (3 bytes): 00 01 bd\n"))
+        << listener.Out();
+    listener.Signal(SIGINT);
+    EXPECT_EQ(listener.Wait(), 0);
+}
+
+TEST_F(CliWithService, FollowsAPipeAndPrintsWhatEachNewVersionChanged) {
+    const ts_test::Bytes v1 = ts_test::MakePmtSection(7, 1, {{0x1B, 0x101}, {0x03, 0x102}});
+    const ts_test::Bytes v2 =
+        ts_test::MakePmtSection(7, 2, {{0x1B, 0x101}, {0x03, 0x102}, {0x0F, 0x103}});
+    const ts_test::Bytes stream = ChangingStream(v1, v2);
+    const CliResult result =
+        Cli({"pmt", "-", "--follow"}, std::string(stream.begin(), stream.end()));
+    ASSERT_EQ(result.status, 0) << result.err;
+    const std::string changed = "programme 7: PMT version 2 on PID 256 (0x0100), " +
+                                std::to_string(v2.size()) + " bytes: catalogue rebuilt\n";
+    EXPECT_THAT(result.out, StartsWith("programme 7: PMT version 1 on PID 256 (0x0100), "));
+    EXPECT_THAT(result.out, HasSubstr("\naudio  0  258 (0x0102)  -    MPEG audio (2)  zzz\n"));
+    EXPECT_THAT(result.out, HasSubstr(changed + "  KIND   #  PID"));
+    EXPECT_THAT(result.out, HasSubstr("\n+ audio  1  259 (0x0103)  -    AAC ADTS (3)  zzz\n"));
+    EXPECT_THAT(result.out, Not(HasSubstr("\n- ")));
+    EXPECT_EQ(Cli({"pid", "255"}).out, "258\n");  // the service holds version 2
+}
+
+TEST_F(CliWithService, FollowsAGrowingRecordingUntilInterrupted) {
+    const ts_test::Bytes v1 = ts_test::MakePmtSection(7, 1, {{0x1B, 0x101}});
+    const ts_test::Bytes v2 = ts_test::MakePmtSection(7, 2, {{0x02, 0x111}});
+    const ts_test::Bytes stream = ChangingStream(v1, v2);
+    // A recording being written: the packets of version 1 first, the rest some time later.
+    const size_t half = stream.size() / 2;
+    const std::string path =
+        WriteFile("recording.ts", ts_test::Bytes(stream.begin(), stream.begin() + half));
+
+    CliProcess follower({"pmt", path, "--follow"}, Options());
+    ASSERT_TRUE(follower.WaitForOut("PMT version 1")) << follower.Err();
+    {
+        std::ofstream append(path, std::ios::binary | std::ios::app);
+        append.write(reinterpret_cast<const char*>(stream.data() + half),
+                     static_cast<std::streamsize>(stream.size() - half));
+    }
+    ASSERT_TRUE(follower.WaitForOut("PMT version 2")) << follower.Out() << follower.Err();
+    EXPECT_TRUE(follower.WaitForOut("+ video  0  273 (0x0111)")) << follower.Out();
+    follower.Signal(SIGINT);
+    EXPECT_EQ(follower.Wait(), 0);
+    EXPECT_THAT(follower.Out(), HasSubstr("- video  0  257 (0x0101)"));
+}
+
+TEST_F(CliWithService, ReadsTimestampedPacketsAndSkipsGarbage) {
+    const ts_test::Bytes capture = ts_test::ReadFile(kMultiProgramme.c_str());
+    const std::string path =
+        WriteFile("timestamped.m2ts",
+                  ts_test::Concat({ts_test::Garbage(3000, 1), ts_test::Restride(capture, 192, 2)}));
+    const CliResult result = Cli({"pmt", path, "--program", "8803"});
+    EXPECT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(result.out, StartsWith("programme 8803: PMT version 13 on PID 300 (0x012C)"));
+}
+
+TEST_F(CliWithService, FailureAnswersAre1AndSayWhy) {
+    std::string text;
+    while (text.size() < 50000) text += "This is a text file, not a transport stream. ";
+    const std::string garbage = WriteFile("notes.txt", ts_test::Bytes(text.begin(), text.end()));
+    CliResult result = Cli({"pmt", garbage});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "trevalo-cli: pmt: no transport-stream packets in " + garbage + "\n");
+
+    uint8_t counter = 0;
+    const std::string pat_only = WriteFile(
+        "pat-only.ts", ts_test::Packetize(ts_test::MakePatSection(1, 0, {{7, 0x100}}), 0, counter));
+    result = Cli({"pmt", pat_only});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "trevalo-cli: pmt: no valid PMT of programme 7 on PID 256 (0x0100) in " +
+                              pat_only + "\n");
+
+    result = Cli({"pmt", kMultiProgramme, "--program", "999"});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, StartsWith("trevalo-cli: pmt: programme 999 is not in the PAT "
+                                       "(programmes: 8801, 8802, 8803,"));
+
+    // A PMT whose CRC holds but whose program_info_length runs past its end: the service says no
+    // and keeps the catalogue it had.
+    ASSERT_EQ(Cli({"pmt", kMultiProgramme, "--program", "8803"}).status, 0);
+    ts_test::Bytes overrun = ts_test::MakePmtSection(7, 0, {{0x1B, 0x101}});
+    overrun.resize(overrun.size() - 4);
+    overrun[10] = 0xF3;
+    overrun[11] = 0xFF;
+    const uint32_t crc = ts_test::ReferenceCrc(overrun.data(), overrun.size());
+    for (int shift = 24; shift >= 0; shift -= 8)
+        overrun.push_back(static_cast<uint8_t>(crc >> shift));
+    counter = 0;
+    uint8_t pmt_counter = 0;
+    const std::string refused = WriteFile(
+        "refused.ts", ts_test::Concat({ts_test::Packetize(
+                                           ts_test::MakePatSection(1, 0, {{7, 0x100}}), 0, counter),
+                                       ts_test::Packetize(overrun, 0x100, pmt_counter)}));
+    result = Cli({"pmt", refused});
+    EXPECT_EQ(result.status, 1);
+    EXPECT_THAT(result.err, StartsWith("trevalo-cli: pmt: the service refused the programme 7: "
+                                       "PMT version 0 on PID 256 (0x0100)"));
+    EXPECT_EQ(Cli({"pid", "1"}).out, "321\n");
+}
+
+}  // namespace

@@ -1,0 +1,160 @@
+// The broadcast captures, every programme: the PMT sections the extractor hands out equal those
+// libdvbpsi gathers from the same packets, also when the packets are repacked to 192 or 204
+// bytes, framed in garbage, one is cut short, or the stream ends anywhere.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+
+#include "dvbpsi_pmt_reader.h"
+#include "stream_builder.h"
+#include "tsdemux/pmt_extractor.h"
+
+namespace {
+
+using ts_test::Bytes;
+using ts_test::Concat;
+using ts_test::Garbage;
+using ts_test::ReferenceProgramme;
+
+struct Capture {
+    std::string name;
+    Bytes stream;
+    std::vector<ReferenceProgramme> programmes;
+};
+
+const std::vector<Capture>& Captures() {
+    static const std::vector<Capture> captures = [] {
+        std::vector<Capture> all;
+        const std::filesystem::path folder = std::filesystem::path(TREVALO_TESTDATA_DIR) / "ts";
+        for (const auto& file : std::filesystem::directory_iterator(folder)) {
+            if (file.path().extension() != ".ts") continue;
+            Capture capture;
+            capture.name = file.path().filename().string();
+            capture.stream = ts_test::ReadFile(file.path().c_str());
+            capture.programmes = ts_test::ReadWithDvbpsi(capture.stream);
+            all.push_back(std::move(capture));
+        }
+        return all;
+    }();
+    return captures;
+}
+
+std::vector<Bytes> Extract(const Bytes& stream, uint16_t program_number, size_t piece = 4096) {
+    std::vector<Bytes> sections;
+    tsdemux::PmtExtractor extractor(program_number, [&sections](const tsdemux::FoundPmt& pmt) {
+        sections.push_back(pmt.section);
+    });
+    for (size_t at = 0; at < stream.size(); at += piece) {
+        extractor.Feed(stream.data() + at, std::min(piece, stream.size() - at));
+    }
+    extractor.Finish();
+    return sections;
+}
+
+TEST(CapturedStreams, EveryProgrammeGivesTheSectionsLibdvbpsiGathers) {
+    ASSERT_GE(Captures().size(), 2u);
+    size_t programmes = 0;
+    for (const Capture& capture : Captures()) {
+        SCOPED_TRACE(capture.name);
+        ASSERT_FALSE(capture.programmes.empty());
+        for (const ReferenceProgramme& programme : capture.programmes) {
+            SCOPED_TRACE(programme.program_number);
+            EXPECT_EQ(Extract(capture.stream, programme.program_number), programme.sections);
+            if (!programme.sections.empty()) ++programmes;
+        }
+        // Asked for no programme, the extractor follows the first of the PAT.
+        EXPECT_EQ(Extract(capture.stream, 0), capture.programmes.front().sections);
+    }
+    EXPECT_GE(programmes, 10u);  // the comparison covered real sections, not empty lists
+}
+
+TEST(CapturedStreams, RepackedTo192Or204BytesOrFramedInGarbageTheyGiveTheSameSections) {
+    for (const Capture& capture : Captures()) {
+        SCOPED_TRACE(capture.name);
+        const size_t middle = capture.stream.size() / 188 / 2 * 188;
+        const Bytes head(capture.stream.begin(), capture.stream.begin() + middle);
+        const Bytes tail(capture.stream.begin() + middle, capture.stream.end());
+        const std::vector<std::pair<std::string, Bytes>> variants = {
+            {"192", ts_test::Restride(capture.stream, 192, 11)},
+            {"204", ts_test::Restride(capture.stream, 204, 12)},
+            {"garbage first", Concat({Garbage(5000, 13), capture.stream})},
+            {"garbage inside", Concat({head, Garbage(777, 14), tail, Garbage(50, 15)})},
+        };
+        for (const auto& [variant, stream] : variants) {
+            SCOPED_TRACE(variant);
+            for (const ReferenceProgramme& programme : capture.programmes) {
+                EXPECT_EQ(Extract(stream, programme.program_number, 1000), programme.sections)
+                    << "programme " << programme.program_number;
+            }
+        }
+    }
+}
+
+uint16_t PidAt(const Bytes& stream, size_t packet_start) {
+    return static_cast<uint16_t>((stream[packet_start + 1] & 0x1F) << 8 | stream[packet_start + 2]);
+}
+
+// Whether `part` appears in `whole` in the same order, possibly with gaps.
+bool IsSubsequence(const std::vector<Bytes>& part, const std::vector<Bytes>& whole) {
+    size_t at = 0;
+    for (const Bytes& item : part) {
+        while (at < whole.size() && whole[at] != item) ++at;
+        if (at == whole.size()) return false;
+        ++at;
+    }
+    return true;
+}
+
+TEST(CapturedStreams, APacketCutShortCostsAtMostTheSectionItCarried) {
+    for (const Capture& capture : Captures()) {
+        SCOPED_TRACE(capture.name);
+        const Bytes& stream = capture.stream;
+        // The middlemost packet that is not on the PAT's PID.
+        size_t cut_at = stream.size() / 188 / 2 * 188;
+        while (cut_at + 188 <= stream.size() && PidAt(stream, cut_at) == 0) cut_at += 188;
+        ASSERT_LE(cut_at + 188, stream.size());
+        const uint16_t cut_pid = PidAt(stream, cut_at);
+        Bytes damaged(stream.begin(), stream.begin() + cut_at + 120);
+        damaged.insert(damaged.end(), stream.begin() + cut_at + 188, stream.end());
+        for (const ReferenceProgramme& programme : capture.programmes) {
+            SCOPED_TRACE(programme.program_number);
+            const std::vector<Bytes> found = Extract(damaged, programme.program_number);
+            if (programme.pmt_pid == cut_pid) {
+                EXPECT_TRUE(IsSubsequence(found, programme.sections));
+            } else {
+                EXPECT_EQ(found, programme.sections);
+            }
+        }
+    }
+}
+
+TEST(CapturedStreams, AStreamEndingAnywhereGivesALeadingPartOfTheSections) {
+    for (const Capture& capture : Captures()) {
+        SCOPED_TRACE(capture.name);
+        const ReferenceProgramme& programme = capture.programmes.front();
+        const auto& expected = programme.sections;
+        // Byte by byte over the first packets, where the first PAT and PMT lie; coarsely after.
+        std::vector<size_t> lengths;
+        for (size_t length = 0; length < std::min<size_t>(capture.stream.size(), 40 * 188);
+             ++length) {
+            lengths.push_back(length);
+        }
+        for (size_t length = 40 * 188; length < capture.stream.size(); length += 4999) {
+            lengths.push_back(length);
+        }
+        bool found_any = false;
+        for (const size_t length : lengths) {
+            const Bytes cut(capture.stream.begin(), capture.stream.begin() + length);
+            const std::vector<Bytes> found = Extract(cut, programme.program_number, 512);
+            ASSERT_LE(found.size(), expected.size()) << "length " << length;
+            for (size_t i = 0; i < found.size(); ++i) {
+                ASSERT_EQ(found[i], expected[i]) << "length " << length;
+            }
+            found_any = found_any || !found.empty();
+        }
+        EXPECT_TRUE(found_any);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,167 @@
+#include "stream_builder.h"
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+
+namespace ts_test {
+namespace {
+
+// A small deterministic generator; std::minstd_rand would do, but this keeps byte streams
+// identical across standard libraries.
+uint32_t Next(uint32_t& state) {
+    state = state * 1664525u + 1013904223u;
+    return state >> 24;
+}
+
+Bytes WithCrc(Bytes section) {
+    const uint32_t crc = ReferenceCrc(section.data(), section.size());
+    for (int shift = 24; shift >= 0; shift -= 8)
+        section.push_back(static_cast<uint8_t>(crc >> shift));
+    return section;
+}
+
+// table_id, section_length (to be set), extension, version, section numbers 0 of 0.
+Bytes LongHeader(uint8_t table_id, uint16_t extension, uint8_t version, bool current_next) {
+    return {table_id,
+            0xB0,
+            0x00,
+            static_cast<uint8_t>(extension >> 8),
+            static_cast<uint8_t>(extension),
+            static_cast<uint8_t>(0xC0 | (version & 0x1F) << 1 | (current_next ? 1 : 0)),
+            0x00,
+            0x00};
+}
+
+void SetLength(Bytes& section) {
+    const size_t length = section.size() - 3 + 4;  // after section_length, CRC_32 included
+    section[1] = static_cast<uint8_t>(0xB0 | (length >> 8));
+    section[2] = static_cast<uint8_t>(length);
+}
+
+}  // namespace
+
+uint32_t ReferenceCrc(const uint8_t* bytes, size_t length) {
+    uint32_t crc = 0xFFFFFFFFu;
+    for (size_t i = 0; i < length; ++i) {
+        for (int bit = 7; bit >= 0; --bit) {
+            const bool in = ((bytes[i] >> bit) & 1) != 0;
+            const bool top = (crc & 0x80000000u) != 0;
+            crc <<= 1;
+            if (in != top) crc ^= 0x04C11DB7u;
+        }
+    }
+    return crc;
+}
+
+Bytes MakePacket(const PacketSpec& spec) {
+    Bytes packet = {0x47,
+                    static_cast<uint8_t>((spec.transport_error ? 0x80 : 0) |
+                                         (spec.payload_unit_start ? 0x40 : 0) | (spec.pid >> 8)),
+                    static_cast<uint8_t>(spec.pid),
+                    static_cast<uint8_t>((spec.adaptation_length >= 0 ? 0x30 : 0x10) |
+                                         (spec.continuity_counter & 0x0F))};
+    if (spec.adaptation_length >= 0) {
+        packet.push_back(static_cast<uint8_t>(spec.adaptation_length));
+        if (spec.adaptation_length > 0) {
+            packet.push_back(spec.discontinuity ? 0x80 : 0x00);
+            packet.resize(packet.size() + spec.adaptation_length - 1, 0xFF);
+        }
+    }
+    if (packet.size() + spec.payload.size() > 188) throw std::logic_error("payload too long");
+    packet.insert(packet.end(), spec.payload.begin(), spec.payload.end());
+    packet.resize(188, 0xFF);
+    return packet;
+}
+
+Bytes MakePatSection(uint16_t transport_stream_id, uint8_t version,
+                     const std::vector<std::pair<uint16_t, uint16_t>>& programmes_and_pids,
+                     bool current_next) {
+    Bytes section = LongHeader(0x00, transport_stream_id, version, current_next);
+    for (const auto& [programme, pid] : programmes_and_pids) {
+        section.insert(section.end(),
+                       {static_cast<uint8_t>(programme >> 8), static_cast<uint8_t>(programme),
+                        static_cast<uint8_t>(0xE0 | pid >> 8), static_cast<uint8_t>(pid)});
+    }
+    SetLength(section);
+    return WithCrc(section);
+}
+
+Bytes MakePmtSection(uint16_t program_number, uint8_t version,
+                     const std::vector<std::pair<uint8_t, uint16_t>>& types_and_pids,
+                     bool current_next) {
+    Bytes section = LongHeader(0x02, program_number, version, current_next);
+    const uint16_t pcr_pid = types_and_pids.empty() ? 0x1FFF : types_and_pids.front().second;
+    section.insert(section.end(), {static_cast<uint8_t>(0xE0 | pcr_pid >> 8),
+                                   static_cast<uint8_t>(pcr_pid), 0xF0, 0x00});
+    for (const auto& [type, pid] : types_and_pids) {
+        section.insert(section.end(), {type, static_cast<uint8_t>(0xE0 | pid >> 8),
+                                       static_cast<uint8_t>(pid), 0xF0, 0x00});
+    }
+    SetLength(section);
+    return WithCrc(section);
+}
+
+Bytes Packetize(const Bytes& section, uint16_t pid, uint8_t& counter) {
+    Bytes stream;
+    size_t at = 0;
+    bool first = true;
+    while (first || at < section.size()) {
+        PacketSpec spec;
+        spec.pid = pid;
+        spec.payload_unit_start = first;
+        spec.continuity_counter = counter;
+        counter = static_cast<uint8_t>((counter + 1) & 0x0F);
+        if (first) spec.payload.push_back(0x00);  // pointer_field
+        const size_t room = 184 - spec.payload.size();
+        const size_t take = std::min(room, section.size() - at);
+        spec.payload.insert(spec.payload.end(), section.begin() + at, section.begin() + at + take);
+        at += take;
+        first = false;
+        const Bytes packet = MakePacket(spec);
+        stream.insert(stream.end(), packet.begin(), packet.end());
+    }
+    return stream;
+}
+
+Bytes Restride(const Bytes& stream, size_t stride, uint32_t seed) {
+    Bytes out;
+    for (size_t at = 0; at + 188 <= stream.size(); at += 188) {
+        if (stride == 192) {
+            // The top byte of the timestamp changes slowly; let it look like a sync byte.
+            out.push_back(0x47);
+            for (int i = 1; i < 4; ++i) out.push_back(static_cast<uint8_t>(Next(seed)));
+        }
+        out.insert(out.end(), stream.begin() + at, stream.begin() + at + 188);
+        if (stride == 204) {
+            for (int i = 0; i < 16; ++i) {
+                out.push_back(i % 5 == 0 ? 0x47 : static_cast<uint8_t>(Next(seed)));
+            }
+        }
+    }
+    return out;
+}
+
+Bytes Garbage(size_t count, uint32_t seed) {
+    Bytes bytes(count);
+    for (uint8_t& byte : bytes) {
+        const uint32_t value = Next(seed);
+        byte = value % 32 == 0 ? 0x47 : static_cast<uint8_t>(value);
+    }
+    return bytes;
+}
+
+Bytes Concat(const std::vector<Bytes>& parts) {
+    Bytes all;
+    for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
+Bytes ReadFile(const char* path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw std::runtime_error(std::string("cannot read ") + path);
+    return Bytes(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+}  // namespace ts_test

@@ -1,0 +1,56 @@
+// Test support: transport streams built byte by byte, with the freedom to break every rule the
+// reader must cope with (counters that jump, sections cut anywhere, garbage, other strides).
+#ifndef TESTS_TSDEMUX_STREAM_BUILDER_H
+#define TESTS_TSDEMUX_STREAM_BUILDER_H
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace ts_test {
+
+using Bytes = std::vector<uint8_t>;
+
+// One 188-byte packet. The payload is padded with 0xFF (PSI stuffing) to fill the packet.
+struct PacketSpec {
+    uint16_t pid = 0;
+    bool payload_unit_start = false;
+    uint8_t continuity_counter = 0;
+    bool transport_error = false;
+    // An adaptation field of this many bytes (after its length byte) when >= 0.
+    int adaptation_length = -1;
+    bool discontinuity = false;
+    Bytes payload;
+};
+Bytes MakePacket(const PacketSpec& spec);
+
+// The CRC_32 of PSI sections, computed bit by bit.
+uint32_t ReferenceCrc(const uint8_t* bytes, size_t length);
+
+// Long-form sections with a correct CRC_32.
+Bytes MakePatSection(uint16_t transport_stream_id, uint8_t version,
+                     const std::vector<std::pair<uint16_t, uint16_t>>& programmes_and_pids,
+                     bool current_next = true);
+Bytes MakePmtSection(uint16_t program_number, uint8_t version,
+                     const std::vector<std::pair<uint8_t, uint16_t>>& types_and_pids,
+                     bool current_next = true);
+
+// A section in packets of `pid`: pointer_field 0 in the first, counters from `counter` on
+// (updated), the last packet padded.
+Bytes Packetize(const Bytes& section, uint16_t pid, uint8_t& counter);
+
+// The packets of a 188-byte stream with a 4-byte timestamp before each (192; its first byte is
+// always 0x47) or 16 parity bytes after each (204; some of them 0x47), drawn from `seed`.
+Bytes Restride(const Bytes& stream, size_t stride, uint32_t seed);
+
+// `count` bytes of noise, one in 32 of them 0x47 (eight times what chance gives).
+Bytes Garbage(size_t count, uint32_t seed);
+
+Bytes Concat(const std::vector<Bytes>& parts);
+
+Bytes ReadFile(const char* path);
+
+}  // namespace ts_test
+
+#endif

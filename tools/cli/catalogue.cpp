@@ -1,0 +1,44 @@
+#include "catalogue.h"
+
+namespace trevalo_cli {
+
+const char* KindName(ComponentKind kind) {
+    switch (kind) {
+        case ComponentKind::kVideo:
+            return "video";
+        case ComponentKind::kAudio:
+            return "audio";
+        case ComponentKind::kSubtitle:
+            return "subtitle";
+    }
+    return "?";
+}
+
+std::vector<Json::Value>& Catalogue::List(ComponentKind kind) {
+    switch (kind) {
+        case ComponentKind::kVideo:
+            return video;
+        case ComponentKind::kAudio:
+            return audio;
+        case ComponentKind::kSubtitle:
+            break;
+    }
+    return subtitles;
+}
+
+const std::vector<Json::Value>& Catalogue::List(ComponentKind kind) const {
+    return const_cast<Catalogue&>(*this).List(kind);
+}
+
+std::vector<CatalogueRow> AllRows(const Catalogue& catalogue) {
+    std::vector<CatalogueRow> rows;
+    for (const ComponentKind kind : kAllKinds) {
+        const std::vector<Json::Value>& list = catalogue.List(kind);
+        for (size_t index = 0; index < list.size(); ++index) {
+            rows.push_back(CatalogueRow{' ', kind, index, list[index]});
+        }
+    }
+    return rows;
+}
+
+}  // namespace trevalo_cli

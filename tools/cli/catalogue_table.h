@@ -1,0 +1,21 @@
+// The catalogue for people (an aligned table) and for programs (one JSON document).
+#ifndef TREVALO_CLI_CATALOGUE_TABLE_H
+#define TREVALO_CLI_CATALOGUE_TABLE_H
+
+#include <string>
+#include <vector>
+
+#include "catalogue.h"
+
+namespace trevalo_cli {
+
+// Columns KIND, #, PID, TAG, ENCODING, LANG, FLAGS, one line per row, with a first column for
+// the change mark when any row carries one. "(no components)" when there are no rows.
+std::string FormatCatalogueTable(const std::vector<CatalogueRow>& rows);
+
+// {"audio": [...], "subtitle": [...], "video": [...]}, the entries as the service gave them.
+std::string FormatCatalogueJson(const Catalogue& catalogue);
+
+}  // namespace trevalo_cli
+
+#endif

@@ -1,0 +1,45 @@
+// How a command ends early: one line for stderr and the exit status that goes with it.
+#ifndef TREVALO_CLI_COMMAND_ERROR_H
+#define TREVALO_CLI_COMMAND_ERROR_H
+
+#include <stdexcept>
+#include <string>
+
+namespace trevalo_cli {
+
+constexpr int kExitSuccess = 0;
+constexpr int kExitFailureAnswer = 1;  // the service or the input said no
+constexpr int kExitUsage = 2;          // bad usage, unusable input, or nobody to talk to
+
+class CommandError : public std::runtime_error {
+  public:
+    enum class Kind { kUsage, kUnreadableInput, kNoService, kFailureAnswer };
+
+    CommandError(Kind kind, const std::string& message)
+        : std::runtime_error(message), m_Kind(kind) {}
+
+    Kind GetKind() const { return m_Kind; }
+    int ExitStatus() const {
+        return m_Kind == Kind::kFailureAnswer ? kExitFailureAnswer : kExitUsage;
+    }
+
+  private:
+    Kind m_Kind;
+};
+
+inline CommandError UsageError(const std::string& message) {
+    return CommandError(CommandError::Kind::kUsage, message);
+}
+inline CommandError UnreadableInput(const std::string& message) {
+    return CommandError(CommandError::Kind::kUnreadableInput, message);
+}
+inline CommandError NoServiceError(const std::string& message) {
+    return CommandError(CommandError::Kind::kNoService, message);
+}
+inline CommandError FailureAnswer(const std::string& message) {
+    return CommandError(CommandError::Kind::kFailureAnswer, message);
+}
+
+}  // namespace trevalo_cli
+
+#endif

@@ -1,0 +1,77 @@
+// The commands' names, usage lines and help texts.
+#include "commands.h"
+
+namespace trevalo_cli {
+
+const std::vector<CommandSpec>& AllCommands() {
+    static const std::vector<CommandSpec> commands = {
+        {"call",
+         "call METHOD [--data JSON] [--buffer-file FILE]",
+         "send one request and print the reply",
+         "Sends {\"method\": METHOD, \"data\": JSON} with the bytes of FILE (or standard input) "
+         "as\n"
+         "the buffer, and prints the reply body as one line of JSON, then the reply buffer in\n"
+         "hexadecimal when there is one. Whatever the service answers, the status is 0; a D-Bus\n"
+         "error reply gives 1.\n"
+         "\n"
+         "  trevalo-cli call SizeOfAudio\n"
+         "  trevalo-cli call GetAudio --data 0\n",
+         {{"--data", "--buffer-file"}, {}},
+         RunCall},
+        {"catalogue",
+         "catalogue [--json]",
+         "print the programme's components",
+         "Reads the video, audio and subtitle lists (sizes, then every entry) and prints them as\n"
+         "one table: KIND, index, PID, component tag ('-' when the stream has none), encoding\n"
+         "by name and code, language, and the flags encrypted, CA system, audio description,\n"
+         "hearing impaired. With --json, prints one JSON document {\"audio\": [...], "
+         "\"subtitle\":\n"
+         "[...], \"video\": [...]} holding the entries exactly as the service gave them.\n",
+         {{}, {"--json"}},
+         RunCatalogue},
+        {"pid",
+         "pid TAG",
+         "print the PID carrying a component tag",
+         "Asks for the elementary PID that carries component tag TAG (0-255, decimal or 0x..),\n"
+         "searching audio, then subtitles, then video, and prints it in decimal. Status 1 when\n"
+         "no component carries the tag.\n",
+         {{}, {}},
+         RunPid},
+        {"time",
+         "time save MS | time get",
+         "save or read the playing time",
+         "time save MS   stores the playing time MS (milliseconds, 0-4294967295)\n"
+         "time get       prints the stored time plus the time elapsed since, less the subtitle\n"
+         "               delay, in milliseconds\n",
+         {{}, {}},
+         RunTime},
+        {"pmt",
+         "pmt FILE|- [--program N] [--follow]",
+         "send a stream's PMT, print the components",
+         "Reads an MPEG-2 transport stream from FILE or standard input (packets of 188 bytes, or\n"
+         "192 with a timestamp before each, or 204 with parity after each; garbage and cut\n"
+         "packets are skipped), finds the PAT, the PMT PID of programme N (default: the first\n"
+         "programme of the PAT), reassembles the PMT section, checks its CRC_32, sends it with\n"
+         "SendPMTData (reset: true) and prints the catalogue.\n"
+         "\n"
+         "With --follow, keeps reading after that: every new PMT of the programme is sent too\n"
+         "(reset: false), and the entries it added (+) or removed (-) are printed. At the end of\n"
+         "a file it waits for the file to grow; Ctrl-C stops it. Use it on a tuner's output\n"
+         "(dvbv5-zap -o - ... | trevalo-cli pmt - --follow) or on a recording being written.\n"
+         "\n"
+         "Status 1 when the input holds no PAT, no such programme or no valid PMT of it, or when\n"
+         "the service refuses the section.\n",
+         {{"--program"}, {"--follow"}},
+         RunPmt},
+        {"listen",
+         "listen",
+         "print every TrevaloSignal until interrupted",
+         "Prints one line per TrevaloSignal the service sends: the body as JSON, then the buffer\n"
+         "in hexadecimal. Ctrl-C (or SIGTERM) stops it with status 0.\n",
+         {{}, {}},
+         RunListen},
+    };
+    return commands;
+}
+
+}  // namespace trevalo_cli

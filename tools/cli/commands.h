@@ -1,0 +1,38 @@
+// The client's commands: what each is called, how it is used, and the function that runs it.
+#ifndef TREVALO_CLI_COMMANDS_H
+#define TREVALO_CLI_COMMANDS_H
+
+#include <string>
+#include <vector>
+
+#include "arguments.h"
+
+namespace trevalo_cli {
+
+// What every command gets besides its own arguments.
+struct CommandContext {
+    std::string bus_address;  // empty: DBUS_SESSION_BUS_ADDRESS
+};
+
+// Each returns the exit status, or throws CommandError.
+int RunCall(const CommandContext& context, const Arguments& arguments);
+int RunCatalogue(const CommandContext& context, const Arguments& arguments);
+int RunPid(const CommandContext& context, const Arguments& arguments);
+int RunTime(const CommandContext& context, const Arguments& arguments);
+int RunPmt(const CommandContext& context, const Arguments& arguments);
+int RunListen(const CommandContext& context, const Arguments& arguments);
+
+struct CommandSpec {
+    const char* name;
+    const char* usage;    // the words after "trevalo-cli"
+    const char* summary;  // one line for the overview
+    const char* help;     // the rest of "COMMAND --help"
+    OptionNames options;  // besides --bus and --help
+    int (*run)(const CommandContext&, const Arguments&);
+};
+
+const std::vector<CommandSpec>& AllCommands();
+
+}  // namespace trevalo_cli
+
+#endif

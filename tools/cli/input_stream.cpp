@@ -1,0 +1,61 @@
+#include "input_stream.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "command_error.h"
+
+namespace trevalo_cli {
+
+InputStream::InputStream(const std::string& path) {
+    if (path == "-") {
+        m_Fd = STDIN_FILENO;
+        m_Name = "standard input";
+    } else {
+        m_Fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        if (m_Fd < 0) throw UnreadableInput("cannot open " + path + ": " + std::strerror(errno));
+        m_OwnsFd = true;
+        m_Name = path;
+    }
+    struct stat status {};
+    if (fstat(m_Fd, &status) == 0) {
+        if (S_ISDIR(status.st_mode)) {
+            if (m_OwnsFd) close(m_Fd);
+            throw UnreadableInput(m_Name + " is a directory");
+        }
+        m_RegularFile = S_ISREG(status.st_mode);
+    }
+}
+
+InputStream::~InputStream() {
+    if (m_OwnsFd) close(m_Fd);
+}
+
+ssize_t InputStream::Read(uint8_t* into, size_t capacity) {
+    const ssize_t count = read(m_Fd, into, capacity);
+    if (count >= 0) return count;
+    if (errno == EINTR) return -1;
+    throw UnreadableInput("cannot read " + m_Name + ": " + std::strerror(errno));
+}
+
+std::vector<uint8_t> InputStream::ReadAll() {
+    std::vector<uint8_t> bytes;
+    uint8_t chunk[64 * 1024];
+    while (true) {
+        const ssize_t count = Read(chunk, sizeof chunk);
+        if (count == 0) return bytes;
+        if (count > 0) bytes.insert(bytes.end(), chunk, chunk + count);
+    }
+}
+
+uint64_t InputStream::Size() const {
+    struct stat status {};
+    if (!m_RegularFile || fstat(m_Fd, &status) != 0) return 0;
+    return static_cast<uint64_t>(status.st_size);
+}
+
+}  // namespace trevalo_cli

@@ -1,0 +1,44 @@
+// A byte source named on the command line: a file, or standard input for "-".
+#ifndef TREVALO_CLI_INPUT_STREAM_H
+#define TREVALO_CLI_INPUT_STREAM_H
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace trevalo_cli {
+
+class InputStream {
+  public:
+    // Throws UnreadableInput when `path` cannot be opened or is a directory.
+    explicit InputStream(const std::string& path);
+    ~InputStream();
+    InputStream(const InputStream&) = delete;
+    InputStream& operator=(const InputStream&) = delete;
+
+    // Up to `capacity` bytes; 0 at the end (for now, if the file may grow); -1 when a signal
+    // interrupted the wait. Throws UnreadableInput on a read error.
+    ssize_t Read(uint8_t* into, size_t capacity);
+
+    // Everything up to the end.
+    std::vector<uint8_t> ReadAll();
+
+    // "standard input", or the path.
+    const std::string& Name() const { return m_Name; }
+    // A regular file can grow after its end is reached; a pipe ends for good.
+    bool IsRegularFile() const { return m_RegularFile; }
+    // The file's size now (0 for a pipe).
+    uint64_t Size() const;
+
+  private:
+    int m_Fd = -1;
+    bool m_OwnsFd = false;
+    bool m_RegularFile = false;
+    std::string m_Name;
+};
+
+}  // namespace trevalo_cli
+
+#endif

@@ -1,0 +1,44 @@
+#include "service_connection.h"
+
+#include "command_error.h"
+
+namespace trevalo_cli {
+namespace {
+
+// D-Bus errors that mean nobody took the request, as opposed to an answer from the service.
+constexpr const char* kNoServiceErrors[] = {
+    "org.freedesktop.DBus.Error.ServiceUnknown", "org.freedesktop.DBus.Error.NameHasNoOwner",
+    "org.freedesktop.DBus.Error.NoReply",        "org.freedesktop.DBus.Error.Timeout",
+    "org.freedesktop.DBus.Error.TimedOut",       "org.freedesktop.DBus.Error.Disconnected",
+    "org.freedesktop.DBus.Error.NoServer",       "org.freedesktop.DBus.Error.Spawn."};
+
+constexpr const char kRemoteErrorPrefix[] = "GDBus.Error:";
+
+}  // namespace
+
+ServiceConnection::ServiceConnection(const std::string& bus_address) : m_Client(kServerName) {
+    std::string error;
+    if (!m_Client.Connect(bus_address, &error)) throw NoServiceError(error);
+}
+
+Ondrel::TCMessage ServiceConnection::Request(const std::string& method, const Json::Value& data,
+                                             const std::vector<unsigned char>& buffer) {
+    Ondrel::TCMessage request;
+    request.body["method"] = method;
+    if (!data.isNull()) request.body["data"] = data;
+    request.SetBuffer(buffer.empty() ? nullptr : buffer.data(),
+                      static_cast<unsigned int>(buffer.size()));
+    Ondrel::TCMessage reply;
+    std::string error;
+    if (m_Client.Request(request, reply, &error)) return reply;
+
+    if (error.rfind(kRemoteErrorPrefix, 0) == 0) error.erase(0, sizeof kRemoteErrorPrefix - 1);
+    for (const char* name : kNoServiceErrors) {
+        if (error.find(name) != std::string::npos) {
+            throw NoServiceError("no answer from " + m_Client.BusName() + ": " + error);
+        }
+    }
+    throw FailureAnswer(method + " failed: " + error);
+}
+
+}  // namespace trevalo_cli

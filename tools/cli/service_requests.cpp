@@ -1,0 +1,120 @@
+#include "service_requests.h"
+
+#include <cstring>
+#include <string>
+
+#include "command_error.h"
+#include "json_text.h"
+
+namespace trevalo_cli {
+namespace {
+
+const Json::Value& ReturnData(const Ondrel::TCMessage& reply) {
+    return reply.body["return_data"];
+}
+
+CommandError UnexpectedAnswer(const std::string& method, const Ondrel::TCMessage& reply) {
+    return FailureAnswer(method + " gave an unexpected answer: " + CompactJson(reply.body));
+}
+
+const char* SizeMethod(ComponentKind kind) {
+    switch (kind) {
+        case ComponentKind::kVideo:
+            return "SizeOfVideo";
+        case ComponentKind::kAudio:
+            return "SizeOfAudio";
+        case ComponentKind::kSubtitle:
+            break;
+    }
+    return "SizeOfSubtitle";
+}
+
+const char* EntryMethod(ComponentKind kind) {
+    switch (kind) {
+        case ComponentKind::kVideo:
+            return "GetVideo";
+        case ComponentKind::kAudio:
+            return "GetAudio";
+        case ComponentKind::kSubtitle:
+            break;
+    }
+    return "GetSubtitle";
+}
+
+// An entry query answers its object as JSON text inside the reply body.
+bool ParseEntryText(const std::string& text, Json::Value& entry) {
+    return ParseJson(text, entry) && entry.isObject();
+}
+
+}  // namespace
+
+bool SendPmtSection(ServiceConnection& service, const std::vector<uint8_t>& section,
+                    uint16_t program_number, bool reset) {
+    Json::Value data(Json::objectValue);
+    data["reset"] = reset;
+    data["programNum"] = static_cast<int>(program_number);
+    const Ondrel::TCMessage reply = service.Request("SendPMTData", data, section);
+    const Json::Value& answer = ReturnData(reply);
+    if (!answer.isIntegral() || (answer.asLargestInt() != 0 && answer.asLargestInt() != 1)) {
+        throw UnexpectedAnswer("SendPMTData", reply);
+    }
+    return answer.asLargestInt() == 0;
+}
+
+Catalogue ReadCatalogue(ServiceConnection& service) {
+    Catalogue catalogue;
+    for (const ComponentKind kind : kAllKinds) {
+        const Ondrel::TCMessage size_reply = service.Request(SizeMethod(kind));
+        const Json::Value& size = ReturnData(size_reply);
+        if (!size.isIntegral() || size.asLargestInt() < 0) {
+            throw UnexpectedAnswer(SizeMethod(kind), size_reply);
+        }
+        const auto count = static_cast<unsigned int>(size.asLargestUInt());
+        for (unsigned int index = 0; index < count; ++index) {
+            const Ondrel::TCMessage reply = service.Request(EntryMethod(kind), Json::Value(index));
+            const Json::Value& text = ReturnData(reply);
+            const Json::Value& success = reply.body["call_api_success"];
+            if (!success.isBool() || !success.asBool()) {
+                throw FailureAnswer(std::string(EntryMethod(kind)) + " " + std::to_string(index) +
+                                    " answered no entry: the catalogue changed while it was read");
+            }
+            Json::Value entry;
+            if (!text.isString() || !ParseEntryText(text.asString(), entry)) {
+                throw UnexpectedAnswer(EntryMethod(kind), reply);
+            }
+            catalogue.List(kind).push_back(entry);
+        }
+    }
+    return catalogue;
+}
+
+int LookUpPid(ServiceConnection& service, int tag) {
+    const Ondrel::TCMessage reply = service.Request("GetPID", Json::Value(tag));
+    const Json::Value& pid = ReturnData(reply);
+    if (!pid.isIntegral()) throw UnexpectedAnswer("GetPID", reply);
+    return static_cast<int>(pid.asLargestInt());
+}
+
+void SavePlayingTime(ServiceConnection& service, uint32_t milliseconds) {
+    std::vector<unsigned char> buffer(sizeof milliseconds);
+    std::memcpy(buffer.data(), &milliseconds, sizeof milliseconds);  // host byte order
+    const Ondrel::TCMessage reply =
+        service.Request("SaveCurrentVideoPlayingTime", Json::Value(), buffer);
+    if (!ReturnData(reply).isIntegral() || ReturnData(reply).asLargestInt() != 0) {
+        throw UnexpectedAnswer("SaveCurrentVideoPlayingTime", reply);
+    }
+}
+
+uint32_t ReadPlayingTime(ServiceConnection& service) {
+    const Ondrel::TCMessage reply = service.Request("GetCurrentVideoPlayingTime");
+    unsigned char* bytes = nullptr;
+    const unsigned int length = reply.GetBuffer(bytes);
+    uint32_t milliseconds = 0;
+    if (length != sizeof milliseconds || bytes == nullptr) {
+        throw UnexpectedAnswer("GetCurrentVideoPlayingTime", reply);
+    }
+    std::memcpy(&milliseconds, bytes, sizeof milliseconds);
+    return milliseconds;
+}
+
+}  // namespace trevalo_cli

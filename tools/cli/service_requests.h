@@ -1,0 +1,31 @@
+// The service's methods as calls with typed answers. Each throws FailureAnswer when the answer
+// is not of the documented shape, besides what ServiceConnection::Request throws.
+#ifndef TREVALO_CLI_SERVICE_REQUESTS_H
+#define TREVALO_CLI_SERVICE_REQUESTS_H
+
+#include <cstdint>
+#include <vector>
+
+#include "catalogue.h"
+#include "service_connection.h"
+
+namespace trevalo_cli {
+
+// "SendPMTData": true when the service rebuilt its catalogue from the section, false when it
+// found no valid PMT of the programme in it.
+bool SendPmtSection(ServiceConnection& service, const std::vector<uint8_t>& section,
+                    uint16_t program_number, bool reset);
+
+// The three lists, through "SizeOf..." and "Get..." for every index.
+Catalogue ReadCatalogue(ServiceConnection& service);
+
+// "GetPID": the PID carrying component tag `tag`, 0 when none does.
+int LookUpPid(ServiceConnection& service, int tag);
+
+// "SaveCurrentVideoPlayingTime" and "GetCurrentVideoPlayingTime", in milliseconds.
+void SavePlayingTime(ServiceConnection& service, uint32_t milliseconds);
+uint32_t ReadPlayingTime(ServiceConnection& service);
+
+}  // namespace trevalo_cli
+
+#endif
