@@ -1,0 +1,119 @@
+// The installed service started by the bus on the first client call: on a session bus, on a
+// bus without a type whose daemon carries another bus's address, and on a system-like bus under
+// the installed policy.
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include "activating_bus.h"
+#include "cli_process.h"
+
+namespace {
+
+using activation_test::ActivatingBus;
+using activation_test::ExecutableOf;
+using activation_test::kBusName;
+using activation_test::SharedInstall;
+using cli_test::CliResult;
+using ::testing::HasSubstr;
+
+constexpr const char kPermissivePolicy[] =
+    "<policy context=\"default\"><allow send_destination=\"*\"/><allow receive_sender=\"*\"/>"
+    "<allow own=\"*\"/></policy>";
+
+// A permissive bus that knows the installed session service files.
+std::string SessionBusConfig(bool typed) {
+    return std::string(typed ? "<type>session</type>" : "") + "<servicedir>" +
+           SharedInstall().Prefix() + "/share/dbus-1/services</servicedir>" + kPermissivePolicy;
+}
+
+CliResult InstalledCli(const ActivatingBus& bus, const std::vector<std::string>& arguments) {
+    cli_test::CliOptions options;
+    options.program = SharedInstall().Prefix() + "/bin/trevalo-cli";
+    std::vector<std::string> words = {"--bus", bus.Address()};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    return cli_test::RunCli(words, options);
+}
+
+// The first call starts the installed service, which then owns the name and keeps serving.
+void ExpectActivationOn(const ActivatingBus& bus) {
+    ASSERT_TRUE(bus.Started()) << bus.Log();
+    EXPECT_EQ(bus.OwnerPid(kBusName), -1);
+
+    const CliResult first = InstalledCli(bus, {"call", "SizeOfAudio"});
+    EXPECT_EQ(first.status, 0) << first.err << bus.Log();
+    EXPECT_EQ(first.out, "{\"return_data\":0}\n");
+
+    const pid_t owner = bus.OwnerPid(kBusName);
+    ASSERT_GT(owner, 0) << bus.Log();
+    EXPECT_EQ(ExecutableOf(owner), SharedInstall().Prefix() + "/libexec/trevalo_service");
+
+    const CliResult second = InstalledCli(bus, {"time", "save", "1234"});
+    EXPECT_EQ(second.status, 0) << second.err;
+    EXPECT_EQ(bus.OwnerPid(kBusName), owner);  // the same process, not a second start
+    EXPECT_TRUE(bus.StopService(owner));
+}
+
+class Activation : public ::testing::Test {
+  protected:
+    void SetUp() override { ASSERT_TRUE(SharedInstall().Succeeded()) << SharedInstall().Log(); }
+};
+
+TEST_F(Activation, FirstCallStartsTheServiceOnASessionBus) {
+    ActivatingBus bus(SessionBusConfig(true));
+    ExpectActivationOn(bus);
+}
+
+TEST_F(Activation, TheServiceJoinsTheBusThatStartedItWhateverTheDaemonInherited) {
+    // A bus without <type>session</type> gives its children only DBUS_STARTER_ADDRESS, and this
+    // daemon's own DBUS_SESSION_BUS_ADDRESS leads nowhere: the child must not use it.
+    ActivatingBus bus(SessionBusConfig(false),
+                      {"DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent/session-bus"});
+    ExpectActivationOn(bus);
+}
+
+TEST_F(Activation, WithoutTheServiceFilesNothingStartsAndTheClientSaysSo) {
+    ActivatingBus bus(std::string("<type>session</type>") + kPermissivePolicy);
+    ASSERT_TRUE(bus.Started()) << bus.Log();
+    const CliResult result = InstalledCli(bus, {"catalogue"});
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.err, HasSubstr("ServiceUnknown"));
+}
+
+TEST_F(Activation, TheSystemBusPolicyLetsRootOwnTheNameAndAnyoneCall) {
+    // Deny by default, as a system bus does; the installed policy is the only exception.
+    ActivatingBus bus(
+        "<type>system</type>"
+        "<policy context=\"default\"><deny own=\"*\"/>"
+        "<deny send_type=\"method_call\"/><allow send_type=\"signal\"/>"
+        "<allow send_requested_reply=\"true\" send_type=\"method_return\"/>"
+        "<allow send_requested_reply=\"true\" send_type=\"error\"/>"
+        "<allow receive_type=\"method_call\"/><allow receive_type=\"method_return\"/>"
+        "<allow receive_type=\"error\"/><allow receive_type=\"signal\"/>"
+        "<allow send_destination=\"org.freedesktop.DBus\"/></policy>"
+        "<includedir>" +
+        SharedInstall().Prefix() + "/share/dbus-1/system.d</includedir>");
+    ASSERT_TRUE(bus.Started()) << "the daemon refused the installed policy:\n" << bus.Log();
+    std::string error;
+    EXPECT_FALSE(bus.RequestName("org.ondrel.TCServer.another_service", error));
+    EXPECT_THAT(error, HasSubstr("AccessDenied"));
+    if (getuid() != 0) GTEST_SKIP() << "owning the name takes root under this policy";
+
+    cli_test::CliOptions service_options;
+    service_options.program = SharedInstall().Prefix() + "/libexec/trevalo_service";
+    service_options.environment = {"DBUS_SESSION_BUS_ADDRESS=" + bus.Address()};
+    cli_test::CliProcess service({}, service_options);
+    pid_t owner = -1;
+    for (int i = 0; i < 500 && owner <= 0; ++i) {
+        owner = bus.OwnerPid(kBusName);
+        if (owner <= 0) usleep(10000);
+    }
+    ASSERT_GT(owner, 0) << service.Err();
+    const CliResult answered = InstalledCli(bus, {"call", "SizeOfVideo"});
+    EXPECT_EQ(answered.status, 0) << answered.err;
+    EXPECT_EQ(answered.out, "{\"return_data\":0}\n");
+    service.Signal(SIGTERM);
+    EXPECT_EQ(service.Wait(), 0) << service.Err();
+}
+
+}  // namespace

@@ -1,0 +1,64 @@
+// What `cmake --install` puts under the prefix, and how the activation files name it.
+#include <gmock/gmock.h>
+#include <sys/stat.h>
+
+#include "activating_bus.h"
+
+namespace {
+
+using activation_test::kBusName;
+using activation_test::ReadText;
+using activation_test::SharedInstall;
+using ::testing::HasSubstr;
+
+bool IsExecutable(const std::string& path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+           (status.st_mode & S_IXUSR) != 0;
+}
+
+class Installed : public ::testing::Test {
+  protected:
+    void SetUp() override { ASSERT_TRUE(SharedInstall().Succeeded()) << SharedInstall().Log(); }
+    std::string At(const std::string& relative) const {
+        return SharedInstall().Prefix() + "/" + relative;
+    }
+    std::string Service() const { return At("libexec/trevalo_service"); }
+};
+
+TEST_F(Installed, PutsTheServiceAndTheClientUnderThePrefix) {
+    EXPECT_TRUE(IsExecutable(Service()));
+    EXPECT_TRUE(IsExecutable(At("bin/trevalo-cli")));
+}
+
+TEST_F(Installed, BusServiceFilesStartTheInstalledBinaryOrTheUnit) {
+    const std::string session =
+        ReadText(At("share/dbus-1/services/" + std::string(kBusName) + ".service"));
+    EXPECT_THAT(session, HasSubstr("\n[D-BUS Service]\nName=" + std::string(kBusName) + "\n"));
+    EXPECT_THAT(session, HasSubstr("\nExec=/bin/sh -c "));
+    EXPECT_THAT(session, HasSubstr(" exec \"" + Service() + "\"'\n"));
+    EXPECT_THAT(session, HasSubstr("\nSystemdService=trevalo_service.service\n"));
+
+    const std::string system =
+        ReadText(At("share/dbus-1/system-services/" + std::string(kBusName) + ".service"));
+    EXPECT_THAT(system, HasSubstr("\nName=" + std::string(kBusName) + "\n"));
+    EXPECT_THAT(system, HasSubstr("\nUser=root\n"));
+    EXPECT_THAT(system, HasSubstr(" exec \"" + Service() + "\"'\n"));
+}
+
+TEST_F(Installed, SystemdUnitsWaitForTheBusNameAndRestartOnFailure) {
+    for (const char* kind : {"system", "user"}) {
+        SCOPED_TRACE(kind);
+        const std::string unit =
+            ReadText(At(std::string("lib/systemd/") + kind + "/trevalo_service.service"));
+        EXPECT_THAT(unit, HasSubstr("\nType=dbus\n"));
+        EXPECT_THAT(unit, HasSubstr("\nBusName=" + std::string(kBusName) + "\n"));
+        EXPECT_THAT(unit, HasSubstr("\nExecStart=" + Service() + "\n"));
+        EXPECT_THAT(unit, HasSubstr("\nRestart=on-failure\n"));
+    }
+    EXPECT_THAT(ReadText(At("lib/systemd/system/trevalo_service.service")),
+                HasSubstr("\nEnvironment=DBUS_SESSION_BUS_ADDRESS=unix:path=/run/dbus/"
+                          "system_bus_socket\n"));
+}
+
+}  // namespace
