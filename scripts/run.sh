@@ -1,24 +1,131 @@
 #!/usr/bin/env bash
-# Installs what is missing, builds, and runs trevalo_service on a D-Bus bus: the one named by
-# DBUS_SESSION_BUS_ADDRESS, or a private dbus-daemon started here (its address is printed).
-# Stop it with Ctrl-C.
+# The first run: installs what is missing, builds trevalo_service and trevalo-cli, starts a
+# private D-Bus bus (unless DBUS_SESSION_BUS_ADDRESS names one), starts the service, makes a
+# sample broadcast stream with ffmpeg, sends its PMT with trevalo-cli and prints the catalogue
+# the service made of it. Then it stops everything it started.
+#
+#   scripts/run.sh           the demo, then everything stops
+#   scripts/run.sh --serve   the demo, then the service keeps running until Ctrl-C; prints the
+#                            bus address to use with trevalo-cli
+#
+# TREVALO_BUILD_DIR chooses the build directory (default: build).
 set -euo pipefail
 cd "$(dirname "$0")/.."
+
+serve=false
+case "${1:-}" in
+  "") ;;
+  --serve) serve=true ;;
+  -h | --help)
+    sed -n '2,12p' "$0" | sed 's/^# \{0,1\}//'
+    exit 0
+    ;;
+  *)
+    echo "run.sh: unknown option '$1' (see scripts/run.sh --help)" >&2
+    exit 2
+    ;;
+esac
+
+build=${TREVALO_BUILD_DIR:-build}
+demo=$build/demo
+cli=$build/bin/trevalo-cli
+bus_name=org.ondrel.TCServer.trevalo_service
+
+step() { printf '\n== %s\n' "$*"; }
+
 scripts/setup.sh
-cmake -S . -B build -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-cmake --build build -j"$(nproc)" --target trevalo_service
+mkdir -p "$demo"
+
+step "building trevalo_service and trevalo-cli in $build/ (log: $demo/build.log)"
+if ! { cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo &&
+  cmake --build "$build" -j"$(nproc)" --target trevalo_service trevalo-cli; } >"$demo/build.log" 2>&1; then
+  tail -n 30 "$demo/build.log" >&2
+  echo "run.sh: the build failed; the whole log is in $demo/build.log" >&2
+  exit 1
+fi
 
 bus_pid=
-cleanup() { [ -n "$bus_pid" ] && kill "$bus_pid" 2>/dev/null || true; }
-trap cleanup EXIT
+service_pid=
+stop_all() {
+  if [ -n "$service_pid" ] && kill -0 "$service_pid" 2>/dev/null; then
+    kill -TERM "$service_pid" 2>/dev/null || true
+    wait "$service_pid" 2>/dev/null || true
+    echo "trevalo_service stopped"
+  fi
+  if [ -n "$bus_pid" ] && kill -0 "$bus_pid" 2>/dev/null; then
+    kill -TERM "$bus_pid" 2>/dev/null || true
+    wait "$bus_pid" 2>/dev/null || true
+    echo "private bus stopped"
+  fi
+}
+trap stop_all EXIT
+trap 'exit 130' INT TERM
+
 if [ -z "${DBUS_SESSION_BUS_ADDRESS:-}" ]; then
-  address_file=$(mktemp)
-  dbus-daemon --session --nofork --print-address=1 >"$address_file" 2>/dev/null &
+  dbus-daemon --session --nofork --print-address=1 >"$demo/bus.address" 2>"$demo/bus.log" &
   bus_pid=$!
-  while [ ! -s "$address_file" ]; do sleep 0.05; done
-  DBUS_SESSION_BUS_ADDRESS=$(head -n1 "$address_file")
+  for _ in $(seq 100); do
+    [ -s "$demo/bus.address" ] && break
+    sleep 0.05
+  done
+  DBUS_SESSION_BUS_ADDRESS=$(head -n1 "$demo/bus.address")
+  if [ -z "$DBUS_SESSION_BUS_ADDRESS" ]; then
+    echo "run.sh: dbus-daemon did not start: see $demo/bus.log" >&2
+    exit 1
+  fi
   export DBUS_SESSION_BUS_ADDRESS
-  rm -f "$address_file"
-  echo "trevalo_service: private bus at DBUS_SESSION_BUS_ADDRESS=$DBUS_SESSION_BUS_ADDRESS" >&2
+  step "private bus started: DBUS_SESSION_BUS_ADDRESS=$DBUS_SESSION_BUS_ADDRESS"
+else
+  step "using the bus at DBUS_SESSION_BUS_ADDRESS=$DBUS_SESSION_BUS_ADDRESS"
 fi
-build/bin/trevalo_service
+
+step "starting trevalo_service (its log: $demo/service.log)"
+"$build/bin/trevalo_service" 2>"$demo/service.log" &
+service_pid=$!
+name_owned() {
+  gdbus call --address "$DBUS_SESSION_BUS_ADDRESS" --dest org.freedesktop.DBus \
+    --object-path /org/freedesktop/DBus --method org.freedesktop.DBus.NameHasOwner \
+    "$bus_name" 2>/dev/null | grep -q true
+}
+for _ in $(seq 200); do
+  if ! kill -0 "$service_pid" 2>/dev/null; then
+    tail -n 5 "$demo/service.log" >&2
+    echo "run.sh: trevalo_service stopped at once (is another one on this bus already?)" >&2
+    service_pid=
+    exit 1
+  fi
+  name_owned && break
+  sleep 0.05
+done
+echo "trevalo_service owns $bus_name"
+
+sample=$demo/sample.ts
+step "making a sample broadcast stream with ffmpeg: $sample"
+echo "AVC video; AC-3 (English) and Enhanced AC-3 (German) as DVB private streams; MPEG audio (French)"
+ffmpeg -hide_banner -loglevel error -nostdin -y \
+  -f lavfi -i testsrc2=size=640x360:rate=25 \
+  -f lavfi -i sine=frequency=440:sample_rate=48000 \
+  -f lavfi -i sine=frequency=550:sample_rate=48000 \
+  -f lavfi -i sine=frequency=660:sample_rate=48000 \
+  -t 4 -map 0:v -map 1:a -map 2:a -map 3:a \
+  -c:v libx264 -preset ultrafast -pix_fmt yuv420p \
+  -c:a:0 ac3 -c:a:1 eac3 -c:a:2 mp2 \
+  -metadata:s:a:0 language=eng -metadata:s:a:1 language=deu -metadata:s:a:2 language=fra \
+  -metadata service_provider=trevalo -metadata service_name="Trevalo test card" \
+  -mpegts_flags system_b -f mpegts "$sample"
+
+step "sending its PMT to the service: $cli pmt $sample"
+"$cli" pmt "$sample"
+
+if $serve; then
+  trap 'exit 0' INT TERM # asked for: an orderly end
+  step "trevalo_service keeps running; Ctrl-C stops it"
+  echo "From another terminal:"
+  echo "  export DBUS_SESSION_BUS_ADDRESS='$DBUS_SESSION_BUS_ADDRESS'"
+  echo "  $cli catalogue"
+  echo "  $cli pmt YOUR-RECORDING.ts --program N"
+  wait "$service_pid" || true
+  service_pid=
+else
+  step "done; try it yourself: $cli --help, or scripts/run.sh --serve to keep the service running"
+fi
