@@ -90,6 +90,17 @@ TEST_F(Assembler, FinishesTheSectionInProgressWithTheBytesBeforeThePointer) {
     EXPECT_EQ(sections_[1], second);
 }
 
+TEST_F(Assembler, SkipsTheTailOfASectionWhoseStartItNeverSaw) {
+    // Reading starts in the middle of a section: the pointer_field steps over its tail.
+    const Bytes unseen = SectionOfSize(300, 1);
+    const Bytes next = SectionOfSize(50, 2);
+    Bytes payload = Slice(unseen, 240, 300);
+    payload.insert(payload.end(), next.begin(), next.end());
+    Start(4, 60, payload);
+    ASSERT_EQ(sections_.size(), 1u);
+    EXPECT_EQ(sections_[0], next);
+}
+
 TEST_F(Assembler, JoinsAHeaderSplitBetweenPackets) {
     const Bytes section = SectionOfSize(150, 3);
     // The first packet ends two bytes into the section: section_length is not known yet.
