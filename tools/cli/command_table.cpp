@@ -3,8 +3,8 @@
 
 namespace trevalo_cli {
 
-const std::vector<CommandSpec>& AllCommands() {
-    static const std::vector<CommandSpec> commands = {
+const std::vector<CommandEntry>& AllCommands() {
+    static const std::vector<CommandEntry> commands = {
         {"call",
          "call METHOD [--data JSON] [--buffer-file FILE]",
          "send one request and print the reply",

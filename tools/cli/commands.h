@@ -22,7 +22,7 @@ int RunTime(const CommandContext& context, const Arguments& arguments);
 int RunPmt(const CommandContext& context, const Arguments& arguments);
 int RunListen(const CommandContext& context, const Arguments& arguments);
 
-struct CommandSpec {
+struct CommandEntry {
     const char* name;
     const char* usage;    // the words after "trevalo-cli"
     const char* summary;  // one line for the overview
@@ -31,7 +31,7 @@ struct CommandSpec {
     int (*run)(const CommandContext&, const Arguments&);
 };
 
-const std::vector<CommandSpec>& AllCommands();
+const std::vector<CommandEntry>& AllCommands();
 
 }  // namespace trevalo_cli
 

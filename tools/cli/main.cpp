@@ -19,10 +19,10 @@ void PrintOverview(std::ostream& out) {
            "\n"
            "Commands:\n";
     size_t width = 0;
-    for (const CommandSpec& command : AllCommands()) {
+    for (const CommandEntry& command : AllCommands()) {
         width = std::max(width, std::string(command.usage).size());
     }
-    for (const CommandSpec& command : AllCommands()) {
+    for (const CommandEntry& command : AllCommands()) {
         const std::string usage = command.usage;
         out << "  " << usage << std::string(width + 2 - usage.size(), ' ') << command.summary
             << "\n";
@@ -36,12 +36,12 @@ void PrintOverview(std::ostream& out) {
            "2 bad usage, or no service to answer.\n";
 }
 
-void PrintCommandHelp(const CommandSpec& command, std::ostream& out) {
+void PrintCommandHelp(const CommandEntry& command, std::ostream& out) {
     out << "Usage: trevalo-cli [--bus ADDRESS] " << command.usage << "\n\n" << command.help;
 }
 
-const CommandSpec* FindCommand(const std::string& name) {
-    for (const CommandSpec& command : AllCommands()) {
+const CommandEntry* FindCommand(const std::string& name) {
+    for (const CommandEntry& command : AllCommands()) {
         if (name == command.name) return &command;
     }
     return nullptr;
@@ -67,7 +67,7 @@ int Run(const std::vector<std::string>& words, std::string& command_name) {
         }
     }
     if (at == words.size()) throw UsageError("no command given");
-    const CommandSpec* command = FindCommand(words[at]);
+    const CommandEntry* command = FindCommand(words[at]);
     if (command == nullptr) {
         throw UsageError("unknown command '" + words[at] + "' (see trevalo-cli --help)");
     }
