@@ -11,17 +11,17 @@ using ts_test::Bytes;
 using ts_test::Concat;
 using ts_test::Garbage;
 using ts_test::MakePacket;
-using ts_test::PacketSpec;
+using ts_test::PacketFields;
 
 // `count` distinct packets: PID and counter tell them apart, the payload is a running pattern.
 Bytes DistinctPackets(size_t count, uint16_t first_pid = 0x100) {
     Bytes stream;
     for (size_t i = 0; i < count; ++i) {
-        PacketSpec spec;
-        spec.pid = static_cast<uint16_t>(first_pid + i);
-        spec.continuity_counter = static_cast<uint8_t>(i);
-        for (size_t b = 0; b < 184; ++b) spec.payload.push_back(static_cast<uint8_t>(i * 7 + b));
-        const Bytes packet = MakePacket(spec);
+        PacketFields fields;
+        fields.pid = static_cast<uint16_t>(first_pid + i);
+        fields.continuity_counter = static_cast<uint8_t>(i);
+        for (size_t b = 0; b < 184; ++b) fields.payload.push_back(static_cast<uint8_t>(i * 7 + b));
+        const Bytes packet = MakePacket(fields);
         stream.insert(stream.end(), packet.begin(), packet.end());
     }
     return stream;

@@ -11,7 +11,7 @@ namespace {
 
 using ts_test::Bytes;
 using ts_test::MakePacket;
-using ts_test::PacketSpec;
+using ts_test::PacketFields;
 
 constexpr uint16_t kPid = 0x0100;
 
@@ -29,27 +29,27 @@ Bytes Slice(const Bytes& bytes, size_t from, size_t to) {
 
 class Assembler : public ::testing::Test {
   protected:
-    void Push(PacketSpec spec) {
-        if (spec.pid == 0) spec.pid = kPid;
-        const Bytes packet = MakePacket(spec);
+    void Push(PacketFields fields) {
+        if (fields.pid == 0) fields.pid = kPid;
+        const Bytes packet = MakePacket(fields);
         tsdemux::PacketView view;
         ASSERT_TRUE(tsdemux::ReadPacket(packet.data(), view));
         assembler_.Push(view);
     }
     // A payload_unit_start packet: pointer_field, then `bytes`.
     void Start(uint8_t counter, uint8_t pointer, const Bytes& bytes) {
-        PacketSpec spec;
-        spec.payload_unit_start = true;
-        spec.continuity_counter = counter;
-        spec.payload.push_back(pointer);
-        spec.payload.insert(spec.payload.end(), bytes.begin(), bytes.end());
-        Push(spec);
+        PacketFields fields;
+        fields.payload_unit_start = true;
+        fields.continuity_counter = counter;
+        fields.payload.push_back(pointer);
+        fields.payload.insert(fields.payload.end(), bytes.begin(), bytes.end());
+        Push(fields);
     }
     void Continue(uint8_t counter, const Bytes& bytes) {
-        PacketSpec spec;
-        spec.continuity_counter = counter;
-        spec.payload = bytes;
-        Push(spec);
+        PacketFields fields;
+        fields.continuity_counter = counter;
+        fields.payload = bytes;
+        Push(fields);
     }
 
     std::vector<Bytes> sections_;
@@ -104,11 +104,11 @@ TEST_F(Assembler, SkipsTheTailOfASectionWhoseStartItNeverSaw) {
 TEST_F(Assembler, JoinsAHeaderSplitBetweenPackets) {
     const Bytes section = SectionOfSize(150, 3);
     // The first packet ends two bytes into the section: section_length is not known yet.
-    PacketSpec spec;
-    spec.payload_unit_start = true;
-    spec.adaptation_length = 180;  // leaves 3 payload bytes: pointer_field and two section bytes
-    spec.payload = {0x00, section[0], section[1]};
-    Push(spec);
+    PacketFields fields;
+    fields.payload_unit_start = true;
+    fields.adaptation_length = 180;  // leaves 3 payload bytes: pointer_field and two section bytes
+    fields.payload = {0x00, section[0], section[1]};
+    Push(fields);
     Continue(1, Slice(section, 2, 150));
     ASSERT_EQ(sections_.size(), 1u);
     EXPECT_EQ(sections_[0], section);
@@ -146,7 +146,7 @@ TEST_F(Assembler, CountersWrapAroundFrom15To0) {
 TEST_F(Assembler, DropsTheSectionOfADamagedPacket) {
     const Bytes section = SectionOfSize(300, 8);
     Start(0, 0, Slice(section, 0, 183));
-    PacketSpec damaged;
+    PacketFields damaged;
     damaged.continuity_counter = 1;
     damaged.transport_error = true;
     damaged.payload = Slice(section, 183, 300);
@@ -158,7 +158,7 @@ TEST_F(Assembler, DropsTheSectionOfADamagedPacket) {
 TEST_F(Assembler, SkipsPacketsWithOnlyAnAdaptationField) {
     const Bytes section = SectionOfSize(300, 9);
     Start(0, 0, Slice(section, 0, 183));
-    PacketSpec filler;
+    PacketFields filler;
     filler.continuity_counter = 0;  // without payload the counter does not advance
     filler.adaptation_length = 183;
     const Bytes packet = MakePacket(filler);
@@ -187,14 +187,14 @@ TEST_F(Assembler, RefusesLengthsBeyondTheLongestSectionAndAPointerPastThePayload
 }
 
 TEST(TsPacket, ReadsTheHeaderFieldsAndFindsThePayloadAfterTheAdaptationField) {
-    PacketSpec spec;
-    spec.pid = 0x1ABC;
-    spec.payload_unit_start = true;
-    spec.continuity_counter = 9;
-    spec.adaptation_length = 7;
-    spec.discontinuity = true;
-    spec.payload = {0x11, 0x22};
-    const Bytes packet = MakePacket(spec);
+    PacketFields fields;
+    fields.pid = 0x1ABC;
+    fields.payload_unit_start = true;
+    fields.continuity_counter = 9;
+    fields.adaptation_length = 7;
+    fields.discontinuity = true;
+    fields.payload = {0x11, 0x22};
+    const Bytes packet = MakePacket(fields);
     tsdemux::PacketView view;
     ASSERT_TRUE(tsdemux::ReadPacket(packet.data(), view));
     EXPECT_EQ(view.pid, 0x1ABC);

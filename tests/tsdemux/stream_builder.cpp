@@ -55,22 +55,23 @@ uint32_t ReferenceCrc(const uint8_t* bytes, size_t length) {
     return crc;
 }
 
-Bytes MakePacket(const PacketSpec& spec) {
-    Bytes packet = {0x47,
-                    static_cast<uint8_t>((spec.transport_error ? 0x80 : 0) |
-                                         (spec.payload_unit_start ? 0x40 : 0) | (spec.pid >> 8)),
-                    static_cast<uint8_t>(spec.pid),
-                    static_cast<uint8_t>((spec.adaptation_length >= 0 ? 0x30 : 0x10) |
-                                         (spec.continuity_counter & 0x0F))};
-    if (spec.adaptation_length >= 0) {
-        packet.push_back(static_cast<uint8_t>(spec.adaptation_length));
-        if (spec.adaptation_length > 0) {
-            packet.push_back(spec.discontinuity ? 0x80 : 0x00);
-            packet.resize(packet.size() + spec.adaptation_length - 1, 0xFF);
+Bytes MakePacket(const PacketFields& fields) {
+    Bytes packet = {
+        0x47,
+        static_cast<uint8_t>((fields.transport_error ? 0x80 : 0) |
+                             (fields.payload_unit_start ? 0x40 : 0) | (fields.pid >> 8)),
+        static_cast<uint8_t>(fields.pid),
+        static_cast<uint8_t>((fields.adaptation_length >= 0 ? 0x30 : 0x10) |
+                             (fields.continuity_counter & 0x0F))};
+    if (fields.adaptation_length >= 0) {
+        packet.push_back(static_cast<uint8_t>(fields.adaptation_length));
+        if (fields.adaptation_length > 0) {
+            packet.push_back(fields.discontinuity ? 0x80 : 0x00);
+            packet.resize(packet.size() + fields.adaptation_length - 1, 0xFF);
         }
     }
-    if (packet.size() + spec.payload.size() > 188) throw std::logic_error("payload too long");
-    packet.insert(packet.end(), spec.payload.begin(), spec.payload.end());
+    if (packet.size() + fields.payload.size() > 188) throw std::logic_error("payload too long");
+    packet.insert(packet.end(), fields.payload.begin(), fields.payload.end());
     packet.resize(188, 0xFF);
     return packet;
 }
@@ -108,18 +109,19 @@ Bytes Packetize(const Bytes& section, uint16_t pid, uint8_t& counter) {
     size_t at = 0;
     bool first = true;
     while (first || at < section.size()) {
-        PacketSpec spec;
-        spec.pid = pid;
-        spec.payload_unit_start = first;
-        spec.continuity_counter = counter;
+        PacketFields fields;
+        fields.pid = pid;
+        fields.payload_unit_start = first;
+        fields.continuity_counter = counter;
         counter = static_cast<uint8_t>((counter + 1) & 0x0F);
-        if (first) spec.payload.push_back(0x00);  // pointer_field
-        const size_t room = 184 - spec.payload.size();
+        if (first) fields.payload.push_back(0x00);  // pointer_field
+        const size_t room = 184 - fields.payload.size();
         const size_t take = std::min(room, section.size() - at);
-        spec.payload.insert(spec.payload.end(), section.begin() + at, section.begin() + at + take);
+        fields.payload.insert(fields.payload.end(), section.begin() + at,
+                              section.begin() + at + take);
         at += take;
         first = false;
-        const Bytes packet = MakePacket(spec);
+        const Bytes packet = MakePacket(fields);
         stream.insert(stream.end(), packet.begin(), packet.end());
     }
     return stream;

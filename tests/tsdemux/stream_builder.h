@@ -13,7 +13,7 @@ namespace ts_test {
 using Bytes = std::vector<uint8_t>;
 
 // One 188-byte packet. The payload is padded with 0xFF (PSI stuffing) to fill the packet.
-struct PacketSpec {
+struct PacketFields {
     uint16_t pid = 0;
     bool payload_unit_start = false;
     uint8_t continuity_counter = 0;
@@ -23,7 +23,7 @@ struct PacketSpec {
     bool discontinuity = false;
     Bytes payload;
 };
-Bytes MakePacket(const PacketSpec& spec);
+Bytes MakePacket(const PacketFields& fields);
 
 // The CRC_32 of PSI sections, computed bit by bit.
 uint32_t ReferenceCrc(const uint8_t* bytes, size_t length);
