@@ -2,13 +2,18 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdint>
 #include <cstdio>
-#include <memory>
+#include <cstring>
+#include <string>
 
 namespace {
+
+// A prefix this long or longer (a tag of a thousand characters) is cut to one byte less, as the
+// stack buffer of the first version of this file cut it.
+constexpr size_t kPrefixLimit = 1024;
 
 char PriorityLetter(int prio) {
     static const char kLetters[] = "??VDIWEF";
@@ -30,6 +35,132 @@ ssize_t WriteAll(const char* bytes, size_t length) {
     return static_cast<ssize_t>(done);
 }
 
+// The bytes of one line: on the stack while they fit, as the platform's own lines always do; on
+// the heap past that. A local of each call: nothing outlives it, whatever thread or moment logs.
+class Line {
+  public:
+    void append(const char* bytes, size_t length) {
+        if (m_Heap.empty() && m_Length + length <= sizeof m_Stack) {
+            std::memcpy(m_Stack + m_Length, bytes, length);
+            m_Length += length;
+            return;
+        }
+        if (m_Heap.empty()) m_Heap.assign(m_Stack, m_Length);
+        m_Heap.append(bytes, length);
+    }
+    void append(const char* text) { append(text, std::strlen(text)); }
+    void push_back(char c) { append(&c, 1); }
+    size_t size() const { return m_Heap.empty() ? m_Length : m_Heap.size(); }
+    const char* data() const { return m_Heap.empty() ? m_Stack : m_Heap.data(); }
+    void resize(size_t length) {  // shorter only
+        if (m_Heap.empty()) {
+            m_Length = length;
+        } else {
+            m_Heap.resize(length);
+        }
+    }
+
+  private:
+    char m_Stack[1024];
+    size_t m_Length = 0;
+    std::string m_Heap;
+};
+
+void AppendUnsigned(Line& out, unsigned long long value, unsigned base) {
+    char digits[24];
+    char* end = digits + sizeof digits;
+    char* p = end;
+    do {
+        *--p = "0123456789abcdef"[value % base];
+        value /= base;
+    } while (value != 0);
+    out.append(p, static_cast<size_t>(end - p));
+}
+
+void AppendSigned(Line& out, long long value) {
+    if (value < 0) {
+        out.push_back('-');
+        AppendUnsigned(out, 0ULL - static_cast<unsigned long long>(value), 10);
+    } else {
+        AppendUnsigned(out, static_cast<unsigned long long>(value), 10);
+    }
+}
+
+// Appends `fmt` formatted with `args`, as vsnprintf would, for the conversions the platform's
+// lines use: %d %i %u %x %c %s %p %% with no length modifier or with l, ll or z, and no flags,
+// width or precision. False at anything else, `out` then holding a part: the caller formats with
+// vsnprintf instead. One pass, no locale, no stdio stream.
+bool AppendFormatted(Line& out, const char* fmt, va_list args) {
+    const char* literal = fmt;
+    while (true) {
+        const char* p = strchrnul(literal, '%');
+        out.append(literal, static_cast<size_t>(p - literal));
+        if (*p == '\0') return true;
+        ++p;  // past '%'
+        int longs = 0;
+        bool size = false;
+        if (*p == 'l') {
+            ++longs;
+            if (*++p == 'l') {
+                ++longs;
+                ++p;
+            }
+        } else if (*p == 'z') {
+            size = true;
+            ++p;
+        }
+        const bool modified = longs > 0 || size;
+        switch (*p) {
+            case 'd':
+            case 'i':
+                if (size) return false;  // %zd: ssize_t, not met in practice
+                AppendSigned(out, longs == 2   ? va_arg(args, long long)
+                                  : longs == 1 ? va_arg(args, long)
+                                               : va_arg(args, int));
+                break;
+            case 'u':
+            case 'x': {
+                const unsigned base = *p == 'u' ? 10 : 16;
+                AppendUnsigned(out,
+                               longs == 2   ? va_arg(args, unsigned long long)
+                               : longs == 1 ? va_arg(args, unsigned long)
+                               : size       ? va_arg(args, size_t)
+                                            : va_arg(args, unsigned int),
+                               base);
+                break;
+            }
+            case 'c':
+                if (modified) return false;
+                out.push_back(static_cast<char>(static_cast<unsigned char>(va_arg(args, int))));
+                break;
+            case 's': {
+                if (modified) return false;
+                const char* text = va_arg(args, const char*);
+                out.append(text != nullptr ? text : "(null)");
+                break;
+            }
+            case 'p': {
+                if (modified) return false;
+                const void* pointer = va_arg(args, void*);
+                if (pointer == nullptr) {
+                    out.append("(nil)");
+                } else {
+                    out.append("0x");
+                    AppendUnsigned(out, reinterpret_cast<uintptr_t>(pointer), 16);
+                }
+                break;
+            }
+            case '%':
+                if (modified) return false;
+                out.push_back('%');
+                break;
+            default:
+                return false;  // flags, width, precision, floating point, ...
+        }
+        literal = p + 1;
+    }
+}
+
 }  // namespace
 
 extern "C" int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ...) {
@@ -37,33 +168,43 @@ extern "C" int __dlog_print(log_id_t log_id, int prio, const char* tag, const ch
     if (tag == nullptr) tag = "";
     static const int pid = static_cast<int>(getpid());
 
-    char line[1024];
-    int prefix = std::snprintf(line, sizeof line, "%c/%s(%d): ", PriorityLetter(prio), tag, pid);
-    if (prefix < 0) return -1;
-    if (static_cast<size_t>(prefix) >= sizeof line) prefix = sizeof line - 1;
+    Line line;
+    line.push_back(PriorityLetter(prio));
+    line.push_back('/');
+    line.append(tag);
+    line.push_back('(');
+    AppendSigned(line, pid);
+    line.append("): ");
+    if (line.size() >= kPrefixLimit) line.resize(kPrefixLimit - 1);
+    const size_t prefix = line.size();
 
     va_list args;
     va_start(args, fmt);
     va_list retry;
     va_copy(retry, args);
-    size_t room = sizeof line - static_cast<size_t>(prefix);
-    int text = std::vsnprintf(line + prefix, room, fmt, args);
+    const bool formatted = AppendFormatted(line, fmt, args);
     va_end(args);
-    if (text < 0) {
-        va_end(retry);
-        return -1;
+    if (!formatted) {
+        // A conversion the fast path does not know: the C library formats the text, once when it
+        // fits the stack buffer, and once more into the exact size when it does not.
+        line.resize(prefix);
+        char text[1024];
+        va_list first;
+        va_copy(first, retry);
+        const int length = std::vsnprintf(text, sizeof text, fmt, first);
+        va_end(first);
+        if (length < 0) {
+            va_end(retry);
+            return -1;
+        }
+        if (static_cast<size_t>(length) < sizeof text) {
+            line.append(text, static_cast<size_t>(length));
+        } else {
+            std::string whole(static_cast<size_t>(length) + 1, '\0');
+            std::vsnprintf(&whole[0], whole.size(), fmt, retry);
+            line.append(whole.data(), static_cast<size_t>(length));
+        }
     }
-    if (static_cast<size_t>(text) < room) {
-        va_end(retry);
-        return static_cast<int>(WriteAll(line, static_cast<size_t>(prefix + text)));
-    }
-
-    // Longer than the stack buffer (a PMT log line never is; a client's request text can be):
-    // format once more into a buffer of the exact size.
-    size_t total = static_cast<size_t>(prefix) + static_cast<size_t>(text);
-    std::unique_ptr<char[]> big(new char[total + 1]);
-    std::copy(line, line + prefix, big.get());
-    std::vsnprintf(big.get() + prefix, static_cast<size_t>(text) + 1, fmt, retry);
     va_end(retry);
-    return static_cast<int>(WriteAll(big.get(), total));
+    return static_cast<int>(WriteAll(line.data(), line.size()));
 }

@@ -40,7 +40,117 @@ bool Parse(const char* text, size_t length, Json::Value& value, std::string* err
     return true;
 }
 
+namespace {
+
+// Appends `text` quoted, when jsoncpp (characters outside ASCII escaped) would write it the same
+// way: printable ASCII as it is, the quote, the backslash and the five control characters with
+// short escapes. False at any other byte; the caller then lets jsoncpp write the whole value.
+bool AppendQuoted(const char* text, size_t length, std::string& out) {
+    out.push_back('"');
+    for (const char* end = text + length; text != end; ++text) {
+        const auto c = static_cast<unsigned char>(*text);
+        if (c >= 0x20 && c <= 0x7F && c != '"' && c != '\\') {
+            out.push_back(static_cast<char>(c));
+            continue;
+        }
+        switch (c) {
+            case '"':
+                out.append("\\\"");
+                break;
+            case '\\':
+                out.append("\\\\");
+                break;
+            case '\b':
+                out.append("\\b");
+                break;
+            case '\f':
+                out.append("\\f");
+                break;
+            case '\n':
+                out.append("\\n");
+                break;
+            case '\r':
+                out.append("\\r");
+                break;
+            case '\t':
+                out.append("\\t");
+                break;
+            default:
+                return false;  // \u escapes and characters outside ASCII: jsoncpp's own rules
+        }
+    }
+    out.push_back('"');
+    return true;
+}
+
+bool HasComment(const Json::Value& value) {
+    return value.hasComment(Json::commentBefore) ||
+           value.hasComment(Json::commentAfterOnSameLine) || value.hasComment(Json::commentAfter);
+}
+
+// Appends the compact text of `value` exactly as the jsoncpp writer below would produce it, for
+// the values requests and replies are made of. False, `out` then holding a part, at a real
+// number, a comment, or a string AppendQuoted declines.
+bool AppendCompact(const Json::Value& value, std::string& out) {
+    if (HasComment(value)) return false;
+    switch (value.type()) {
+        case Json::nullValue:
+            out.append("null");
+            return true;
+        case Json::intValue:
+            out.append(std::to_string(value.asLargestInt()));
+            return true;
+        case Json::uintValue:
+            out.append(std::to_string(value.asLargestUInt()));
+            return true;
+        case Json::booleanValue:
+            out.append(value.asBool() ? "true" : "false");
+            return true;
+        case Json::stringValue: {
+            const char* begin = nullptr;
+            const char* end = nullptr;
+            value.getString(&begin, &end);
+            return AppendQuoted(begin, static_cast<size_t>(end - begin), out);
+        }
+        case Json::arrayValue: {
+            out.push_back('[');
+            const Json::ArrayIndex size = value.size();
+            for (Json::ArrayIndex index = 0; index < size; ++index) {
+                if (index > 0) out.push_back(',');
+                if (!AppendCompact(value[index], out)) return false;
+            }
+            out.push_back(']');
+            return true;
+        }
+        case Json::objectValue: {
+            out.push_back('{');
+            bool first = true;
+            for (auto member = value.begin(); member != value.end(); ++member) {
+                if (!first) out.push_back(',');
+                first = false;
+                const char* name_end = nullptr;
+                const char* name = member.memberName(&name_end);
+                if (!AppendQuoted(name, static_cast<size_t>(name_end - name), out)) return false;
+                out.push_back(':');
+                if (!AppendCompact(*member, out)) return false;
+            }
+            out.push_back('}');
+            return true;
+        }
+        case Json::realValue:
+            return false;  // jsoncpp's own number formatting
+    }
+    return false;
+}
+
+}  // namespace
+
 std::string WriteCompact(const Json::Value& value) {
+    std::string text;
+    text.reserve(128);
+    if (AppendCompact(value, text)) return text;
+
+    // The general case, and the reference for the fast path above.
     static thread_local const std::unique_ptr<Json::StreamWriter> writer = [] {
         Json::StreamWriterBuilder builder;
         builder["indentation"] = "";

@@ -1,7 +1,5 @@
 #include "message_variant.h"
 
-#include <cstring>
-
 #include "json_text.h"
 
 namespace Ondrel {
@@ -18,11 +16,14 @@ GVariant* ToVariant(const TCMessage& message) {
 }
 
 bool FromVariant(GVariant* tuple, TCMessage& message, std::string* error) {
-    const gchar* body_text = nullptr;
-    GVariant* buffer = nullptr;
-    g_variant_get(tuple, "(&s@ay)", &body_text, &buffer);
+    // The children taken directly: g_variant_get would parse a format string for each message.
+    GVariant* text = g_variant_get_child_value(tuple, 0);
+    GVariant* buffer = g_variant_get_child_value(tuple, 1);
+    gsize text_length = 0;
+    const gchar* body_text = g_variant_get_string(text, &text_length);
     Json::Value body;
-    const bool parsed = json_text::Parse(body_text, std::strlen(body_text), body, error);
+    const bool parsed = json_text::Parse(body_text, text_length, body, error);
+    g_variant_unref(text);
     if (parsed) {
         gsize length = 0;
         const auto* bytes =
