@@ -1,0 +1,920 @@
+// The service on the bus against the bus itself: a private dbus-daemon, a bare GDBus echo server
+// with the service's interface (this program again, run with --echo-server), and the real
+// service, both driven by the same bare GDBus client, request by request alternately. Prints
+// throughput and latency per scenario with the ratio service/echo, resident memory and start-up
+// time.
+//
+//   bus_bench [--rounds N] [--per-client N] [--only SCENARIO] [--samples FILE] [--keep]
+//             [--service PATH] [--wrap "COMMAND ..."] [--wrap-echo "COMMAND ..."]
+//
+//   --rounds       passes over each scenario's requests, in units of a few hundred (default 20)
+//   --per-client   requests of each of the 8 concurrent clients (default 10000)
+//   --only         one scenario after the start-up measurements: queries, pmt, channel or load
+//   --samples      the file for every latency sample of the channel-change scenario
+//                  (tab-separated: target, burst, method, microseconds), for plot_latency.sh
+//   --keep         leaves the bus directory, with the service's log, in /tmp
+//   --service      another build of the service (default: the one built beside this program)
+//   --wrap         runs the service under another program, a profiler for instance:
+//                  --wrap "valgrind --tool=callgrind"; --wrap-echo does so for the echo server
+#include <dirent.h>
+#include <fcntl.h>
+#include <gio/gio.h>
+#include <glib-unix.h>
+#include <json/reader.h>
+#include <json/writer.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <map>
+#include <memory>
+#include <set>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using Bytes = std::vector<unsigned char>;
+
+constexpr const char kInterface[] = "org.ondrel.TCServer";
+constexpr const char kServiceName[] = "trevalo_service";
+constexpr const char kEchoName[] = "bus_bench_echo";
+
+constexpr const char kIntrospection[] =
+    "<node>"
+    "  <interface name='org.ondrel.TCServer'>"
+    "    <method name='Request'>"
+    "      <arg type='s' name='body' direction='in'/>"
+    "      <arg type='ay' name='buffer' direction='in'/>"
+    "      <arg type='s' name='body' direction='out'/>"
+    "      <arg type='ay' name='buffer' direction='out'/>"
+    "    </method>"
+    "  </interface>"
+    "</node>";
+
+std::string WellKnownName(const std::string& server) {
+    return std::string(kInterface) + "." + server;
+}
+
+std::string ObjectPath(const std::string& server) {
+    return "/org/ondrel/TCServer/" + server;
+}
+
+double Microseconds(Clock::duration d) {
+    return std::chrono::duration<double, std::micro>(d).count();
+}
+
+GDBusConnection* Connect(const std::string& address) {
+    GError* error = nullptr;
+    GDBusConnection* bus = g_dbus_connection_new_for_address_sync(
+        address.c_str(),
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, &error);
+    if (bus == nullptr) {
+        const std::string why = error->message;
+        g_error_free(error);
+        throw std::runtime_error("cannot connect to " + address + ": " + why);
+    }
+    return bus;
+}
+
+// ---------------------------------------------------------------------------------------------
+// The echo server: a bare GDBus server answering Request(s ay) with its own arguments.
+
+void EchoRequest(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
+                 GVariant* parameters, GDBusMethodInvocation* invocation, gpointer) {
+    g_dbus_method_invocation_return_value(invocation, parameters);
+}
+
+gboolean QuitLoop(gpointer loop) {
+    g_main_loop_quit(static_cast<GMainLoop*>(loop));
+    return G_SOURCE_CONTINUE;
+}
+
+int RunEchoServer(const std::string& name) {
+    const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+    if (address == nullptr) return 2;
+    GDBusConnection* bus = Connect(address);
+    g_dbus_connection_set_exit_on_close(bus, TRUE);
+    GDBusNodeInfo* node = g_dbus_node_info_new_for_xml(kIntrospection, nullptr);
+    const GDBusInterfaceVTable vtable = {EchoRequest, nullptr, nullptr, {nullptr}};
+    GError* error = nullptr;
+    const guint registration = g_dbus_connection_register_object(
+        bus, ObjectPath(name).c_str(), node->interfaces[0], &vtable, nullptr, nullptr, &error);
+    if (registration == 0) {
+        std::fprintf(stderr, "echo: cannot export: %s\n", error->message);
+        return 1;
+    }
+    // DBUS_NAME_FLAG_DO_NOT_QUEUE, as the framework asks.
+    GVariant* result = g_dbus_connection_call_sync(
+        bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "RequestName",
+        g_variant_new("(su)", WellKnownName(name).c_str(), 4u), G_VARIANT_TYPE("(u)"),
+        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
+    if (result == nullptr) {
+        std::fprintf(stderr, "echo: cannot request the name: %s\n", error->message);
+        return 1;
+    }
+    g_variant_unref(result);
+    GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
+    g_unix_signal_add(SIGTERM, QuitLoop, loop);
+    g_unix_signal_add(SIGINT, QuitLoop, loop);
+    g_main_loop_run(loop);
+    g_main_loop_unref(loop);
+    g_dbus_connection_unregister_object(bus, registration);
+    g_dbus_connection_set_exit_on_close(bus, FALSE);
+    g_dbus_connection_close_sync(bus, nullptr, nullptr);
+    g_object_unref(bus);
+    g_dbus_node_info_unref(node);
+    return 0;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Processes: the bus daemon and the two servers.
+
+class TempDirectory {
+  public:
+    TempDirectory() {
+        char pattern[] = "/tmp/bus-bench-XXXXXX";
+        if (mkdtemp(pattern) == nullptr) throw std::runtime_error("mkdtemp failed");
+        m_Path = pattern;
+    }
+    ~TempDirectory() {
+        if (m_Keep) return;
+        const std::string remove = "rm -rf '" + m_Path + "'";
+        if (std::system(remove.c_str()) != 0) {
+            // A leftover directory in /tmp harms nothing.
+        }
+    }
+    const std::string& Path() const { return m_Path; }
+    void Keep() { m_Keep = true; }
+
+  private:
+    std::string m_Path;
+    bool m_Keep = false;
+};
+
+void Terminate(pid_t pid) {
+    if (pid <= 0) return;
+    kill(pid, SIGTERM);
+    const auto deadline = Clock::now() + std::chrono::seconds(5);
+    int status = 0;
+    while (waitpid(pid, &status, WNOHANG) == 0) {
+        if (Clock::now() > deadline) {
+            kill(pid, SIGKILL);
+            waitpid(pid, &status, 0);
+            return;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+}
+
+class BusDaemon {
+  public:
+    explicit BusDaemon(const std::string& directory) {
+        const std::string config = directory + "/bus.conf";
+        std::ofstream(config) << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus "
+                                 "Configuration 1.0//EN\"\n"
+                                 " \"http://www.freedesktop.org/standards/dbus/1.0/"
+                                 "busconfig.dtd\">\n"
+                                 "<busconfig><type>session</type><listen>unix:dir="
+                              << directory
+                              << "</listen><auth>EXTERNAL</auth>"
+                                 "<policy context=\"default\"><allow send_destination=\"*\" "
+                                 "eavesdrop=\"true\"/><allow eavesdrop=\"true\"/>"
+                                 "<allow own=\"*\"/></policy></busconfig>\n";
+        int address_pipe[2];
+        if (pipe(address_pipe) != 0) throw std::runtime_error("pipe failed");
+        m_Pid = fork();
+        if (m_Pid == 0) {
+            dup2(address_pipe[1], STDOUT_FILENO);
+            const int log = open((directory + "/bus.log").c_str(), O_WRONLY | O_CREAT, 0644);
+            dup2(log, STDERR_FILENO);
+            close(log);
+            close(address_pipe[0]);
+            close(address_pipe[1]);
+            const std::string option = "--config-file=" + config;
+            execlp("dbus-daemon", "dbus-daemon", option.c_str(), "--nofork", "--nopidfile",
+                   "--print-address=1", static_cast<char*>(nullptr));
+            _exit(127);
+        }
+        close(address_pipe[1]);
+        char c;
+        while (read(address_pipe[0], &c, 1) == 1 && c != '\n') m_Address.push_back(c);
+        close(address_pipe[0]);
+        if (m_Address.empty()) throw std::runtime_error("dbus-daemon did not start");
+    }
+    ~BusDaemon() { Terminate(m_Pid); }
+    const std::string& Address() const { return m_Address; }
+
+  private:
+    pid_t m_Pid = -1;
+    std::string m_Address;
+};
+
+// Waits for a name to get an owner by listening to NameOwnerChanged, so the moment is the one at
+// which the daemon announced it, not the next turn of a polling loop.
+class NameWatch {
+  public:
+    NameWatch(GDBusConnection* bus, const std::string& name) : m_Bus(bus) {
+        m_Context = g_main_context_new();
+        g_main_context_push_thread_default(m_Context);
+        m_Subscription = g_dbus_connection_signal_subscribe(
+            bus, "org.freedesktop.DBus", "org.freedesktop.DBus", "NameOwnerChanged",
+            "/org/freedesktop/DBus", name.c_str(), G_DBUS_SIGNAL_FLAGS_NONE, &NameWatch::OnChange,
+            this, nullptr);
+        g_main_context_pop_thread_default(m_Context);
+        // The match rule reaches the daemon before anything this process sends afterwards.
+        GVariant* result = g_dbus_connection_call_sync(
+            bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId",
+            nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+        if (result != nullptr) g_variant_unref(result);
+    }
+    ~NameWatch() {
+        g_dbus_connection_signal_unsubscribe(m_Bus, m_Subscription);
+        while (g_main_context_iteration(m_Context, FALSE)) {
+        }
+        g_main_context_unref(m_Context);
+    }
+    // The moment the name was owned; false after `timeout`.
+    bool Wait(Clock::time_point& when, std::chrono::milliseconds timeout) {
+        const auto deadline = Clock::now() + timeout;
+        while (!m_Owned && Clock::now() < deadline) {
+            if (!g_main_context_iteration(m_Context, FALSE)) {
+                std::this_thread::sleep_for(std::chrono::microseconds(100));
+            }
+        }
+        when = m_When;
+        return m_Owned;
+    }
+
+  private:
+    static void OnChange(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
+                         GVariant* parameters, gpointer self) {
+        auto* watch = static_cast<NameWatch*>(self);
+        const gchar* new_owner = nullptr;
+        g_variant_get(parameters, "(&s&s&s)", nullptr, nullptr, &new_owner);
+        if (new_owner != nullptr && *new_owner != '\0' && !watch->m_Owned) {
+            watch->m_Owned = true;
+            watch->m_When = Clock::now();
+        }
+    }
+
+    GDBusConnection* m_Bus;
+    GMainContext* m_Context = nullptr;
+    guint m_Subscription = 0;
+    bool m_Owned = false;
+    Clock::time_point m_When;
+};
+
+// One server process with its stderr in a file, as a journal would take it.
+class ServerProcess {
+  public:
+    ServerProcess(GDBusConnection* watcher, const std::string& bus_address,
+                  const std::vector<std::string>& argv, const std::string& name,
+                  const std::string& log_path, const std::vector<std::string>& environment) {
+        NameWatch watch(watcher, WellKnownName(name));
+        const auto started = Clock::now();
+        m_Pid = fork();
+        if (m_Pid == 0) {
+            const int log = open(log_path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+            dup2(log, STDERR_FILENO);
+            close(log);
+            setenv("DBUS_SESSION_BUS_ADDRESS", bus_address.c_str(), 1);
+            for (const std::string& setting : environment) {
+                const auto equals = setting.find('=');
+                setenv(setting.substr(0, equals).c_str(), setting.substr(equals + 1).c_str(), 1);
+            }
+            std::vector<char*> args;
+            for (const std::string& arg : argv) args.push_back(const_cast<char*>(arg.c_str()));
+            args.push_back(nullptr);
+            execv(args[0], args.data());
+            _exit(127);
+        }
+        Clock::time_point owned;
+        if (!watch.Wait(owned, std::chrono::seconds(20))) {
+            Terminate(m_Pid);
+            throw std::runtime_error(argv[0] + " did not take " + WellKnownName(name));
+        }
+        m_StartUp = owned - started;
+    }
+    ~ServerProcess() { Terminate(m_Pid); }
+    ServerProcess(const ServerProcess&) = delete;
+    ServerProcess& operator=(const ServerProcess&) = delete;
+
+    pid_t Pid() const { return m_Pid; }
+    double StartUpMs() const {
+        return std::chrono::duration<double, std::milli>(m_StartUp).count();
+    }
+    // CPU time of all the process's threads so far, in seconds, from /proc (schedstat: ns).
+    double CpuSeconds() const {
+        const std::string tasks = "/proc/" + std::to_string(m_Pid) + "/task";
+        double total = 0;
+        DIR* dir = opendir(tasks.c_str());
+        if (dir == nullptr) return 0;
+        while (dirent* entry = readdir(dir)) {
+            if (entry->d_name[0] == '.') continue;
+            std::ifstream stat(tasks + "/" + entry->d_name + "/schedstat");
+            unsigned long long ns = 0;
+            if (stat >> ns) total += ns / 1e9;
+        }
+        closedir(dir);
+        return total;
+    }
+    // VmRSS in kiB, from /proc.
+    long RssKiB() const {
+        std::ifstream status("/proc/" + std::to_string(m_Pid) + "/status");
+        std::string line;
+        while (std::getline(status, line)) {
+            if (line.compare(0, 6, "VmRSS:") == 0) return std::atol(line.c_str() + 6);
+        }
+        return -1;
+    }
+
+  private:
+    pid_t m_Pid = -1;
+    Clock::duration m_StartUp{};
+};
+
+// ---------------------------------------------------------------------------------------------
+// The client: one bare GDBus connection, synchronous calls, the same for both servers.
+
+struct Request {
+    std::string method;  // for the samples file
+    std::string body;
+    Bytes buffer;
+};
+
+class Client {
+  public:
+    Client(const std::string& address, const std::string& server)
+        : m_Bus(Connect(address)),
+          m_BusName(WellKnownName(server)),
+          m_ObjectPath(ObjectPath(server)) {}
+    ~Client() {
+        g_dbus_connection_close_sync(m_Bus, nullptr, nullptr);
+        g_object_unref(m_Bus);
+    }
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
+    // One Request; false on a D-Bus error or a time-out. `body` receives the reply body.
+    bool Call(const Request& request, std::string* body = nullptr) {
+        GVariant* children[] = {
+            g_variant_new_string(request.body.c_str()),
+            g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, request.buffer.data(),
+                                      request.buffer.size(), 1)};
+        GError* error = nullptr;
+        GVariant* answer = g_dbus_connection_call_sync(
+            m_Bus, m_BusName.c_str(), m_ObjectPath.c_str(), kInterface, "Request",
+            g_variant_new_tuple(children, 2), G_VARIANT_TYPE("(say)"), G_DBUS_CALL_FLAGS_NONE,
+            30000, nullptr, &error);
+        if (answer == nullptr) {
+            g_error_free(error);
+            return false;
+        }
+        if (body != nullptr) {
+            const gchar* text = nullptr;
+            g_variant_get(answer, "(&s@ay)", &text, nullptr);
+            *body = text;
+        }
+        g_variant_unref(answer);
+        return true;
+    }
+
+  private:
+    GDBusConnection* m_Bus;
+    std::string m_BusName;
+    std::string m_ObjectPath;
+};
+
+// ---------------------------------------------------------------------------------------------
+// The requests.
+
+struct Section {
+    std::string file;
+    int program_number = 0;
+    Bytes bytes;
+};
+
+std::vector<Section> ReadSections(const std::string& directory) {
+    std::vector<Section> sections;
+    DIR* dir = opendir(directory.c_str());
+    if (dir == nullptr) throw std::runtime_error("cannot read " + directory);
+    while (dirent* entry = readdir(dir)) {
+        const std::string name = entry->d_name;
+        if (name.size() < 5 || name.compare(name.size() - 4, 4, ".sec") != 0) continue;
+        // The programme number is in the name: "<capture>.p<N>.v<version>.sec".
+        const auto p = name.rfind(".p", name.rfind(".v"));
+        if (p == std::string::npos) continue;
+        Section section;
+        section.file = name;
+        section.program_number = std::atoi(name.c_str() + p + 2);
+        std::ifstream in(directory + "/" + name, std::ios::binary);
+        section.bytes.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+        sections.push_back(std::move(section));
+    }
+    closedir(dir);
+    std::sort(sections.begin(), sections.end(),
+              [](const Section& a, const Section& b) { return a.file < b.file; });
+    if (sections.empty()) throw std::runtime_error("no sections in " + directory);
+    return sections;
+}
+
+Request Query(const std::string& method) {
+    return {method, "{\"method\":\"" + method + "\"}", {}};
+}
+
+Request Query(const std::string& method, int data) {
+    return {method, "{\"method\":\"" + method + "\",\"data\":" + std::to_string(data) + "}", {}};
+}
+
+Request SendPmt(const Section& section, bool reset) {
+    return {"SendPMTData",
+            std::string("{\"method\":\"SendPMTData\",\"data\":{\"reset\":") +
+                (reset ? "true" : "false") +
+                ",\"programNum\":" + std::to_string(section.program_number) + "}}",
+            section.bytes};
+}
+
+Json::Value ParseJson(const std::string& text) {
+    Json::CharReaderBuilder builder;
+    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    Json::Value value;
+    std::string errors;
+    reader->parse(text.data(), text.data() + text.size(), &value, &errors);
+    return value;
+}
+
+Json::Value ReturnData(Client& client, const Request& request) {
+    std::string body;
+    if (!client.Call(request, &body)) throw std::runtime_error(request.body + " failed");
+    return ParseJson(body)["return_data"];
+}
+
+// The burst of a channel change to `section`, as the service's own answers shape it: the PMT
+// with reset, the three sizes, every entry, and GetPID for every component tag of the entries.
+std::vector<Request> ChannelChange(Client& service, const Section& section) {
+    std::vector<Request> burst{SendPmt(section, true)};
+    if (ReturnData(service, burst.front()).asInt() != 0) {
+        throw std::runtime_error(section.file + " is not accepted by the service");
+    }
+    std::set<int> tags;
+    for (const char* kind : {"Audio", "Video", "Subtitle"}) {
+        const Request size = Query(std::string("SizeOf") + kind);
+        burst.push_back(size);
+        const int entries = ReturnData(service, size).asInt();
+        for (int index = 0; index < entries; ++index) {
+            const Request entry = Query(std::string("Get") + kind, index);
+            burst.push_back(entry);
+            tags.insert(ParseJson(ReturnData(service, entry).asString())["comp_tag"].asInt());
+        }
+    }
+    for (int tag : tags) burst.push_back(Query("GetPID", tag));
+    return burst;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Measuring.
+
+struct Series {
+    std::vector<double> latency_us;
+    double seconds = 0;
+    double server_cpu = 0;  // seconds of CPU the server spent meanwhile
+    size_t failures = 0;
+
+    double Rate() const { return seconds > 0 ? latency_us.size() / seconds : 0; }
+    double CpuPerRequestUs() const {
+        return latency_us.empty() ? 0 : server_cpu * 1e6 / latency_us.size();
+    }
+    double Percentile(double p) const {
+        if (latency_us.empty()) return 0;
+        std::vector<double> sorted = latency_us;
+        const size_t at = std::min(sorted.size() - 1, static_cast<size_t>(p * sorted.size()));
+        std::nth_element(sorted.begin(), sorted.begin() + at, sorted.end());
+        return sorted[at];
+    }
+};
+
+struct Target {
+    const char* label;
+    std::unique_ptr<Client> client;
+    ServerProcess* process;
+};
+
+// Runs `script` `repeat` times against the target, adding to `series`; `on_sample` sees each.
+template <typename OnSample>
+void RunScript(Client& client, const ServerProcess& server, const std::vector<Request>& script,
+               int repeat, Series& series, OnSample on_sample) {
+    const double cpu = server.CpuSeconds();
+    const auto start = Clock::now();
+    for (int r = 0; r < repeat; ++r) {
+        for (size_t i = 0; i < script.size(); ++i) {
+            const auto before = Clock::now();
+            const bool ok = client.Call(script[i]);
+            const double us = Microseconds(Clock::now() - before);
+            if (!ok) ++series.failures;
+            series.latency_us.push_back(us);
+            on_sample(r, i, us);
+        }
+    }
+    series.seconds += std::chrono::duration<double>(Clock::now() - start).count();
+    series.server_cpu += server.CpuSeconds() - cpu;
+}
+
+struct Outcome {
+    std::string scenario;
+    Series echo;
+    Series service;
+};
+
+void PrintHeader() {
+    std::printf("%-16s %-8s %9s %10s %9s %9s %12s %7s\n", "scenario", "target", "requests", "req/s",
+                "p50 us", "p99 us", "cpu us/req", "lost");
+}
+
+void PrintOutcome(const Outcome& outcome) {
+    for (const auto* pair : {&outcome.echo, &outcome.service}) {
+        std::printf("%-16s %-8s %9zu %10.0f %9.1f %9.1f %12.1f %7zu\n", outcome.scenario.c_str(),
+                    pair == &outcome.echo ? "echo" : "service", pair->latency_us.size(),
+                    pair->Rate(), pair->Percentile(0.50), pair->Percentile(0.99),
+                    pair->CpuPerRequestUs(), pair->failures);
+    }
+    std::printf(
+        "%-16s ratio service/echo: throughput %.3f, p50 %.2fx, p99 %.2fx, server cpu %.2fx\n\n",
+        outcome.scenario.c_str(), outcome.service.Rate() / outcome.echo.Rate(),
+        outcome.service.Percentile(0.5) / outcome.echo.Percentile(0.5),
+        outcome.service.Percentile(0.99) / outcome.echo.Percentile(0.99),
+        outcome.service.CpuPerRequestUs() / outcome.echo.CpuPerRequestUs());
+    std::fflush(stdout);
+}
+
+// Request by request, alternately: each request of the script goes to one server and then, the
+// same, to the other (the echo server first every other time), so that both meet the same moments
+// of a busy machine. `rounds` times `repeat` passes over the script. A target's throughput is its
+// requests over the time its own calls took; its CPU time is read from /proc around the whole.
+template <typename OnSample>
+Outcome Alternate(const std::string& scenario, Target& echo, Target& service,
+                  const std::vector<Request>& script, int rounds, int repeat, OnSample on_sample) {
+    Outcome outcome{scenario, {}, {}};
+    // One untimed pass each, so that neither pays for first-time work in the timed rounds.
+    Series warm;
+    RunScript(*echo.client, *echo.process, script, 1, warm, [](int, size_t, double) {});
+    RunScript(*service.client, *service.process, script, 1, warm, [](int, size_t, double) {});
+    const double echo_cpu = echo.process->CpuSeconds();
+    const double service_cpu = service.process->CpuSeconds();
+    size_t turn = 0;
+    for (int round = 0; round < rounds; ++round) {
+        for (int r = 0; r < repeat; ++r) {
+            for (size_t i = 0; i < script.size(); ++i) {
+                Target* order[2] = {&echo, &service};
+                if (++turn % 2 == 0) std::swap(order[0], order[1]);
+                for (Target* target : order) {
+                    Series& series = target == &echo ? outcome.echo : outcome.service;
+                    const auto before = Clock::now();
+                    const bool ok = target->client->Call(script[i]);
+                    const double us = Microseconds(Clock::now() - before);
+                    if (!ok) ++series.failures;
+                    series.latency_us.push_back(us);
+                    series.seconds += us / 1e6;
+                    on_sample(*target, round, r, i, us);
+                }
+            }
+        }
+    }
+    outcome.echo.server_cpu = echo.process->CpuSeconds() - echo_cpu;
+    outcome.service.server_cpu = service.process->CpuSeconds() - service_cpu;
+    return outcome;
+}
+
+// 8 clients at once, each its own connection and thread, `per_client` mixed requests each.
+struct LoadResult {
+    size_t sent = 0;
+    size_t received = 0;
+    size_t right = 0;
+    double seconds = 0;
+    Series series;
+};
+
+LoadResult Load(const std::string& address, const std::string& server, const ServerProcess& process,
+                const std::vector<Request>& mix, const std::vector<std::string>& expected,
+                int clients, int per_client) {
+    std::vector<LoadResult> parts(clients);
+    std::vector<std::thread> threads;
+    std::atomic<int> ready{0};
+    std::atomic<bool> go{false};
+    for (int c = 0; c < clients; ++c) {
+        threads.emplace_back([&, c] {
+            Client client(address, server);
+            LoadResult& part = parts[c];
+            part.series.latency_us.reserve(per_client);
+            ++ready;
+            while (!go) std::this_thread::yield();
+            std::string body;
+            for (int i = 0; i < per_client; ++i) {
+                // Each client starts elsewhere in the mix, so the servers see them interleaved.
+                const size_t k = (static_cast<size_t>(i) + c * 3) % mix.size();
+                const auto before = Clock::now();
+                ++part.sent;
+                const bool ok = client.Call(mix[k], &body);
+                part.series.latency_us.push_back(Microseconds(Clock::now() - before));
+                if (!ok) continue;
+                ++part.received;
+                if (body == expected[k]) ++part.right;
+            }
+        });
+    }
+    while (ready < clients) std::this_thread::yield();
+    const double cpu = process.CpuSeconds();
+    const auto start = Clock::now();
+    go = true;
+    for (auto& thread : threads) thread.join();
+    LoadResult total;
+    total.seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    total.series.server_cpu = process.CpuSeconds() - cpu;
+    for (const LoadResult& part : parts) {
+        total.sent += part.sent;
+        total.received += part.received;
+        total.right += part.right;
+        total.series.latency_us.insert(total.series.latency_us.end(),
+                                       part.series.latency_us.begin(),
+                                       part.series.latency_us.end());
+    }
+    total.series.seconds = total.seconds;
+    total.series.failures = total.sent - total.received;
+    return total;
+}
+
+std::string ReadLink(const char* path) {
+    char buffer[4096];
+    const ssize_t n = readlink(path, buffer, sizeof buffer - 1);
+    if (n <= 0) throw std::runtime_error("cannot read /proc/self/exe");
+    return std::string(buffer, static_cast<size_t>(n));
+}
+
+std::string FindInPath(const std::string& program) {
+    const char* path = std::getenv("PATH");
+    std::istringstream directories(path != nullptr ? path : "/usr/bin:/bin");
+    for (std::string directory; std::getline(directories, directory, ':');) {
+        const std::string candidate = directory + "/" + program;
+        if (access(candidate.c_str(), X_OK) == 0) return candidate;
+    }
+    return program;
+}
+
+double Median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values.empty() ? 0 : values[values.size() / 2];
+}
+
+long FileSize(const std::string& path) {
+    std::ifstream file(path, std::ios::binary | std::ios::ate);
+    return file ? static_cast<long>(file.tellg()) : -1;
+}
+
+struct Options {
+    int rounds = 20;
+    int per_client = 10000;
+    std::string samples = "bus_bench_channel_change.tsv";
+    bool keep = false;
+    std::vector<std::string> wrap;       // before the service's command line
+    std::vector<std::string> wrap_echo;  // before the echo server's
+    std::string only;                    // one scenario: queries, pmt, channel or load
+    std::string service = TREVALO_SERVICE_BINARY;
+};
+
+int RunBenchmark(const Options& options) {
+    const int rounds = options.rounds;
+    const std::string& samples_path = options.samples;
+    const bool keep = options.keep;
+    TempDirectory directory;
+    if (keep) directory.Keep();
+    BusDaemon daemon(directory.Path());
+    const std::string self = ReadLink("/proc/self/exe");
+    const std::string state_path = directory.Path() + "/platform-state.json";
+    // A receiver's platform state: the service stats it on every read of it.
+    std::ofstream(state_path) << "{ \"system_info\": { \"709\": 200 },\n"
+                                 "  \"tv_service\": { \"tv_mode\": 1, \"service_id\": 4660 } }\n";
+    // Dated back: the run measures the steady state, not the seconds after a change of the
+    // platform, when every read of the state compares the file's content.
+    const timespec past[2] = {{time(nullptr) - 60, 0}, {time(nullptr) - 60, 0}};
+    utimensat(AT_FDCWD, state_path.c_str(), past, 0);
+    const std::vector<std::string> environment{"PLATFORM_SIM_STATE=" + state_path};
+    std::vector<std::string> echo_argv = options.wrap_echo;
+    echo_argv.insert(echo_argv.end(), {self, "--echo-server", kEchoName});
+    std::vector<std::string> service_argv = options.wrap;
+    service_argv.push_back(options.service);
+    const std::string service_log = directory.Path() + "/service.log";
+
+    GDBusConnection* watcher = Connect(daemon.Address());
+
+    // Start-up: exec to name owned, alternately, the median of several starts.
+    constexpr int kStarts = 7;
+    std::vector<double> echo_starts, service_starts;
+    for (int i = 0; i < kStarts; ++i) {
+        for (int which = 0; which < 2; ++which) {
+            const bool echo_turn = (which == 0) == (i % 2 == 0);
+            ServerProcess process(watcher, daemon.Address(), echo_turn ? echo_argv : service_argv,
+                                  echo_turn ? kEchoName : kServiceName,
+                                  directory.Path() + "/start.log", environment);
+            (echo_turn ? echo_starts : service_starts).push_back(process.StartUpMs());
+        }
+    }
+
+    ServerProcess echo_process(watcher, daemon.Address(), echo_argv, kEchoName,
+                               directory.Path() + "/echo.log", environment);
+    ServerProcess service_process(watcher, daemon.Address(), service_argv, kServiceName,
+                                  service_log, environment);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const long echo_idle = echo_process.RssKiB();
+    const long service_idle = service_process.RssKiB();
+
+    Target echo{"echo", std::make_unique<Client>(daemon.Address(), kEchoName), &echo_process};
+    Target service{"service", std::make_unique<Client>(daemon.Address(), kServiceName),
+                   &service_process};
+
+    const std::vector<Section> sections = ReadSections(std::string(TREVALO_TESTDATA_DIR) + "/pmt");
+    const Section& largest = *std::max_element(
+        sections.begin(), sections.end(),
+        [](const Section& a, const Section& b) { return a.bytes.size() < b.bytes.size(); });
+
+    // The scripts, shaped by the service's own answers.
+    std::vector<std::vector<Request>> bursts;
+    for (const Section& section : sections)
+        bursts.push_back(ChannelChange(*service.client, section));
+    std::vector<Request> channel_changes;
+    std::vector<size_t> burst_of;  // request index -> burst index within one cycle
+    for (size_t b = 0; b < bursts.size(); ++b) {
+        for (const Request& request : bursts[b]) {
+            channel_changes.push_back(request);
+            burst_of.push_back(b);
+        }
+    }
+    if (ReturnData(*service.client, SendPmt(largest, true)).asInt() != 0) {
+        throw std::runtime_error(largest.file + " is not accepted");
+    }
+    int audio_tag = 0;
+    {
+        const Json::Value entry =
+            ParseJson(ReturnData(*service.client, Query("GetAudio", 0)).asString());
+        audio_tag = entry["comp_tag"].asInt();
+    }
+    const std::vector<Request> queries{Query("SizeOfAudio"), Query("GetAudio", 0),
+                                       Query("GetPID", audio_tag)};
+    const std::vector<Request> pmt{SendPmt(largest, false)};
+
+    std::printf(
+        "bus_bench: %zu sections, the largest %s (%zu bytes), channel change of %zu "
+        "requests per cycle, %d rounds\n\n",
+        sections.size(), largest.file.c_str(), largest.bytes.size(), channel_changes.size(),
+        rounds);
+    PrintHeader();
+    const auto none = [](Target&, int, int, size_t, double) {};
+    std::vector<Outcome> outcomes;
+    const auto wanted = [&](const char* scenario) {
+        return options.only.empty() || options.only == scenario;
+    };
+    if (wanted("queries")) {
+        outcomes.push_back(Alternate("queries", echo, service, queries, rounds, 200, none));
+        PrintOutcome(outcomes.back());
+    }
+    if (wanted("pmt")) {
+        outcomes.push_back(Alternate("SendPMTData", echo, service, pmt, rounds, 300, none));
+        PrintOutcome(outcomes.back());
+    }
+    if (wanted("channel")) {
+        std::ofstream samples(samples_path);
+        samples << "target\tburst\tmethod\tlatency_us\n";
+        const int cycles = 2;
+        outcomes.push_back(Alternate(
+            "channel change", echo, service, channel_changes, rounds, cycles,
+            [&](Target& target, int round, int r, size_t i, double us) {
+                const size_t burst =
+                    (static_cast<size_t>(round) * cycles + r) * bursts.size() + burst_of[i];
+                samples << target.label << '\t' << burst << '\t' << channel_changes[i].method
+                        << '\t' << us << '\n';
+            }));
+        PrintOutcome(outcomes.back());
+        samples.close();
+    }
+
+    // The load: the catalogue of the largest section, mixed reads and the same PMT again.
+    const std::vector<Request> mix{SendPmt(largest, false), Query("SizeOfAudio"),
+                                   Query("GetAudio", 0),    Query("GetPID", audio_tag),
+                                   Query("SizeOfVideo"),    Query("GetVideo", 0),
+                                   Query("SizeOfSubtitle"), Query("GetPID", 255)};
+    std::vector<std::string> service_expected, echo_expected;
+    ReturnData(*service.client, SendPmt(largest, true));
+    for (const Request& request : mix) {
+        std::string body;
+        service.client->Call(request, &body);
+        service_expected.push_back(body);
+        echo_expected.push_back(request.body);
+    }
+    const long echo_before = echo_process.RssKiB();
+    const long service_before = service_process.RssKiB();
+    constexpr int kClients = 8;
+    const int kPerClient = options.per_client;
+    LoadResult echo_load, service_load;
+    if (wanted("load")) {
+        echo_load = Load(daemon.Address(), kEchoName, echo_process, mix, echo_expected, kClients,
+                         kPerClient);
+        service_load = Load(daemon.Address(), kServiceName, service_process, mix, service_expected,
+                            kClients, kPerClient);
+        PrintOutcome({"8 clients", echo_load.series, service_load.series});
+    }
+    std::printf(
+        "load: echo sent %zu, received %zu, right %zu; service sent %zu, received %zu, "
+        "right %zu\n\n",
+        echo_load.sent, echo_load.received, echo_load.right, service_load.sent,
+        service_load.received, service_load.right);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const long echo_after = echo_process.RssKiB();
+    const long service_after = service_process.RssKiB();
+
+    std::printf("resident memory (VmRSS, KiB)  idle  before-load  after-load  growth-over-load\n");
+    std::printf("  echo                     %7ld %12ld %11ld %17ld\n", echo_idle, echo_before,
+                echo_after, echo_after - echo_before);
+    std::printf("  service                  %7ld %12ld %11ld %17ld\n", service_idle, service_before,
+                service_after, service_after - service_before);
+    std::printf("  ratio service/echo       %7.2f %12.2f %11.2f\n\n",
+                static_cast<double>(service_idle) / echo_idle,
+                static_cast<double>(service_before) / echo_before,
+                static_cast<double>(service_after) / echo_after);
+    std::printf(
+        "start-up, exec to name owned (median of %d): echo %.1f ms, service %.1f ms, "
+        "ratio %.2f\n",
+        kStarts, Median(echo_starts), Median(service_starts),
+        Median(service_starts) / Median(echo_starts));
+    std::printf("service log: %ld bytes\n", FileSize(service_log));
+    std::printf("channel-change samples: %s\n", samples_path.c_str());
+    if (keep) std::printf("logs kept in %s\n", directory.Path().c_str());
+
+    echo.client.reset();
+    service.client.reset();
+    g_dbus_connection_close_sync(watcher, nullptr, nullptr);
+    g_object_unref(watcher);
+    const bool lost = echo_load.received != echo_load.sent ||
+                      service_load.received != service_load.sent ||
+                      service_load.right != service_load.sent;
+    return lost ? 1 : 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        if (argc == 3 && std::strcmp(argv[1], "--echo-server") == 0) {
+            return RunEchoServer(argv[2]);
+        }
+        Options options;
+        for (int i = 1; i < argc; ++i) {
+            const std::string arg = argv[i];
+            if (arg == "--rounds" && i + 1 < argc) {
+                options.rounds = std::max(1, std::atoi(argv[++i]));
+            } else if (arg == "--per-client" && i + 1 < argc) {
+                options.per_client = std::max(1, std::atoi(argv[++i]));
+            } else if (arg == "--samples" && i + 1 < argc) {
+                options.samples = argv[++i];
+            } else if (arg == "--service" && i + 1 < argc) {
+                options.service = argv[++i];
+            } else if (arg == "--only" && i + 1 < argc) {
+                options.only = argv[++i];
+            } else if (arg == "--keep") {
+                options.keep = true;
+            } else if ((arg == "--wrap" || arg == "--wrap-echo") && i + 1 < argc) {
+                std::vector<std::string>& wrap = arg == "--wrap" ? options.wrap : options.wrap_echo;
+                std::istringstream words(argv[++i]);
+                for (std::string word; words >> word;) wrap.push_back(word);
+                // execv needs a path: look the wrapper up as a shell would.
+                if (!wrap.empty() && wrap[0].find('/') == std::string::npos) {
+                    wrap[0] = FindInPath(wrap[0]);
+                }
+            } else {
+                std::fprintf(stderr,
+                             "usage: %s [--rounds N] [--per-client N] [--samples FILE] [--keep] "
+                             "[--wrap \"COMMAND ...\"] [--wrap-echo \"COMMAND ...\"] "
+                             "[--only queries|pmt|channel|load] [--service PATH]\n",
+                             argv[0]);
+                return 2;
+            }
+        }
+        signal(SIGPIPE, SIG_IGN);
+        return RunBenchmark(options);
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "bus_bench: %s\n", failure.what());
+        return 1;
+    }
+}
