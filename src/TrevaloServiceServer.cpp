@@ -64,15 +64,15 @@ bool ReadPmtRequest(const TCMessage& request, bool& reset, unsigned short& progr
         error = std::string("\"reset\" is ") + KindName(reset_value) + ", not a boolean";
         return false;
     }
-    if (!program_value.isIntegral() && !program_value.isNull()) {
-        error = std::string("\"programNum\" is ") + KindName(program_value) + ", not an integer";
+    // What asInt reads: an integer (a whole-valued number too) within the signed 32-bit range.
+    if (!program_value.isInt() && !program_value.isNull()) {
+        error = std::string("\"programNum\" is ") + KindName(program_value) +
+                ", not a signed 32-bit integer";
         return false;
     }
     reset = reset_value.asBool();
-    // Only the low 16 bits count, whatever the width of the number sent.
-    program_number = static_cast<unsigned short>(
-        program_value.isInt64() ? static_cast<uint64_t>(program_value.asInt64())
-                                : program_value.asLargestUInt());
+    // Only the low 16 bits count.
+    program_number = static_cast<unsigned short>(program_value.asInt());
     return true;
 }
 

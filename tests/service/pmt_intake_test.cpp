@@ -106,7 +106,7 @@ TEST_F(PmtHandlerTest, ProgrammeNumberKeepsItsLowSixteenBits) {
     EXPECT_EQ(SendPmt(OneOfEach(1), 65537), Json::Value(0));
     EXPECT_EQ(SendPmt(OneOfEach(0xFFFF), -1), Json::Value(0));
     Json::Value data;
-    data["programNum"] = Json::Value(Json::UInt64(0x100000002ull));
+    data["programNum"] = 1.0 * 0x10002;  // a whole-valued number counts as an integer
     EXPECT_EQ(Dispatch(Method("SendPMTData", data), OneOfEach(2)).body["return_data"],
               Json::Value(0));
 }
@@ -123,6 +123,8 @@ TEST_F(PmtHandlerTest, MembersOfTheWrongKindAreRefused) {
     program_string["programNum"] = "1";
     Json::Value program_real;
     program_real["programNum"] = 1.5;
+    Json::Value program_wide;
+    program_wide["programNum"] = Json::Value(Json::UInt64(0x100000001ull));
     const struct {
         Json::Value data;
         const char* error;
@@ -131,8 +133,13 @@ TEST_F(PmtHandlerTest, MembersOfTheWrongKindAreRefused) {
         {Json::Value(Json::arrayValue),
          "E:SendPMTData refused: \"data\" is an array, not an object"},
         {reset_number, "E:SendPMTData refused: \"reset\" is a signed integer, not a boolean"},
-        {program_string, "E:SendPMTData refused: \"programNum\" is a string, not an integer"},
-        {program_real, "E:SendPMTData refused: \"programNum\" is a real number, not an integer"},
+        {program_string,
+         "E:SendPMTData refused: \"programNum\" is a string, not a signed 32-bit integer"},
+        {program_real,
+         "E:SendPMTData refused: \"programNum\" is a real number, not a signed 32-bit integer"},
+        {program_wide,
+         "E:SendPMTData refused: \"programNum\" is an unsigned integer, not a "
+         "signed 32-bit integer"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.error);
