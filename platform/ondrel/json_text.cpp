@@ -1,6 +1,7 @@
 #include "json_text.h"
 
 #include <json/reader.h>
+#include <json/value.h>
 #include <json/writer.h>
 
 #include <memory>
@@ -22,7 +23,15 @@ bool Parse(const char* text, size_t length, Json::Value& value, std::string* err
     }();
     std::string errors;
     Json::Value parsed;
-    if (!reader->parse(text, text + length, &parsed, &errors)) {
+    bool parsed_ok = false;
+    try {
+        parsed_ok = reader->parse(text, text + length, &parsed, &errors);
+    } catch (const Json::Exception& failure) {
+        // Nesting beyond the stack limit is reported by throwing, not by a false result; an
+        // exception must not cross the bus library's C callbacks.
+        errors = failure.what();
+    }
+    if (!parsed_ok) {
         if (error != nullptr) {
             // jsoncpp writes "* Line 1, Column 11\n  Syntax error: ...\n": make it one line.
             std::string line;

@@ -53,7 +53,13 @@ Json::Value Parse(const char* path, const std::string& document) {
     std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value state;
     std::string errors;
-    if (!reader->parse(document.data(), document.data() + document.size(), &state, &errors)) {
+    bool parsed = false;
+    try {
+        parsed = reader->parse(document.data(), document.data() + document.size(), &state, &errors);
+    } catch (const Json::Exception& failure) {  // nesting beyond the parser's stack limit
+        errors = failure.what();
+    }
+    if (!parsed) {
         Warn(path, "not JSON: " + errors.substr(0, errors.find('\n')));
         return Json::Value();
     }

@@ -94,6 +94,7 @@ TEST_F(ServiceOnBus, BadRequestsAreAnsweredAndTheNextIsServed) {
         {R"({"method":)", true},
         {"not json", true},
         {R"({"method":"SizeOfAudio"} trailing)", true},
+        {std::string(100000, '['), true},  // nesting deeper than the parser goes
         {R"({"method":{"x":1}})", false},
         {R"([1,2,3])", false},
         {R"(42)", false},

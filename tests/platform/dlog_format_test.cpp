@@ -1,0 +1,79 @@
+// Log lines: the header, and the text exactly as snprintf formats it, whatever the conversions.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <climits>
+#include <cstdarg>
+#include <cstdio>
+#include <string>
+
+#include "dlog.h"
+#include "log_capture.h"
+
+namespace {
+
+std::string Snprintf(const char* fmt, ...) __attribute__((format(printf, 1, 2)));
+std::string Snprintf(const char* fmt, ...) {
+    va_list args;
+    va_start(args, fmt);
+    va_list again;
+    va_copy(again, args);
+    const int length = std::vsnprintf(nullptr, 0, fmt, args);
+    va_end(args);
+    std::string text(static_cast<size_t>(length) + 1, '\0');
+    std::vsnprintf(&text[0], text.size(), fmt, again);
+    va_end(again);
+    text.resize(static_cast<size_t>(length));
+    return text;
+}
+
+std::string Header(char priority, const char* tag) {
+    return std::string(1, priority) + "/" + tag + "(" + std::to_string(getpid()) + "): ";
+}
+
+// Logs with `fmt` and the arguments, and checks the line against snprintf's text.
+#define EXPECT_LINE(prio, letter, fmt, ...)                                              \
+    do {                                                                                 \
+        test_support::LogCapture capture;                                                \
+        const int written = __dlog_print(LOG_ID_MAIN, prio, "TAG", fmt, __VA_ARGS__);    \
+        const std::string expected = Header(letter, "TAG") + Snprintf(fmt, __VA_ARGS__); \
+        EXPECT_EQ(capture.Text(), expected);                                             \
+        EXPECT_EQ(written, static_cast<int>(expected.size()));                           \
+    } while (0)
+
+}  // namespace
+
+TEST(PlatformLog, FormatsEveryConversionAsTheCLibraryDoes) {
+    EXPECT_LINE(DLOG_INFO, 'I', "%d %d %d %i\n", 0, -1, INT_MIN, INT_MAX);
+    EXPECT_LINE(DLOG_INFO, 'I', "%u %x %x\n", 4294967295u, 0xDEADBEEFu, 0u);
+    EXPECT_LINE(DLOG_ERROR, 'E', "%ld %lu %lld %llu\n", LONG_MIN, ULONG_MAX, LLONG_MIN, ULLONG_MAX);
+    EXPECT_LINE(DLOG_WARN, 'W', "%zu %c%c %s|%s %%\n", size_t{42}, 'o', 'k', "text", "");
+    EXPECT_LINE(DLOG_INFO, 'I', "[rsp:%p] [%p]\n", static_cast<void*>(&errno),
+                static_cast<void*>(nullptr));
+    EXPECT_LINE(DLOG_DEBUG, 'D', "%s: %s(%d) > [%s:%d] %s\n", "file.cpp", "Function", 12,
+                "Function", 12, "message");
+}
+
+TEST(PlatformLog, HandsUnusualConversionsToTheCLibrary) {
+    EXPECT_LINE(DLOG_INFO, 'I', "%5d|%-3s|%.2f|%08x|%+d\n", 42, "a", 3.14159, 255u, 7);
+    EXPECT_LINE(DLOG_FATAL, 'F', "%lx %hhu %zd\n", 0xABCDEFul, 300, static_cast<ssize_t>(-5));
+}
+
+TEST(PlatformLog, WritesLongLinesWhole) {
+    const std::string long_text(5000, 'x');
+    EXPECT_LINE(DLOG_INFO, 'I', "start %s end %d\n", long_text.c_str(), 5);
+    EXPECT_LINE(DLOG_INFO, 'I', "%.3f then %s\n", 1.5, long_text.c_str());
+}
+
+TEST(PlatformLog, PriorityLettersAndBadArguments) {
+    const struct {
+        int prio;
+        char letter;
+    } priorities[] = {{DLOG_VERBOSE, 'V'}, {DLOG_DEBUG, 'D'}, {DLOG_INFO, 'I'},
+                      {DLOG_WARN, 'W'},    {DLOG_ERROR, 'E'}, {DLOG_FATAL, 'F'}};
+    for (const auto& p : priorities) EXPECT_LINE(p.prio, p.letter, "%s\n", "x");
+    test_support::LogCapture capture;
+    EXPECT_LT(__dlog_print(LOG_ID_MAX, DLOG_INFO, "TAG", "x\n"), 0);
+    EXPECT_LT(__dlog_print(LOG_ID_MAIN, DLOG_INFO, "TAG", nullptr), 0);
+    EXPECT_EQ(capture.Text(), "");
+}
