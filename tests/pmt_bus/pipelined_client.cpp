@@ -17,23 +17,11 @@ void PipelinedClient::OnReply(GObject* source, GAsyncResult* result, gpointer da
     GVariant* answer = g_dbus_connection_call_finish(G_DBUS_CONNECTION(source), result, &error);
     --*pending->unanswered;
     if (answer == nullptr) {
-        gchar* remote = g_dbus_error_get_remote_error(error);
-        reply.ok = false;
-        reply.error_name = remote != nullptr ? remote : error->message;
-        g_free(remote);
+        reply = test_support::ReplyFromError(error);
         g_error_free(error);
         return;
     }
-    const gchar* body = nullptr;
-    GVariant* buffer = nullptr;
-    g_variant_get(answer, "(&s@ay)", &body, &buffer);
-    gsize length = 0;
-    const auto* bytes =
-        static_cast<const unsigned char*>(g_variant_get_fixed_array(buffer, &length, 1));
-    reply.ok = true;
-    reply.body = body;
-    reply.buffer.assign(bytes, bytes + length);
-    g_variant_unref(buffer);
+    reply = test_support::ReplyFromTuple(answer);
     g_variant_unref(answer);
 }
 

@@ -205,8 +205,6 @@ RawClient::~RawClient() {
     g_object_unref(m_Bus);
 }
 
-namespace {
-
 Reply ReplyFromTuple(GVariant* tuple) {
     Reply reply;
     const gchar* body = nullptr;
@@ -222,7 +220,13 @@ Reply ReplyFromTuple(GVariant* tuple) {
     return reply;
 }
 
-}  // namespace
+Reply ReplyFromError(const GError* error) {
+    Reply failed;
+    gchar* remote = g_dbus_error_get_remote_error(error);
+    failed.error_name = remote != nullptr ? remote : error->message;
+    g_free(remote);
+    return failed;
+}
 
 Reply RawClient::Request(const std::string& body, const Bytes& buffer, int timeout_ms) {
     GVariant* children[] = {
@@ -234,10 +238,7 @@ Reply RawClient::Request(const std::string& body, const Bytes& buffer, int timeo
         g_variant_new_tuple(children, 2), G_VARIANT_TYPE("(say)"), G_DBUS_CALL_FLAGS_NONE,
         timeout_ms, nullptr, &error);
     if (answer == nullptr) {
-        Reply failed;
-        gchar* remote = g_dbus_error_get_remote_error(error);
-        failed.error_name = remote != nullptr ? remote : error->message;
-        g_free(remote);
+        Reply failed = ReplyFromError(error);
         g_error_free(error);
         return failed;
     }

@@ -71,6 +71,11 @@ struct Reply {
     Bytes buffer;
 };
 
+// A Reply from the (s ay) tuple of a method return or a signal.
+Reply ReplyFromTuple(GVariant* tuple);
+// A failed Reply from a call's error (the remote D-Bus error name when there is one).
+Reply ReplyFromError(const GError* error);
+
 // A bare GDBus connection to the bus, calling org.ondrel.TCServer.Request on a server.
 class RawClient {
   public:
