@@ -214,6 +214,38 @@ TEST_F(CliWithService, ListensToTheSignalUntilInterrupted) {
     EXPECT_EQ(listener.Wait(), 0);
 }
 
+TEST_F(CliWithService, WatchPrintsEveryNewCatalogueUntilInterrupted) {
+    CliProcess table({"watch"}, Options());
+    CliProcess json({"watch", "--json"}, Options());
+    ASSERT_TRUE(table.WaitForErr("watching CatalogueChanged")) << table.Err();
+    ASSERT_TRUE(json.WaitForErr("watching CatalogueChanged")) << json.Err();
+    ASSERT_EQ(Cli({"pmt", kMultiProgramme, "--program", "8803"}).status, 0);
+    ASSERT_TRUE(json.WaitForOut("\n")) << json.Out();
+    Json::Value expected = CatalogueSeenDirectly();
+    expected["programNum"] = 8803;
+    EXPECT_EQ(test_support::ParseJson(json.Out()), expected) << json.Out();
+    EXPECT_TRUE(
+        table.WaitForOut("programme 8803: 1 video, 2 audio, 2 subtitle\n"
+                         "KIND      #  PID           TAG  ENCODING  LANG  FLAGS\n"))
+        << table.Out();
+    for (CliProcess* watcher : {&table, &json}) {
+        watcher->Signal(SIGINT);
+        EXPECT_EQ(watcher->Wait(), 0);
+    }
+}
+
+TEST_F(CliWithService, ReadsTheCatalogueEntryByEntryFromAServiceWithoutGetCatalogue) {
+    ASSERT_EQ(service_->Stop(SIGTERM), 0);
+    service_ =
+        std::make_unique<test_support::ServiceProcess>(*bus_, SERVICE_BEFORE_CATALOGUE_BINARY);
+    ASSERT_TRUE(service_->WaitForName("org.ondrel.TCServer.trevalo_service")) << service_->Log();
+    ASSERT_EQ(Cli({"pmt", kMultiProgramme, "--program", "8803"}).status, 0);
+    const CliResult listed = Cli({"catalogue", "--json"});
+    ASSERT_EQ(listed.status, 0) << listed.err;
+    EXPECT_EQ(test_support::ParseJson(listed.out), CatalogueSeenDirectly());
+    EXPECT_THAT(service_->Log(), HasSubstr("] There is no matched method\n"));
+}
+
 TEST_F(CliWithService, FollowsAPipeAndPrintsWhatEachNewVersionChanged) {
     const ts_test::Bytes v1 = ts_test::MakePmtSection(7, 1, {{0x1B, 0x101}, {0x03, 0x102}});
     const ts_test::Bytes v2 =

@@ -21,12 +21,12 @@ const std::vector<CommandEntry>& AllCommands() {
         {"catalogue",
          "catalogue [--json]",
          "print the programme's components",
-         "Reads the video, audio and subtitle lists (sizes, then every entry) and prints them as\n"
-         "one table: KIND, index, PID, component tag ('-' when the stream has none), encoding\n"
-         "by name and code, language, and the flags encrypted, CA system, audio description,\n"
-         "hearing impaired. With --json, prints one JSON document {\"audio\": [...], "
-         "\"subtitle\":\n"
-         "[...], \"video\": [...]} holding the entries exactly as the service gave them.\n",
+         "Reads the video, audio and subtitle lists in one GetCatalogue call (from a service\n"
+         "without that method: the sizes, then every entry) and prints them as one table: KIND,\n"
+         "index, PID, component tag ('-' when the stream has none), encoding by name and code,\n"
+         "language, and the flags encrypted, CA system, audio description, hearing impaired.\n"
+         "With --json, prints one JSON document {\"audio\": [...], \"subtitle\": [...],\n"
+         "\"video\": [...]} holding the entries exactly as the service gave them.\n",
          {{}, {"--json"}},
          RunCatalogue},
         {"pid",
@@ -70,6 +70,17 @@ const std::vector<CommandEntry>& AllCommands() {
          "in hexadecimal. Ctrl-C (or SIGTERM) stops it with status 0.\n",
          {{}, {}},
          RunListen},
+        {"watch",
+         "watch [--json]",
+         "print the catalogue whenever it changes",
+         "Waits for CatalogueChanged, which the service sends whenever a PMT section rebuilt its\n"
+         "catalogue, and prints the catalogue then: a line \"programme N: V video, A audio, S\n"
+         "subtitle\" and the table of the catalogue command. With --json, one line per change:\n"
+         "{\"programNum\": N, \"audio\": [...], \"subtitle\": [...], \"video\": [...]}. Changes\n"
+         "that come faster than they are printed show as one, the newest. Ctrl-C (or SIGTERM)\n"
+         "stops it with status 0.\n",
+         {{}, {"--json"}},
+         RunWatch},
     };
     return commands;
 }
