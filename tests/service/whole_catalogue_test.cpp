@@ -6,6 +6,13 @@
 #include "captured_sections.h"
 #include "pmt_fixture.h"
 
+namespace pmt_test {
+// Test parameters print as their file name.
+void PrintTo(const CapturedSection& section, std::ostream* out) {
+    *out << section.name;
+}
+}  // namespace pmt_test
+
 using ::testing::ElementsAre;
 using ::testing::StartsWith;
 
