@@ -25,10 +25,14 @@ struct Watch {
     guint printing = 0;     // the idle source that prints it, 0 when none is due
 };
 
-std::string Heading(const Json::Value& announced) {
-    const auto count = [&](const char* kind) { return CompactJson(announced[kind]); };
-    return "programme " + CompactJson(announced["programNum"]) + ": " + count("video") +
-           " video, " + count("audio") + " audio, " + count("subtitle") + " subtitle";
+// "programme N: V video, A audio, S subtitle", the sizes of the catalogue as it was read.
+std::string Heading(const Json::Value& announced, const Catalogue& catalogue) {
+    std::string heading = "programme " + CompactJson(announced["programNum"]) + ":";
+    for (const ComponentKind kind : kAllKinds) {
+        heading += std::string(kind == kAllKinds[0] ? " " : ", ") +
+                   std::to_string(catalogue.List(kind).size()) + " " + KindName(kind);
+    }
+    return heading;
 }
 
 void Print(const Json::Value& announced, const Catalogue& catalogue, bool json) {
@@ -41,7 +45,7 @@ void Print(const Json::Value& announced, const Catalogue& catalogue, bool json) 
         }
         std::cout << CompactJson(line) << std::endl;  // a line at a time, also into a pipe
     } else {
-        std::cout << Heading(announced) << "\n"
+        std::cout << Heading(announced, catalogue) << "\n"
                   << FormatCatalogueTable(AllRows(catalogue)) << std::endl;
     }
 }
