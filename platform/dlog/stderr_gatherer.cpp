@@ -1,6 +1,7 @@
 #include "stderr_gatherer.h"
 
 #include <glib.h>
+#include <pthread.h>
 #include <signal.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -9,7 +10,6 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <mutex>
 
 namespace dlog {
 namespace {
@@ -23,7 +23,9 @@ char g_Pending[kCapacity];
 // them are already out. A fatal-signal handler reads both, so it never writes a torn line.
 std::atomic<size_t> g_Committed{0};
 std::atomic<size_t> g_Written{0};
-std::mutex g_Mutex;
+// The thread running the default main loop. Only it gathers and writes the pending lines (and
+// the exit flush), so no lock is needed; another thread's line is written at once on its own.
+std::atomic<pthread_t> g_LoopThread{};
 bool g_HooksInstalled = false;
 
 constexpr int kFatalSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
@@ -34,19 +36,28 @@ GMainContext* DefaultContext() {
     return context;
 }
 
-bool DispatchingDefaultContext() {
-    return g_main_depth() > 0 && g_main_context_is_owner(DefaultContext());
-}
-
 void DropPending() {
     // g_Committed first: a signal between the two stores then finds nothing to write.
     g_Committed.store(0, std::memory_order_release);
     g_Written.store(0, std::memory_order_release);
 }
 
+// One write while the fd takes the line whole, as it does below PIPE_BUF and for regular files.
+ssize_t WriteWhole(const char* line, size_t length) {
+    size_t done = 0;
+    while (done < length) {
+        const ssize_t n = write(STDERR_FILENO, line + done, length - done);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) return -1;
+        done += static_cast<size_t>(n);
+    }
+    return static_cast<ssize_t>(length);
+}
+
 // The pending lines and then `line` (may be empty), in one writev while the fd takes it whole.
 ssize_t WritePendingAnd(const char* line, size_t length) {
     const size_t committed = g_Committed.load(std::memory_order_relaxed);
+    if (committed == 0) return WriteWhole(line, length);
     size_t written = g_Written.load(std::memory_order_relaxed);
     size_t line_done = 0;
     bool failed = false;
@@ -100,6 +111,7 @@ void OnFatalSignal(int signal, siginfo_t* info, void*) {
 
 gboolean FlushBeforePoll(GSource*, gint* timeout) {
     *timeout = -1;
+    g_LoopThread.store(pthread_self(), std::memory_order_relaxed);
     FlushStderr();
     return FALSE;
 }
@@ -131,9 +143,12 @@ void InstallHooks() {
 }  // namespace
 
 ssize_t WriteToStderr(const char* line, size_t length, bool urgent) {
-    const bool gather = !urgent && DispatchingDefaultContext();
-    std::lock_guard<std::mutex> lock(g_Mutex);
-    if (gather) {
+    bool loop_thread = pthread_equal(g_LoopThread.load(std::memory_order_relaxed), pthread_self());
+    // g_main_context_is_owner costs more than the rest of the gathering: asked only of a thread
+    // not yet known to run the loop.
+    if (!urgent && g_main_depth() > 0 &&
+        (loop_thread || g_main_context_is_owner(DefaultContext()))) {
+        if (!loop_thread) g_LoopThread.store(pthread_self(), std::memory_order_relaxed);
         if (!g_HooksInstalled) InstallHooks();
         const size_t committed = g_Committed.load(std::memory_order_relaxed);
         if (length <= kCapacity - committed) {
@@ -141,12 +156,12 @@ ssize_t WriteToStderr(const char* line, size_t length, bool urgent) {
             g_Committed.store(committed + length, std::memory_order_release);
             return static_cast<ssize_t>(length);
         }
+        loop_thread = true;
     }
-    return WritePendingAnd(line, length);
+    return loop_thread ? WritePendingAnd(line, length) : WriteWhole(line, length);
 }
 
 void FlushStderr() {
-    std::lock_guard<std::mutex> lock(g_Mutex);
     if (g_Committed.load(std::memory_order_relaxed) != 0) WritePendingAnd(nullptr, 0);
 }
 
