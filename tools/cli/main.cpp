@@ -71,7 +71,7 @@ int Run(const std::vector<std::string>& words, std::string& command_name) {
         const std::string& word = words[at];
         if (word == "--help" || word == "-h") {
             // "--help COMMAND" describes the command, as "COMMAND --help" does.
-            if (at + 1 < words.size()) {
+            if (at + 1 < words.size() && !IsOption(words[at + 1])) {
                 const CommandEntry& command = CommandNamed(words[at + 1]);
                 command_name = command.name;
                 PrintCommandHelp(command, std::cout);
