@@ -3,6 +3,7 @@
 // the installed policy.
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <stdio.h>
 #include <unistd.h>
 
 #include "activating_bus.h"
@@ -80,8 +81,28 @@ TEST_F(Activation, WithoutTheServiceFilesNothingStartsAndTheClientSaysSo) {
     EXPECT_THAT(result.err, HasSubstr("ServiceUnknown"));
 }
 
-TEST_F(Activation, TheSystemBusPolicyLetsRootOwnTheNameAndAnyoneCall) {
-    // Deny by default, as a system bus does; the installed policy is the only exception.
+// Where a dbus-daemon built for `prefix` reads `what`: dbus-1's pkg-config directories with its
+// prefix moved there. Empty without pkg-config or dbus-1.
+std::string DbusDirectoryFor(const std::string& prefix, const std::string& variable) {
+    const std::string command = "pkg-config --define-variable=prefix='" + prefix +
+                                "' --variable=" + variable + " dbus-1 2>/dev/null";
+    std::string directory;
+    if (FILE* pipe = popen(command.c_str(), "r")) {
+        char line[4096];
+        if (fgets(line, sizeof line, pipe) != nullptr) directory = line;
+        pclose(pipe);
+    }
+    while (!directory.empty() && directory.back() == '\n') directory.pop_back();
+    return directory;
+}
+
+TEST_F(Activation, ASystemBusReadingOnlyItsStandardDirectoriesStartsTheServiceUnderItsPolicy) {
+    // A system bus built for the install prefix: deny by default, as the system bus is, and
+    // only the standard service and policy directories of that prefix.
+    const std::string services =
+        DbusDirectoryFor(SharedInstall().Prefix(), "system_bus_services_dir");
+    const std::string data = DbusDirectoryFor(SharedInstall().Prefix(), "datadir");
+    if (services.empty() || data.empty()) GTEST_SKIP() << "pkg-config knows no dbus-1";
     ActivatingBus bus(
         "<type>system</type>"
         "<policy context=\"default\"><deny own=\"*\"/>"
@@ -91,29 +112,14 @@ TEST_F(Activation, TheSystemBusPolicyLetsRootOwnTheNameAndAnyoneCall) {
         "<allow receive_type=\"method_call\"/><allow receive_type=\"method_return\"/>"
         "<allow receive_type=\"error\"/><allow receive_type=\"signal\"/>"
         "<allow send_destination=\"org.freedesktop.DBus\"/></policy>"
-        "<includedir>" +
-        SharedInstall().Prefix() + "/share/dbus-1/system.d</includedir>");
+        "<servicedir>" +
+        services + "</servicedir><includedir>" + data + "/dbus-1/system.d</includedir>");
     ASSERT_TRUE(bus.Started()) << "the daemon refused the installed policy:\n" << bus.Log();
     std::string error;
     EXPECT_FALSE(bus.RequestName("org.ondrel.TCServer.another_service", error));
     EXPECT_THAT(error, HasSubstr("AccessDenied"));
     if (getuid() != 0) GTEST_SKIP() << "owning the name takes root under this policy";
-
-    cli_test::CliOptions service_options;
-    service_options.program = SharedInstall().Prefix() + "/libexec/trevalo_service";
-    service_options.environment = {"DBUS_SESSION_BUS_ADDRESS=" + bus.Address()};
-    cli_test::CliProcess service({}, service_options);
-    pid_t owner = -1;
-    for (int i = 0; i < 500 && owner <= 0; ++i) {
-        owner = bus.OwnerPid(kBusName);
-        if (owner <= 0) usleep(10000);
-    }
-    ASSERT_GT(owner, 0) << service.Err();
-    const CliResult answered = InstalledCli(bus, {"call", "SizeOfVideo"});
-    EXPECT_EQ(answered.status, 0) << answered.err;
-    EXPECT_EQ(answered.out, "{\"return_data\":0}\n");
-    service.Signal(SIGTERM);
-    EXPECT_EQ(service.Wait(), 0) << service.Err();
+    ExpectActivationOn(bus);
 }
 
 }  // namespace

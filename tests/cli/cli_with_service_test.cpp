@@ -3,6 +3,7 @@
 // calls, signals, and following a stream as it changes.
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <fstream>
@@ -201,17 +202,30 @@ TEST_F(CliWithService, CallsAnyMethodAndShowsTheReplyBuffer) {
     EXPECT_THAT(result.out, StartsWith("{\"return_data\":0}\nbuffer (4 bytes): "));
 }
 
-TEST_F(CliWithService, ListensToTheSignalUntilInterrupted) {
-    CliProcess listener({"listen"}, Options());
+TEST(CliListen, WaitsForTheServiceSayingSoOnceThenPrintsItsSignals) {
+    test_support::PrivateBus bus;
+    cli_test::CliOptions options;
+    options.environment = {"DBUS_SESSION_BUS_ADDRESS=" + bus.Address()};
+    CliProcess listener({"listen"}, options);
+    const std::string waiting =
+        "trevalo-cli: listen: waiting for org.ondrel.TCServer.trevalo_service to appear";
+    ASSERT_TRUE(listener.WaitForErr(waiting)) << listener.Err();
+    usleep(600 * 1000);  // a few more attempts in vain
+
+    test_support::ServiceProcess service(bus, TREVALO_SERVICE_BINARY);
     ASSERT_TRUE(listener.WaitForErr("listening for TrevaloSignal")) << listener.Err();
-    client_->Request(R"({"method":"SendPESDataWithFirstPTS","data":{"pts":900000}})",
-                     {0x00, 0x01, 0xBD});
+    test_support::RawClient client(bus, "trevalo_service");
+    client.Request(R"({"method":"SendPESDataWithFirstPTS","data":{"pts":900000}})",
+                   {0x00, 0x01, 0xBD});
     EXPECT_TRUE(listener.WaitForOut(
         "TrevaloSignal {\"data\":{\"pts\":900000},\"method\":\"SendPESDataWithFirstPTS\"} "
         "buffer (3 bytes): 00 01 bd\n"))
         << listener.Out();
     listener.Signal(SIGINT);
     EXPECT_EQ(listener.Wait(), 0);
+    const std::string said = listener.Err();
+    EXPECT_EQ(said.find(waiting), said.rfind(waiting)) << said;
+    EXPECT_EQ(service.Stop(SIGTERM), 0);
 }
 
 TEST_F(CliWithService, WatchPrintsEveryNewCatalogueUntilInterrupted) {

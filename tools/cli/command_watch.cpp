@@ -12,6 +12,7 @@
 #include "commands.h"
 #include "json_text.h"
 #include "service_requests.h"
+#include "service_wait.h"
 
 namespace trevalo_cli {
 namespace {
@@ -83,9 +84,7 @@ int RunWatch(const CommandContext& context, const Arguments& arguments) {
                                    if (watch.printing == 0)
                                        watch.printing = g_idle_add(PrintNewest, &watch);
                                });
-    // One request first: the service is there (or gets started), and since the bus handles a
-    // connection's messages in order, the subscription is in place before it returns.
-    service.Request("SizeOfVideo");
+    if (!WaitForService(service, "watch")) return kExitSuccess;
     std::cerr << "watching " << kSignalName << " from " << service.Client().BusName()
               << " (Ctrl-C stops)" << std::endl;
 
