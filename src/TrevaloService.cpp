@@ -51,6 +51,7 @@ std::string ReturnDataText(const Json::Value& value) {
 
 TrevaloService::TrevaloService()
     : Ondrel::TCServer(std::string(kServerName), Ondrel::TCServer::SERVER_TYPE_SERVICE) {
+    DeclareSignal(kSignalName);
     TREVALO_LOGE("TrevaloService constructor!!");
 }
 

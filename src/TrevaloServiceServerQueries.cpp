@@ -1,5 +1,9 @@
 // The catalogue queries: list sizes, entries by index, and the PID behind a component tag.
 #include <json/value.h>
+#include <json/writer.h>
+
+#include <memory>
+#include <sstream>
 
 #include "TrevaloLog.h"
 #include "TrevaloRequest.h"
@@ -27,6 +31,16 @@ const Component* FirstWithTag(const ComponentList<Component>& list, uint8_t tag)
         if (component->comp_tag == tag) return component.get();
     }
     return nullptr;
+}
+
+// The entry as Json::Value::toStyledString writes it, with a writer built once instead of per call.
+std::string StyledText(const Json::Value& entry) {
+    static const std::unique_ptr<Json::StreamWriter> writer(
+        Json::StreamWriterBuilder().newStreamWriter());
+    std::ostringstream text;
+    writer->write(entry, &text);
+    text << '\n';
+    return text.str();
 }
 
 }  // namespace
@@ -68,7 +82,7 @@ void TrevaloServiceServer::GetAudio(const TCMessage& request, TCMessage& reply) 
     entry["lang"] = Json::Value(audio.lang);
     entry["audio_channels"] = Json::Value(static_cast<int>(audio.audio_channels));
     entry["audio_desc"] = Json::Value(audio.audio_desc);
-    reply.body["return_data"] = Json::Value(entry.toStyledString());
+    reply.body["return_data"] = Json::Value(StyledText(entry));
 }
 
 void TrevaloServiceServer::GetVideo(const TCMessage& request, TCMessage& reply) {
@@ -92,7 +106,7 @@ void TrevaloServiceServer::GetVideo(const TCMessage& request, TCMessage& reply) 
     entry["comp_tag"] = Json::Value(static_cast<int>(video.comp_tag));
     entry["ca_sid"] = Json::Value(static_cast<int>(video.ca_sid));
     entry["aspect_ratio"] = Json::Value(static_cast<int>(video.aspect_ratio));
-    reply.body["return_data"] = Json::Value(entry.toStyledString());
+    reply.body["return_data"] = Json::Value(StyledText(entry));
 }
 
 void TrevaloServiceServer::GetSubtitle(const TCMessage& request, TCMessage& reply) {
@@ -119,7 +133,7 @@ void TrevaloServiceServer::GetSubtitle(const TCMessage& request, TCMessage& repl
     entry["comp_tag"] = Json::Value(static_cast<int>(subtitle.comp_tag));
     entry["lang"] = Json::Value(subtitle.lang);
     entry["hearing_impaired"] = Json::Value(subtitle.hearing_impaired);
-    reply.body["return_data"] = Json::Value(entry.toStyledString());
+    reply.body["return_data"] = Json::Value(StyledText(entry));
     TREVALO_LOGI("Get Subtitle");
 }
 
