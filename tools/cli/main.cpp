@@ -29,7 +29,8 @@ void PrintOverview(std::ostream& out) {
     }
     out << "\n"
            "Options (before or after the command):\n"
-           "  --bus ADDRESS   the D-Bus address (default: $DBUS_SESSION_BUS_ADDRESS)\n"
+           "  --bus ADDRESS   the D-Bus address (default: $DBUS_SESSION_BUS_ADDRESS, else the "
+           "system bus)\n"
            "  --help          this text; 'trevalo-cli COMMAND --help' describes a command\n"
            "\n"
            "Exit status: 0 done; 1 the service or the input answered with a failure;\n"
