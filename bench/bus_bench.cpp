@@ -655,12 +655,26 @@ struct Outcome {
     std::vector<Series> series;
 };
 
+// The median over the requests of echo latency / service latency, each request taken by both
+// back to back: a stall of the machine lands on one of the two calls of a pair, and the median
+// leaves it out. Only for series filled request by request in turn (Alternate).
+double PairedMedianRatio(const Series& echo, const Series& service) {
+    const size_t pairs = std::min(echo.latency_us.size(), service.latency_us.size());
+    if (pairs == 0) return 0;
+    std::vector<double> ratios(pairs);
+    for (size_t i = 0; i < pairs; ++i) ratios[i] = echo.latency_us[i] / service.latency_us[i];
+    std::nth_element(ratios.begin(), ratios.begin() + pairs / 2, ratios.end());
+    return ratios[pairs / 2];
+}
+
 void PrintHeader() {
     std::printf("%-16s %-11s %9s %10s %9s %9s %12s %7s\n", "scenario", "target", "requests",
                 "req/s", "p50 us", "p99 us", "cpu us/req", "lost");
 }
 
-void PrintOutcome(const Outcome& outcome, const std::vector<Target>& targets) {
+// `paired`: the series were filled request by request in turn, so the paired median means
+// something.
+void PrintOutcome(const Outcome& outcome, const std::vector<Target>& targets, bool paired = true) {
     for (size_t t = 0; t < targets.size(); ++t) {
         const Series& series = outcome.series[t];
         std::printf("%-16s %-11s %9zu %10.0f %9.1f %9.1f %12.1f %7zu\n", outcome.scenario.c_str(),
@@ -672,10 +686,11 @@ void PrintOutcome(const Outcome& outcome, const std::vector<Target>& targets) {
     for (size_t t = 0; t + 1 < targets.size(); ++t) {
         const Series& echo = outcome.series[t];
         std::printf(
-            "%-16s service/%-11s throughput %.3f (%.3f without the slowest 1 %%), p50 %.2fx, "
-            "p99 %.2fx, server cpu %.2fx\n",
+            "%-16s service/%-11s throughput %.3f (%.3f without the slowest 1 %%, %.3f paired "
+            "median), p50 %.2fx, p99 %.2fx, server cpu %.2fx\n",
             outcome.scenario.c_str(), targets[t].label, service.Rate() / echo.Rate(),
             echo.TrimmedMeanUs() / service.TrimmedMeanUs(),
+            paired ? PairedMedianRatio(echo, service) : 0.0,
             service.Percentile(0.5) / echo.Percentile(0.5),
             service.Percentile(0.99) / echo.Percentile(0.99),
             service.CpuPerRequestUs() / echo.CpuPerRequestUs());
@@ -938,7 +953,7 @@ LoadOutcome RunLoad(Bench& bench) {
         outcome.all_right =
             outcome.all_right && result.received == result.sent && result.right == result.sent;
     }
-    PrintOutcome(printed, bench.targets);
+    PrintOutcome(printed, bench.targets, false);  // concurrent clients: no pairs
     return outcome;
 }
 

@@ -65,6 +65,8 @@ int HandleRequest(sd_bus_message* call, void* user_data, sd_bus_error*) {
                                   sd_bus_message_get_path(call));
     }
 
+    // The request's log lines leave before its reply: whoever gets the answer finds them logged.
+    dlog_flush();
     sd_bus_message* answer = nullptr;
     int result = sd_bus_message_new_method_return(call, &answer);
     if (result < 0) return result;
