@@ -1,8 +1,9 @@
-// The service on the bus against the bus itself: a private dbus-daemon, a bare GDBus echo server
-// with the service's interface (this program again, run with --echo-server), and the real
-// service, both driven by the same bare GDBus client, request by request alternately. Prints
-// throughput and latency per scenario with the ratio service/echo, resident memory and start-up
-// time.
+// The service on the bus against the bus itself: a private dbus-daemon, two echo servers with the
+// service's interface (this program again: a bare GDBus server with --echo-server, what a plain
+// GLib server does; an sd-bus server in a GLib loop with --sd-echo-server, the best a server on
+// this bus can do), and the real service, all driven by the same bare GDBus client, request by
+// request in turn. Prints throughput and latency per scenario with the ratios of the service to
+// each echo server, resident memory and start-up time.
 //
 //   bus_bench [--rounds N] [--per-client N] [--only SCENARIO] [--samples FILE] [--keep]
 //             [--service PATH] [--wrap "COMMAND ..."] [--wrap-echo "COMMAND ..."]
@@ -17,7 +18,7 @@
 //   --keep         leaves the bus directory, with the service's log, in /tmp
 //   --service      another build of the service (default: the one built beside this program)
 //   --wrap         runs the service under another program, a profiler for instance:
-//                  --wrap "valgrind --tool=callgrind"; --wrap-echo does so for the echo server
+//                  --wrap "valgrind --tool=callgrind"; --wrap-echo does so for the echo servers
 #include <dirent.h>
 #include <fcntl.h>
 #include <gio/gio.h>
@@ -27,6 +28,7 @@
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <systemd/sd-bus.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -38,6 +40,7 @@
 #include <cstring>
 #include <fstream>
 #include <future>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -56,6 +59,7 @@ using Bytes = std::vector<unsigned char>;
 constexpr const char kInterface[] = "org.ondrel.TCServer";
 constexpr const char kServiceName[] = "trevalo_service";
 constexpr const char kEchoName[] = "bus_bench_echo";
+constexpr const char kSdEchoName[] = "bus_bench_sd_echo";
 
 constexpr const char kIntrospection[] =
     "<node>"
@@ -147,7 +151,109 @@ int RunEchoServer(const std::string& name) {
 }
 
 // ---------------------------------------------------------------------------------------------
-// Processes: the bus daemon and the two servers.
+// The sd-bus echo server: the same echo on sd-bus, its connection driven from a GLib main loop by
+// one source (the fd with the events sd-bus asks for, its timeout, processing until idle). Written
+// here, apart from the framework, as the best a server on this bus can do.
+
+int SdEchoRequest(sd_bus_message* call, void*, sd_bus_error*) {
+    const char* text = nullptr;
+    const void* bytes = nullptr;
+    size_t length = 0;
+    int result = sd_bus_message_read_basic(call, 's', &text);
+    if (result >= 0) result = sd_bus_message_read_array(call, 'y', &bytes, &length);
+    if (result < 0) return result;
+    sd_bus_message* reply = nullptr;
+    result = sd_bus_message_new_method_return(call, &reply);
+    if (result < 0) return result;
+    result = sd_bus_message_append_basic(reply, 's', text);
+    if (result >= 0) result = sd_bus_message_append_array(reply, 'y', bytes, length);
+    if (result >= 0) result = sd_bus_send(nullptr, reply, nullptr);
+    sd_bus_message_unref(reply);
+    return result;
+}
+
+const sd_bus_vtable kSdEchoVTable[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD("Request", "say", "say", SdEchoRequest, SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_VTABLE_END};
+
+struct SdBusSource {
+    GSource base;
+    sd_bus* bus;
+    GPollFD poll_fd;
+};
+
+bool SdBusDue(sd_bus* bus, gint* wait_ms) {
+    uint64_t until = 0;
+    if (sd_bus_get_timeout(bus, &until) < 0) return true;
+    if (until == UINT64_MAX) return false;
+    const uint64_t now = static_cast<uint64_t>(g_get_monotonic_time());
+    if (until <= now) return true;
+    if (wait_ms != nullptr) *wait_ms = static_cast<gint>((until - now + 999) / 1000);
+    return false;
+}
+
+gboolean SdBusPrepare(GSource* source, gint* wait_ms) {
+    auto* self = reinterpret_cast<SdBusSource*>(source);
+    const int events = sd_bus_get_events(self->bus);
+    if (events < 0) return TRUE;
+    self->poll_fd.events = static_cast<gushort>(events);
+    *wait_ms = -1;
+    if (!SdBusDue(self->bus, wait_ms)) return FALSE;
+    *wait_ms = 0;
+    return TRUE;
+}
+
+gboolean SdBusCheck(GSource* source) {
+    auto* self = reinterpret_cast<SdBusSource*>(source);
+    return (self->poll_fd.revents & (self->poll_fd.events | G_IO_HUP | G_IO_ERR)) != 0 ||
+           SdBusDue(self->bus, nullptr);
+}
+
+gboolean SdBusDispatch(GSource* source, GSourceFunc, gpointer) {
+    auto* self = reinterpret_cast<SdBusSource*>(source);
+    int result = 0;
+    do {
+        result = sd_bus_process(self->bus, nullptr);
+    } while (result > 0);
+    if (result >= 0) result = sd_bus_flush(self->bus);
+    if (result < 0) std::exit(1);  // the bus is gone
+    return G_SOURCE_CONTINUE;
+}
+
+GSourceFuncs kSdBusSourceFuncs = {SdBusPrepare, SdBusCheck, SdBusDispatch,
+                                  nullptr,      nullptr,    nullptr};
+
+int RunSdBusEchoServer(const std::string& name) {
+    sd_bus* bus = nullptr;
+    if (sd_bus_open_user(&bus) < 0) return 2;
+    sd_bus_slot* object = nullptr;
+    if (sd_bus_add_object_vtable(bus, &object, ObjectPath(name).c_str(), kInterface, kSdEchoVTable,
+                                 nullptr) < 0 ||
+        sd_bus_request_name(bus, WellKnownName(name).c_str(), 0) < 0) {
+        std::fprintf(stderr, "sd-bus echo: cannot export or take the name\n");
+        return 1;
+    }
+    GSource* source = g_source_new(&kSdBusSourceFuncs, sizeof(SdBusSource));
+    auto* self = reinterpret_cast<SdBusSource*>(source);
+    self->bus = bus;
+    self->poll_fd = {sd_bus_get_fd(bus), G_IO_IN, 0};
+    g_source_add_poll(source, &self->poll_fd);
+    g_source_attach(source, nullptr);
+    GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
+    g_unix_signal_add(SIGTERM, QuitLoop, loop);
+    g_unix_signal_add(SIGINT, QuitLoop, loop);
+    g_main_loop_run(loop);
+    g_main_loop_unref(loop);
+    g_source_destroy(source);
+    g_source_unref(source);
+    sd_bus_slot_unref(object);
+    sd_bus_flush_close_unref(bus);
+    return 0;
+}
+
+// ---------------------------------------------------------------------------------------------
+// Processes: the bus daemon and the servers.
 
 class TempDirectory {
   public:
@@ -524,96 +630,120 @@ struct Series {
     }
 };
 
+// One server under test: its process and the client talking to it.
 struct Target {
-    const char* label;
+    const char* label;  // also the first column of the samples file
     std::unique_ptr<Client> client;
     ServerProcess* process;
+    const char* server_name;
 };
 
-// Runs `script` `repeat` times against the target, adding to `series`; `on_sample` sees each.
-template <typename OnSample>
+// Runs `script` `repeat` times against the target, adding to `series`.
 void RunScript(Client& client, const ServerProcess& server, const std::vector<Request>& script,
-               int repeat, Series& series, OnSample on_sample) {
+               int repeat, Series& series) {
     const double cpu = server.CpuSeconds();
     const auto start = Clock::now();
     for (int r = 0; r < repeat; ++r) {
-        for (size_t i = 0; i < script.size(); ++i) {
+        for (const Request& request : script) {
             const auto before = Clock::now();
-            const bool ok = client.Call(script[i]);
-            const double us = Microseconds(Clock::now() - before);
-            if (!ok) ++series.failures;
-            series.latency_us.push_back(us);
-            on_sample(r, i, us);
+            if (!client.Call(request)) ++series.failures;
+            series.latency_us.push_back(Microseconds(Clock::now() - before));
         }
     }
     series.seconds += std::chrono::duration<double>(Clock::now() - start).count();
     series.server_cpu += server.CpuSeconds() - cpu;
 }
 
+// A scenario's series, one per target, in the order of the targets (the service last).
 struct Outcome {
     std::string scenario;
-    Series echo;
-    Series service;
+    std::vector<Series> series;
 };
 
-void PrintHeader() {
-    std::printf("%-16s %-8s %9s %10s %9s %9s %12s %7s\n", "scenario", "target", "requests", "req/s",
-                "p50 us", "p99 us", "cpu us/req", "lost");
+// The median over the requests of echo latency / service latency, each request taken by both
+// back to back: a stall of the machine lands on one of the two calls of a pair, and the median
+// leaves it out. Only for series filled request by request in turn (Alternate).
+double PairedMedianRatio(const Series& echo, const Series& service) {
+    const size_t pairs = std::min(echo.latency_us.size(), service.latency_us.size());
+    if (pairs == 0) return 0;
+    std::vector<double> ratios(pairs);
+    for (size_t i = 0; i < pairs; ++i) ratios[i] = echo.latency_us[i] / service.latency_us[i];
+    std::nth_element(ratios.begin(), ratios.begin() + pairs / 2, ratios.end());
+    return ratios[pairs / 2];
 }
 
-void PrintOutcome(const Outcome& outcome) {
-    for (const auto* pair : {&outcome.echo, &outcome.service}) {
-        std::printf("%-16s %-8s %9zu %10.0f %9.1f %9.1f %12.1f %7zu\n", outcome.scenario.c_str(),
-                    pair == &outcome.echo ? "echo" : "service", pair->latency_us.size(),
-                    pair->Rate(), pair->Percentile(0.50), pair->Percentile(0.99),
-                    pair->CpuPerRequestUs(), pair->failures);
+void PrintHeader() {
+    std::printf("%-16s %-11s %9s %10s %9s %9s %12s %7s\n", "scenario", "target", "requests",
+                "req/s", "p50 us", "p99 us", "cpu us/req", "lost");
+}
+
+// `paired`: the series were filled request by request in turn, so the paired median means
+// something.
+void PrintOutcome(const Outcome& outcome, const std::vector<Target>& targets, bool paired = true) {
+    for (size_t t = 0; t < targets.size(); ++t) {
+        const Series& series = outcome.series[t];
+        std::printf("%-16s %-11s %9zu %10.0f %9.1f %9.1f %12.1f %7zu\n", outcome.scenario.c_str(),
+                    targets[t].label, series.latency_us.size(), series.Rate(),
+                    series.Percentile(0.50), series.Percentile(0.99), series.CpuPerRequestUs(),
+                    series.failures);
     }
-    std::printf(
-        "%-16s ratio service/echo: throughput %.3f (%.3f without the slowest 1 %%), p50 %.2fx, "
-        "p99 %.2fx, server cpu %.2fx\n\n",
-        outcome.scenario.c_str(), outcome.service.Rate() / outcome.echo.Rate(),
-        outcome.echo.TrimmedMeanUs() / outcome.service.TrimmedMeanUs(),
-        outcome.service.Percentile(0.5) / outcome.echo.Percentile(0.5),
-        outcome.service.Percentile(0.99) / outcome.echo.Percentile(0.99),
-        outcome.service.CpuPerRequestUs() / outcome.echo.CpuPerRequestUs());
+    const Series& service = outcome.series.back();
+    for (size_t t = 0; t + 1 < targets.size(); ++t) {
+        const Series& echo = outcome.series[t];
+        std::printf(
+            "%-16s service/%-11s throughput %.3f (%.3f without the slowest 1 %%, %.3f paired "
+            "median), p50 %.2fx, p99 %.2fx, server cpu %.2fx\n",
+            outcome.scenario.c_str(), targets[t].label, service.Rate() / echo.Rate(),
+            echo.TrimmedMeanUs() / service.TrimmedMeanUs(),
+            paired ? PairedMedianRatio(echo, service) : 0.0,
+            service.Percentile(0.5) / echo.Percentile(0.5),
+            service.Percentile(0.99) / echo.Percentile(0.99),
+            service.CpuPerRequestUs() / echo.CpuPerRequestUs());
+    }
+    std::printf("\n");
     std::fflush(stdout);
 }
 
-// Request by request, alternately: each request of the script goes to one server and then, the
-// same, to the other (the echo server first every other time), so that both meet the same moments
-// of a busy machine. `rounds` times `repeat` passes over the script. A target's throughput is its
-// requests over the time its own calls took; its CPU time is read from /proc around the whole.
-template <typename OnSample>
-Outcome Alternate(const std::string& scenario, Target& echo, Target& service,
-                  const std::vector<Request>& script, int rounds, int repeat, OnSample on_sample) {
-    Outcome outcome{scenario, {}, {}};
-    // One untimed pass each, so that neither pays for first-time work in the timed rounds.
-    Series warm;
-    RunScript(*echo.client, *echo.process, script, 1, warm, [](int, size_t, double) {});
-    RunScript(*service.client, *service.process, script, 1, warm, [](int, size_t, double) {});
-    const double echo_cpu = echo.process->CpuSeconds();
-    const double service_cpu = service.process->CpuSeconds();
+// Called for every timed request: target index, round, pass within the round, request index
+// within the script, microseconds.
+using OnSample = std::function<void(size_t, int, int, size_t, double)>;
+
+// Request by request, in turn: each request of the script goes to every target, one after the
+// other, the order rotating with every request, so that all meet the same moments of a busy
+// machine. `rounds` times `repeat` passes over the script. A target's throughput is its requests
+// over the time its own calls took; its CPU time is read from /proc around the whole.
+Outcome Alternate(const std::string& scenario, std::vector<Target>& targets,
+                  const std::vector<Request>& script, int rounds, int repeat,
+                  const OnSample& on_sample) {
+    Outcome outcome{scenario, std::vector<Series>(targets.size())};
+    // One untimed pass each, so that none pays for first-time work in the timed rounds.
+    for (Target& target : targets) {
+        Series warm;
+        RunScript(*target.client, *target.process, script, 1, warm);
+    }
+    std::vector<double> cpu_before;
+    for (const Target& target : targets) cpu_before.push_back(target.process->CpuSeconds());
     size_t turn = 0;
     for (int round = 0; round < rounds; ++round) {
         for (int r = 0; r < repeat; ++r) {
-            for (size_t i = 0; i < script.size(); ++i) {
-                Target* order[2] = {&echo, &service};
-                if (++turn % 2 == 0) std::swap(order[0], order[1]);
-                for (Target* target : order) {
-                    Series& series = target == &echo ? outcome.echo : outcome.service;
+            for (size_t i = 0; i < script.size(); ++i, ++turn) {
+                for (size_t k = 0; k < targets.size(); ++k) {
+                    const size_t t = (turn + k) % targets.size();
+                    Series& series = outcome.series[t];
                     const auto before = Clock::now();
-                    const bool ok = target->client->Call(script[i]);
+                    const bool ok = targets[t].client->Call(script[i]);
                     const double us = Microseconds(Clock::now() - before);
                     if (!ok) ++series.failures;
                     series.latency_us.push_back(us);
                     series.seconds += us / 1e6;
-                    on_sample(*target, round, r, i, us);
+                    if (on_sample) on_sample(t, round, r, i, us);
                 }
             }
         }
     }
-    outcome.echo.server_cpu = echo.process->CpuSeconds() - echo_cpu;
-    outcome.service.server_cpu = service.process->CpuSeconds() - service_cpu;
+    for (size_t t = 0; t < targets.size(); ++t) {
+        outcome.series[t].server_cpu = targets[t].process->CpuSeconds() - cpu_before[t];
+    }
     return outcome;
 }
 
@@ -929,17 +1059,121 @@ struct Options {
     std::string samples = "bus_bench_channel_change.tsv";
     bool keep = false;
     std::vector<std::string> wrap;       // before the service's command line
-    std::vector<std::string> wrap_echo;  // before the echo server's
+    std::vector<std::string> wrap_echo;  // before each echo server's
     std::string only;                    // one scenario: queries, pmt, channel, catalogue or load
     std::string service = TREVALO_SERVICE_BINARY;
 };
 
+// What the scenarios share: the bus, the targets (the GDBus echo, the sd-bus echo, the service,
+// in that order) and the captured sections.
+struct Bench {
+    const Options& options;
+    std::string bus_address;
+    std::vector<Target> targets;
+    std::vector<Section> sections;
+    const Section* largest = nullptr;
+    int audio_tag = 0;  // the component tag of the first audio entry of the largest section
+
+    Target& Service() { return targets.back(); }
+};
+
+// SizeOfAudio, GetAudio 0 and GetPID of the first audio tag, over the largest section's catalogue.
+Outcome RunQueries(Bench& bench) {
+    const std::vector<Request> queries{Query("SizeOfAudio"), Query("GetAudio", 0),
+                                       Query("GetPID", bench.audio_tag)};
+    return Alternate("queries", bench.targets, queries, bench.options.rounds, 200, nullptr);
+}
+
+// SendPMTData of the largest section, without reset, the same each time.
+Outcome RunSendPmt(Bench& bench) {
+    return Alternate("SendPMTData", bench.targets, {SendPmt(*bench.largest, false)},
+                     bench.options.rounds, 300, nullptr);
+}
+
+// Every captured section in turn, each as a channel change shaped by the service's own answers;
+// every latency goes to the samples file.
+Outcome RunChannelChange(Bench& bench) {
+    std::vector<std::vector<Request>> bursts;
+    for (const Section& section : bench.sections) {
+        bursts.push_back(ChannelChange(*bench.Service().client, section));
+    }
+    std::vector<Request> script;
+    std::vector<size_t> burst_of;  // request index -> burst index within one cycle
+    for (size_t b = 0; b < bursts.size(); ++b) {
+        for (const Request& request : bursts[b]) {
+            script.push_back(request);
+            burst_of.push_back(b);
+        }
+    }
+    std::ofstream samples(bench.options.samples);
+    samples << "target\tburst\tmethod\tlatency_us\n";
+    constexpr int kCycles = 2;
+    Outcome outcome =
+        Alternate("channel change", bench.targets, script, bench.options.rounds, kCycles,
+                  [&](size_t target, int round, int r, size_t i, double us) {
+                      const size_t burst =
+                          (static_cast<size_t>(round) * kCycles + r) * bursts.size() + burst_of[i];
+                      samples << bench.targets[target].label << '\t' << burst << '\t'
+                              << script[i].method << '\t' << us << '\n';
+                  });
+    std::printf("channel change: %zu requests per cycle; samples in %s\n", script.size(),
+                bench.options.samples.c_str());
+    return outcome;
+}
+
+// 8 clients at once, in ten slices, the targets in turn; every reply is checked.
+struct LoadOutcome {
+    std::vector<LoadResult> results;  // per target
+    bool all_right = true;
+};
+
+LoadOutcome RunLoad(Bench& bench) {
+    const Section& largest = *bench.largest;
+    const std::vector<Request> mix{SendPmt(largest, false), Query("SizeOfAudio"),
+                                   Query("GetAudio", 0),    Query("GetPID", bench.audio_tag),
+                                   Query("SizeOfVideo"),    Query("GetVideo", 0),
+                                   Query("SizeOfSubtitle"), Query("GetPID", 255)};
+    // The echo servers answer the request body; the service, what it answers the request alone.
+    std::vector<std::vector<std::string>> expected(bench.targets.size());
+    ReturnData(*bench.Service().client, SendPmt(largest, true));
+    for (const Request& request : mix) {
+        std::string body;
+        bench.Service().client->Call(request, &body);
+        for (size_t t = 0; t < bench.targets.size(); ++t) {
+            expected[t].push_back(t + 1 == bench.targets.size() ? body : request.body);
+        }
+    }
+    constexpr int kClients = 8;
+    constexpr int kSlices = 10;
+    LoadOutcome outcome;
+    outcome.results.resize(bench.targets.size());
+    const int per_client = bench.options.per_client;
+    for (int slice = 0; slice < kSlices; ++slice) {
+        const int count = per_client / kSlices + (slice < per_client % kSlices ? 1 : 0);
+        if (count == 0) continue;
+        for (size_t k = 0; k < bench.targets.size(); ++k) {
+            const size_t t = (slice + k) % bench.targets.size();
+            const Target& target = bench.targets[t];
+            Add(outcome.results[t], Load(bench.bus_address, target.server_name, *target.process,
+                                         mix, expected[t], kClients, count));
+        }
+    }
+    Outcome printed{"8 clients", {}};
+    for (size_t t = 0; t < bench.targets.size(); ++t) {
+        const LoadResult& result = outcome.results[t];
+        printed.series.push_back(result.series);
+        std::printf("load: %-11s sent %zu, received %zu, right %zu\n", bench.targets[t].label,
+                    result.sent, result.received, result.right);
+        outcome.all_right =
+            outcome.all_right && result.received == result.sent && result.right == result.sent;
+    }
+    PrintOutcome(printed, bench.targets, false);  // concurrent clients: no pairs
+    return outcome;
+}
+
 int RunBenchmark(const Options& options) {
-    const int rounds = options.rounds;
-    const std::string& samples_path = options.samples;
-    const bool keep = options.keep;
     TempDirectory directory;
-    if (keep) directory.Keep();
+    if (options.keep) directory.Keep();
     BusDaemon daemon(directory.Path());
     const std::string self = ReadLink("/proc/self/exe");
     const std::string state_path = directory.Path() + "/platform-state.json";
@@ -951,176 +1185,120 @@ int RunBenchmark(const Options& options) {
     const timespec past[2] = {{time(nullptr) - 60, 0}, {time(nullptr) - 60, 0}};
     utimensat(AT_FDCWD, state_path.c_str(), past, 0);
     const std::vector<std::string> environment{"PLATFORM_SIM_STATE=" + state_path};
-    std::vector<std::string> echo_argv = options.wrap_echo;
-    echo_argv.insert(echo_argv.end(), {self, "--echo-server", kEchoName});
-    std::vector<std::string> service_argv = options.wrap;
-    service_argv.push_back(options.service);
+
+    struct Server {
+        const char* label;
+        const char* name;
+        std::vector<std::string> argv;
+    };
+    std::vector<Server> servers{{"gdbus-echo", kEchoName, options.wrap_echo},
+                                {"sdbus-echo", kSdEchoName, options.wrap_echo},
+                                {"service", kServiceName, options.wrap}};
+    servers[0].argv.insert(servers[0].argv.end(), {self, "--echo-server", kEchoName});
+    servers[1].argv.insert(servers[1].argv.end(), {self, "--sd-echo-server", kSdEchoName});
+    servers[2].argv.push_back(options.service);
     const std::string service_log = directory.Path() + "/service.log";
 
     GDBusConnection* watcher = Connect(daemon.Address());
 
-    // Start-up: exec to name owned, alternately, the median of several starts.
+    // Start-up: exec to name owned, the servers in turn, the median of several starts of each.
     constexpr int kStarts = 7;
-    std::vector<double> echo_starts, service_starts;
+    std::vector<std::vector<double>> starts(servers.size());
     for (int i = 0; i < kStarts; ++i) {
-        for (int which = 0; which < 2; ++which) {
-            const bool echo_turn = (which == 0) == (i % 2 == 0);
-            ServerProcess process(watcher, daemon.Address(), echo_turn ? echo_argv : service_argv,
-                                  echo_turn ? kEchoName : kServiceName,
+        for (size_t k = 0; k < servers.size(); ++k) {
+            const Server& server = servers[(i + k) % servers.size()];
+            ServerProcess process(watcher, daemon.Address(), server.argv, server.name,
                                   directory.Path() + "/start.log", environment);
-            (echo_turn ? echo_starts : service_starts).push_back(process.StartUpMs());
+            starts[(i + k) % servers.size()].push_back(process.StartUpMs());
         }
     }
 
-    ServerProcess echo_process(watcher, daemon.Address(), echo_argv, kEchoName,
-                               directory.Path() + "/echo.log", environment);
-    ServerProcess service_process(watcher, daemon.Address(), service_argv, kServiceName,
-                                  service_log, environment);
+    std::vector<std::unique_ptr<ServerProcess>> processes;
+    for (const Server& server : servers) {
+        const bool is_service = &server == &servers.back();
+        processes.push_back(std::make_unique<ServerProcess>(
+            watcher, daemon.Address(), server.argv, server.name,
+            is_service ? service_log : directory.Path() + "/" + server.label + ".log",
+            environment));
+    }
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    const long echo_idle = echo_process.RssKiB();
-    const long service_idle = service_process.RssKiB();
+    std::vector<long> idle;
+    for (const auto& process : processes) idle.push_back(process->RssKiB());
 
-    Target echo{"echo", std::make_unique<Client>(daemon.Address(), kEchoName), &echo_process};
-    Target service{"service", std::make_unique<Client>(daemon.Address(), kServiceName),
-                   &service_process};
-
-    const std::vector<Section> sections = ReadSections(std::string(TREVALO_TESTDATA_DIR) + "/pmt");
-    const Section& largest = *std::max_element(
-        sections.begin(), sections.end(),
+    Bench bench{options, daemon.Address(), {}, {}, nullptr, 0};
+    for (size_t k = 0; k < servers.size(); ++k) {
+        bench.targets.push_back({servers[k].label,
+                                 std::make_unique<Client>(daemon.Address(), servers[k].name),
+                                 processes[k].get(), servers[k].name});
+    }
+    bench.sections = ReadSections(std::string(TREVALO_TESTDATA_DIR) + "/pmt");
+    bench.largest = &*std::max_element(
+        bench.sections.begin(), bench.sections.end(),
         [](const Section& a, const Section& b) { return a.bytes.size() < b.bytes.size(); });
+    if (ReturnData(*bench.Service().client, SendPmt(*bench.largest, true)).asInt() != 0) {
+        throw std::runtime_error(bench.largest->file + " is not accepted");
+    }
+    bench.audio_tag =
+        ParseJson(ReturnData(*bench.Service().client, Query("GetAudio", 0)).asString())["comp_tag"]
+            .asInt();
 
-    // The scripts, shaped by the service's own answers.
-    std::vector<std::vector<Request>> bursts;
-    for (const Section& section : sections)
-        bursts.push_back(ChannelChange(*service.client, section));
-    std::vector<Request> channel_changes;
-    std::vector<size_t> burst_of;  // request index -> burst index within one cycle
-    for (size_t b = 0; b < bursts.size(); ++b) {
-        for (const Request& request : bursts[b]) {
-            channel_changes.push_back(request);
-            burst_of.push_back(b);
-        }
-    }
-    if (ReturnData(*service.client, SendPmt(largest, true)).asInt() != 0) {
-        throw std::runtime_error(largest.file + " is not accepted");
-    }
-    int audio_tag = 0;
-    {
-        const Json::Value entry =
-            ParseJson(ReturnData(*service.client, Query("GetAudio", 0)).asString());
-        audio_tag = entry["comp_tag"].asInt();
-    }
-    const std::vector<Request> queries{Query("SizeOfAudio"), Query("GetAudio", 0),
-                                       Query("GetPID", audio_tag)};
-    const std::vector<Request> pmt{SendPmt(largest, false)};
-
-    std::printf(
-        "bus_bench: %zu sections, the largest %s (%zu bytes), channel change of %zu "
-        "requests per cycle, %d rounds\n\n",
-        sections.size(), largest.file.c_str(), largest.bytes.size(), channel_changes.size(),
-        rounds);
+    std::printf("bus_bench: %zu sections, the largest %s (%zu bytes), %d rounds\n\n",
+                bench.sections.size(), bench.largest->file.c_str(), bench.largest->bytes.size(),
+                options.rounds);
     PrintHeader();
-    const auto none = [](Target&, int, int, size_t, double) {};
-    std::vector<Outcome> outcomes;
     const auto wanted = [&](const char* scenario) {
         return options.only.empty() || options.only == scenario;
     };
-    if (wanted("queries")) {
-        outcomes.push_back(Alternate("queries", echo, service, queries, rounds, 200, none));
-        PrintOutcome(outcomes.back());
+    if (wanted("queries")) PrintOutcome(RunQueries(bench), bench.targets);
+    if (wanted("pmt")) PrintOutcome(RunSendPmt(bench), bench.targets);
+    if (wanted("channel")) PrintOutcome(RunChannelChange(bench), bench.targets);
+    if (wanted("catalogue")) {
+        RunWholeCatalogueScenario(bench.bus_address, bench.sections, bench.options.rounds);
     }
-    if (wanted("pmt")) {
-        outcomes.push_back(Alternate("SendPMTData", echo, service, pmt, rounds, 300, none));
-        PrintOutcome(outcomes.back());
-    }
-    if (wanted("channel")) {
-        std::ofstream samples(samples_path);
-        samples << "target\tburst\tmethod\tlatency_us\n";
-        const int cycles = 2;
-        outcomes.push_back(Alternate(
-            "channel change", echo, service, channel_changes, rounds, cycles,
-            [&](Target& target, int round, int r, size_t i, double us) {
-                const size_t burst =
-                    (static_cast<size_t>(round) * cycles + r) * bursts.size() + burst_of[i];
-                samples << target.label << '\t' << burst << '\t' << channel_changes[i].method
-                        << '\t' << us << '\n';
-            }));
-        PrintOutcome(outcomes.back());
-        samples.close();
-    }
-    if (wanted("catalogue")) RunWholeCatalogueScenario(daemon.Address(), sections, rounds);
-
-    // The load: the catalogue of the largest section, mixed reads and the same PMT again.
-    const std::vector<Request> mix{SendPmt(largest, false), Query("SizeOfAudio"),
-                                   Query("GetAudio", 0),    Query("GetPID", audio_tag),
-                                   Query("SizeOfVideo"),    Query("GetVideo", 0),
-                                   Query("SizeOfSubtitle"), Query("GetPID", 255)};
-    std::vector<std::string> service_expected, echo_expected;
-    ReturnData(*service.client, SendPmt(largest, true));
-    for (const Request& request : mix) {
-        std::string body;
-        service.client->Call(request, &body);
-        service_expected.push_back(body);
-        echo_expected.push_back(request.body);
-    }
-    const long echo_before = echo_process.RssKiB();
-    const long service_before = service_process.RssKiB();
-    constexpr int kClients = 8;
-    const int kPerClient = options.per_client;
-    LoadResult echo_load, service_load;
+    bool all_right = true;
+    std::vector<long> before, after;
     if (wanted("load")) {
-        // In ten slices, the two servers alternately (each client connects anew for each slice).
-        constexpr int kSlices = 10;
-        for (int slice = 0; slice < kSlices; ++slice) {
-            const int count = kPerClient / kSlices + (slice < kPerClient % kSlices ? 1 : 0);
-            if (count == 0) continue;
-            for (int which = 0; which < 2; ++which) {
-                const bool echo_turn = (which == 0) == (slice % 2 == 0);
-                const LoadResult part = echo_turn
-                                            ? Load(daemon.Address(), kEchoName, echo_process, mix,
-                                                   echo_expected, kClients, count)
-                                            : Load(daemon.Address(), kServiceName, service_process,
-                                                   mix, service_expected, kClients, count);
-                Add(echo_turn ? echo_load : service_load, part);
-            }
-        }
-        PrintOutcome({"8 clients", echo_load.series, service_load.series});
+        for (const auto& process : processes) before.push_back(process->RssKiB());
+        all_right = RunLoad(bench).all_right;
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        for (const auto& process : processes) after.push_back(process->RssKiB());
     }
-    std::printf(
-        "load: echo sent %zu, received %zu, right %zu; service sent %zu, received %zu, "
-        "right %zu\n\n",
-        echo_load.sent, echo_load.received, echo_load.right, service_load.sent,
-        service_load.received, service_load.right);
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    const long echo_after = echo_process.RssKiB();
-    const long service_after = service_process.RssKiB();
 
-    std::printf("resident memory (VmRSS, KiB)  idle  before-load  after-load  growth-over-load\n");
-    std::printf("  echo                     %7ld %12ld %11ld %17ld\n", echo_idle, echo_before,
-                echo_after, echo_after - echo_before);
-    std::printf("  service                  %7ld %12ld %11ld %17ld\n", service_idle, service_before,
-                service_after, service_after - service_before);
-    std::printf("  ratio service/echo       %7.2f %12.2f %11.2f\n\n",
-                static_cast<double>(service_idle) / echo_idle,
-                static_cast<double>(service_before) / echo_before,
-                static_cast<double>(service_after) / echo_after);
-    std::printf(
-        "start-up, exec to name owned (median of %d): echo %.1f ms, service %.1f ms, "
-        "ratio %.2f\n",
-        kStarts, Median(echo_starts), Median(service_starts),
-        Median(service_starts) / Median(echo_starts));
+    const bool loaded = !before.empty();
+    std::printf("resident memory (VmRSS, KiB)  idle%s\n",
+                loaded ? "  before-load  after-load  growth-over-load" : "");
+    for (size_t k = 0; k < servers.size(); ++k) {
+        std::printf("  %-24s %7ld", servers[k].label, idle[k]);
+        if (loaded) {
+            std::printf(" %12ld %11ld %17ld", before[k], after[k], after[k] - before[k]);
+        }
+        std::printf("\n");
+    }
+    for (size_t k = 0; k + 1 < servers.size(); ++k) {
+        std::printf("  service/%-15s %7.2f", servers[k].label,
+                    static_cast<double>(idle.back()) / idle[k]);
+        if (loaded) {
+            std::printf(" %12.2f %11.2f", static_cast<double>(before.back()) / before[k],
+                        static_cast<double>(after.back()) / after[k]);
+        }
+        std::printf("\n");
+    }
+    std::printf("\nstart-up, exec to name owned (median of %d):", kStarts);
+    for (size_t k = 0; k < servers.size(); ++k) {
+        std::printf(" %s %.1f ms%s", servers[k].label, Median(starts[k]),
+                    k + 1 < servers.size() ? "," : "\n");
+    }
+    for (size_t k = 0; k + 1 < servers.size(); ++k) {
+        std::printf("  ratio service/%s %.2f\n", servers[k].label,
+                    Median(starts.back()) / Median(starts[k]));
+    }
     std::printf("service log: %ld bytes\n", FileSize(service_log));
-    std::printf("channel-change samples: %s\n", samples_path.c_str());
-    if (keep) std::printf("logs kept in %s\n", directory.Path().c_str());
+    if (options.keep) std::printf("logs kept in %s\n", directory.Path().c_str());
 
-    echo.client.reset();
-    service.client.reset();
+    bench.targets.clear();
     g_dbus_connection_close_sync(watcher, nullptr, nullptr);
     g_object_unref(watcher);
-    const bool lost = echo_load.received != echo_load.sent ||
-                      service_load.received != service_load.sent ||
-                      service_load.right != service_load.sent;
-    return lost ? 1 : 0;
+    return all_right ? 0 : 1;
 }
 
 }  // namespace
@@ -1129,6 +1307,9 @@ int main(int argc, char** argv) {
     try {
         if (argc == 3 && std::strcmp(argv[1], "--echo-server") == 0) {
             return RunEchoServer(argv[2]);
+        }
+        if (argc == 3 && std::strcmp(argv[1], "--sd-echo-server") == 0) {
+            return RunSdBusEchoServer(argv[2]);
         }
         Options options;
         for (int i = 1; i < argc; ++i) {

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Draws the latency distributions of the channel-change scenario from bus_bench's samples file:
 # left, every request; right, every whole channel change (the sum of its requests). One cumulative
-# curve per target, service and echo, on a logarithmic time axis.
+# curve per target (the service, the sd-bus echo server, the GDBus echo server) on a logarithmic
+# time axis.
 #
 #   bench/plot_latency.sh bus_bench_channel_change.tsv docs/channel_change_latency.png
 #
@@ -27,7 +28,8 @@ cdf() {
 }
 
 declare -A title
-for target in service echo; do
+targets=(service sdbus-echo gdbus-echo)
+for target in "${targets[@]}"; do
   awk -F'\t' -v t="$target" 'NR > 1 && $1 == t { print $4 }' "$samples" >"$work/$target.req"
   awk -F'\t' -v t="$target" 'NR > 1 && $1 == t { sum[$2] += $4 } END { for (b in sum) print sum[b] }' \
     "$samples" >"$work/$target.burst"
@@ -39,7 +41,7 @@ done
 gnuplot <<EOF
 set terminal pngcairo size 1200,500 font ",10" noenhanced
 set output "$output"
-set multiplot layout 1,2 title "Channel change: latency distributions, service and echo server on the same bus"
+set multiplot layout 1,2 title "Channel change: latency distributions, the service and two echo servers on the same bus"
 set logscale x
 set grid xtics mxtics ytics
 set key bottom right
@@ -49,12 +51,14 @@ set yrange [0:1]
 set title "each request"
 set xlabel "latency (us, log scale)"
 plot "$work/service.req.cdf" using 1:2 with lines lw 2 lc rgb "#c0392b" title "service: ${title[service.req]}", \
-     "$work/echo.req.cdf" using 1:2 with lines lw 2 lc rgb "#2471a3" title "echo: ${title[echo.req]}"
+     "$work/sdbus-echo.req.cdf" using 1:2 with lines lw 2 lc rgb "#1e8449" title "sd-bus echo: ${title[sdbus-echo.req]}", \
+     "$work/gdbus-echo.req.cdf" using 1:2 with lines lw 2 lc rgb "#2471a3" title "GDBus echo: ${title[gdbus-echo.req]}"
 
 set title "each channel change (sum of its requests)"
 set xlabel "time per channel change (us, log scale)"
 plot "$work/service.burst.cdf" using 1:2 with lines lw 2 lc rgb "#c0392b" title "service: ${title[service.burst]}", \
-     "$work/echo.burst.cdf" using 1:2 with lines lw 2 lc rgb "#2471a3" title "echo: ${title[echo.burst]}"
+     "$work/sdbus-echo.burst.cdf" using 1:2 with lines lw 2 lc rgb "#1e8449" title "sd-bus echo: ${title[sdbus-echo.burst]}", \
+     "$work/gdbus-echo.burst.cdf" using 1:2 with lines lw 2 lc rgb "#2471a3" title "GDBus echo: ${title[gdbus-echo.burst]}"
 unset multiplot
 EOF
 echo "plot_latency: wrote $output" >&2

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "TrevaloBusNames.h"
 #include "TrevaloLog.h"
 #include "TrevaloRequest.h"
 #include "TrevaloServiceServer.h"
@@ -34,8 +35,7 @@ const Route kRoutes[] = {
 };
 
 constexpr const char kSignalMethod[] = "SendPESDataWithFirstPTS";
-constexpr const char kServerName[] = "trevalo_service";
-constexpr const char kSignalName[] = "TrevaloSignal";
+using trevalo_bus::kServerName;
 
 Handler FindHandler(const std::string& method) {
     for (const Route& route : kRoutes) {
@@ -53,6 +53,8 @@ std::string ReturnDataText(const Json::Value& value) {
 
 TrevaloService::TrevaloService()
     : Ondrel::TCServer(std::string(kServerName), Ondrel::TCServer::SERVER_TYPE_SERVICE) {
+    DeclareSignal(trevalo_bus::kTrevaloSignal);
+    DeclareSignal(trevalo_bus::kCatalogueChanged);
     TREVALO_LOGE("TrevaloService constructor!!");
 }
 
@@ -106,7 +108,7 @@ bool TrevaloService::IfMessageReceived(const char* sender, const Ondrel::TCMessa
         TREVALO_LOGE("There is no matched method: \"method\" is %s, not a string",
                      trevalo_request::KindName(method_value));
     } else if (method == kSignalMethod) {
-        Ondrel::TCServer::SendSignal(kServerName, kSignalName, request);
+        Ondrel::TCServer::SendSignal(kServerName, trevalo_bus::kTrevaloSignal, request);
     } else if (Handler handler = FindHandler(method)) {
         handler(*request, *reply);
     } else {

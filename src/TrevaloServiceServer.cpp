@@ -5,6 +5,7 @@
 #include "Ondrel/TCServer.h"
 #include "TCPMTParser.h"
 #include "TVServiceAPI.h"
+#include "TrevaloBusNames.h"
 #include "TrevaloLanguageCode.h"
 #include "TrevaloRequest.h"
 #include "TrevaloServiceServerLog.h"
@@ -51,7 +52,7 @@ void AnnounceCatalogue(unsigned short program_number) {
     body["subtitle"] =
         Json::Value(static_cast<unsigned int>(TrevaloServiceServer::sbtList->size()));
     const TCMessage signal(body);
-    Ondrel::TCServer::SendSignal("trevalo_service", "CatalogueChanged", &signal);
+    Ondrel::TCServer::SendSignal(trevalo_bus::kServerName, trevalo_bus::kCatalogueChanged, &signal);
 }
 
 template <typename Component>

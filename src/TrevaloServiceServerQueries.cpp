@@ -1,6 +1,10 @@
 // The catalogue queries: list sizes, entries by index, the whole catalogue at once, and the PID
 // behind a component tag.
 #include <json/value.h>
+#include <json/writer.h>
+
+#include <memory>
+#include <sstream>
 
 #include "TrevaloRequest.h"
 #include "TrevaloServiceServer.h"
@@ -70,6 +74,16 @@ Json::Value EntryArray(const ComponentList<Component>& list) {
     return entries;
 }
 
+// The entry as Json::Value::toStyledString writes it, with a writer built once instead of per call.
+std::string StyledText(const Json::Value& entry) {
+    static const std::unique_ptr<Json::StreamWriter> writer(
+        Json::StreamWriterBuilder().newStreamWriter());
+    std::ostringstream text;
+    writer->write(entry, &text);
+    text << '\n';
+    return text.str();
+}
+
 }  // namespace
 
 void TrevaloServiceServer::SizeOfAudio(const TCMessage&, TCMessage& reply) {
@@ -100,7 +114,7 @@ void TrevaloServiceServer::GetAudio(const TCMessage& request, TCMessage& reply) 
         return;
     }
     reply.body["call_api_success"] = Json::Value(true);
-    reply.body["return_data"] = Json::Value(EntryObject(*(*audList)[index]).toStyledString());
+    reply.body["return_data"] = Json::Value(StyledText(EntryObject(*(*audList)[index])));
 }
 
 void TrevaloServiceServer::GetVideo(const TCMessage& request, TCMessage& reply) {
@@ -116,7 +130,7 @@ void TrevaloServiceServer::GetVideo(const TCMessage& request, TCMessage& reply) 
         return;
     }
     reply.body["call_api_success"] = Json::Value(true);
-    reply.body["return_data"] = Json::Value(EntryObject(*(*vidList)[index]).toStyledString());
+    reply.body["return_data"] = Json::Value(StyledText(EntryObject(*(*vidList)[index])));
 }
 
 void TrevaloServiceServer::GetSubtitle(const TCMessage& request, TCMessage& reply) {
@@ -137,7 +151,7 @@ void TrevaloServiceServer::GetSubtitle(const TCMessage& request, TCMessage& repl
                  static_cast<int>(subtitle.comp_tag), subtitle.lang.c_str(),
                  subtitle.hearing_impaired ? 1 : 0);
     reply.body["call_api_success"] = Json::Value(true);
-    reply.body["return_data"] = Json::Value(EntryObject(subtitle).toStyledString());
+    reply.body["return_data"] = Json::Value(StyledText(EntryObject(subtitle)));
     TREVALO_LOGI("Get Subtitle");
 }
 

@@ -278,3 +278,7 @@ extern "C" int __dlog_print(log_id_t log_id, int prio, const char* tag, const ch
     }
     return static_cast<int>(dlog::WriteToStderr(line.data() + start, length, prio >= DLOG_ERROR));
 }
+
+extern "C" void dlog_flush(void) {
+    dlog::FlushStderr();
+}

@@ -1,20 +1,20 @@
-#include <gio/gio.h>
+#include <systemd/sd-bus.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 
 #include "Ondrel/TCClient.h"
+#include "bus_choice.h"
 #include "bus_naming.h"
-#include "message_variant.h"
+#include "bus_source.h"
+#include "message_wire.h"
 
 namespace Ondrel {
 namespace {
 
 struct SignalSubscription {
-    std::string signal;
     TCClient::SignalHandler handler;
-    guint id = 0;
+    sd_bus_slot* match = nullptr;
 };
 
 }  // namespace
@@ -23,7 +23,8 @@ struct TCClient::State {
     std::string server_name;
     std::string bus_name;
     std::string object_path;
-    GDBusConnection* bus = nullptr;
+    sd_bus* bus = nullptr;
+    GSource* source = nullptr;  // only while signals are subscribed
     std::vector<std::unique_ptr<SignalSubscription>> subscriptions;
 };
 
@@ -33,15 +34,18 @@ void SetError(std::string* error, const std::string& text) {
     if (error != nullptr) *error = text;
 }
 
-void OnSignal(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar* signal_name,
-              GVariant* parameters, gpointer user_data) {
+int OnSignal(sd_bus_message* signal, void* user_data, sd_bus_error*) {
     auto* subscription = static_cast<SignalSubscription*>(user_data);
-    if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(say)"))) return;
+    if (sd_bus_message_has_signature(signal, "say") <= 0) return 0;
     TCMessage message;
-    if (message_variant::FromVariant(parameters, message, nullptr)) {
-        subscription->handler(signal_name, message);
+    if (message_wire::Read(signal, message, nullptr)) {
+        subscription->handler(sd_bus_message_get_member(signal), message);
     }
+    return 0;
 }
+
+// A client's signals stop when the bus goes; what the program does then is its own affair.
+void OnBusLost(void*, int) {}
 
 }  // namespace
 
@@ -52,38 +56,17 @@ TCClient::TCClient(std::string server_name) : m_State(std::make_unique<State>())
 }
 
 TCClient::~TCClient() {
-    if (m_State->bus == nullptr) return;
+    bus::Detach(m_State->source);
     for (const auto& subscription : m_State->subscriptions) {
-        g_dbus_connection_signal_unsubscribe(m_State->bus, subscription->id);
+        sd_bus_slot_unref(subscription->match);
     }
-    g_dbus_connection_close_sync(m_State->bus, nullptr, nullptr);
-    g_object_unref(m_State->bus);
+    if (m_State->bus != nullptr) sd_bus_flush_close_unref(m_State->bus);
 }
 
 bool TCClient::Connect(const std::string& address, std::string* error) {
     if (m_State->bus != nullptr) return true;
-    std::string where = address;
-    if (where.empty()) {
-        const char* session = std::getenv("DBUS_SESSION_BUS_ADDRESS");
-        if (session == nullptr || *session == '\0') {
-            SetError(error, "no bus address (DBUS_SESSION_BUS_ADDRESS is not set)");
-            return false;
-        }
-        where = session;
-    }
-    GError* failure = nullptr;
-    m_State->bus = g_dbus_connection_new_for_address_sync(
-        where.c_str(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, &failure);
-    if (m_State->bus == nullptr) {
-        SetError(error, std::string("cannot connect to the bus: ") + failure->message);
-        g_error_free(failure);
-        return false;
-    }
-    g_dbus_connection_set_exit_on_close(m_State->bus, FALSE);
-    return true;
+    m_State->bus = bus::Open(address, error);
+    return m_State->bus != nullptr;
 }
 
 bool TCClient::Request(const TCMessage& request, TCMessage& reply, std::string* error,
@@ -92,38 +75,52 @@ bool TCClient::Request(const TCMessage& request, TCMessage& reply, std::string* 
         SetError(error, "not connected");
         return false;
     }
-    GVariant* arguments = message_variant::ToVariant(request);
-    if (arguments == nullptr) {
+    sd_bus_message* call = nullptr;
+    int result = sd_bus_message_new_method_call(m_State->bus, &call, m_State->bus_name.c_str(),
+                                                m_State->object_path.c_str(), bus::kInterface,
+                                                bus::kRequestMethod);
+    if (result < 0) {
+        SetError(error, std::string("cannot make the call: ") + std::strerror(-result));
+        return false;
+    }
+    if (!message_wire::Append(call, request)) {
+        sd_bus_message_unref(call);
         SetError(error, "request body is not valid UTF-8");
         return false;
     }
-    GError* failure = nullptr;
-    GVariant* answer = g_dbus_connection_call_sync(
-        m_State->bus, m_State->bus_name.c_str(), m_State->object_path.c_str(), bus::kInterface,
-        bus::kRequestMethod, arguments, G_VARIANT_TYPE("(say)"), G_DBUS_CALL_FLAGS_NONE, timeout_ms,
-        nullptr, &failure);
-    if (answer == nullptr) {
-        SetError(error, failure->message);
-        g_error_free(failure);
+    sd_bus_error failure = SD_BUS_ERROR_NULL;
+    sd_bus_message* answer = nullptr;
+    // 0: the library's default time-out.
+    const uint64_t timeout_us = timeout_ms < 0 ? 0 : static_cast<uint64_t>(timeout_ms) * 1000;
+    result = sd_bus_call(m_State->bus, call, timeout_us, &failure, &answer);
+    sd_bus_message_unref(call);
+    if (result < 0) {
+        SetError(error, sd_bus_error_is_set(&failure)
+                            ? std::string(failure.name) + ": " +
+                                  (failure.message != nullptr ? failure.message : "")
+                            : std::string(std::strerror(-result)));
+        sd_bus_error_free(&failure);
         return false;
     }
     std::string parse_error;
-    const bool parsed = message_variant::FromVariant(answer, reply, &parse_error);
+    const bool parsed = message_wire::Read(answer, reply, &parse_error);
     if (!parsed) SetError(error, "reply body is not JSON text: " + parse_error);
-    g_variant_unref(answer);
+    sd_bus_message_unref(answer);
     return parsed;
 }
 
 bool TCClient::Subscribe(const std::string& signal, SignalHandler on_signal) {
     if (m_State->bus == nullptr) return false;
     auto subscription = std::make_unique<SignalSubscription>();
-    subscription->signal = signal;
     subscription->handler = std::move(on_signal);
-    subscription->id = g_dbus_connection_signal_subscribe(
-        m_State->bus, m_State->bus_name.c_str(), bus::kInterface,
-        signal.empty() ? nullptr : subscription->signal.c_str(), m_State->object_path.c_str(),
-        nullptr, G_DBUS_SIGNAL_FLAGS_NONE, OnSignal, subscription.get(), nullptr);
+    // Matched by object path and interface: the daemon would match a well-known sender by its
+    // owner, but sd-bus compares the sender locally as given.
+    const int result = sd_bus_match_signal(
+        m_State->bus, &subscription->match, nullptr, m_State->object_path.c_str(), bus::kInterface,
+        signal.empty() ? nullptr : signal.c_str(), OnSignal, subscription.get());
+    if (result < 0) return false;
     m_State->subscriptions.push_back(std::move(subscription));
+    if (m_State->source == nullptr) m_State->source = bus::Attach(m_State->bus, OnBusLost, nullptr);
     return true;
 }
 

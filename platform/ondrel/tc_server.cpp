@@ -1,40 +1,24 @@
-#include <gio/gio.h>
+#include <systemd/sd-bus.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <map>
 #include <string>
+#include <vector>
 
 #include "Ondrel/TCServer.h"
+#include "bus_choice.h"
 #include "bus_naming.h"
+#include "bus_source.h"
 #include "dlog.h"
-#include "message_variant.h"
+#include "message_wire.h"
+#include "platform_sim_state.h"
 
 namespace Ondrel {
 namespace {
 
 constexpr const char kLogTag[] = "ONDREL";
-
-constexpr const char kIntrospection[] =
-    "<node>"
-    "  <interface name='org.ondrel.TCServer'>"
-    "    <method name='Request'>"
-    "      <arg type='s' name='body' direction='in'/>"
-    "      <arg type='ay' name='buffer' direction='in'/>"
-    "      <arg type='s' name='body' direction='out'/>"
-    "      <arg type='ay' name='buffer' direction='out'/>"
-    "    </method>"
-    "  </interface>"
-    "</node>";
-
-// DBUS_NAME_FLAG_DO_NOT_QUEUE and DBUS_REQUEST_NAME_REPLY_PRIMARY_OWNER of the bus protocol.
-constexpr guint32 kDoNotQueue = 4;
-constexpr guint32 kPrimaryOwner = 1;
-
-GDBusInterfaceInfo* InterfaceInfo() {
-    static GDBusNodeInfo* node = g_dbus_node_info_new_for_xml(kIntrospection, nullptr);
-    return node->interfaces[0];
-}
+constexpr const char kFailedError[] = "org.ondrel.TCServer.Error.Failed";
 
 // Servers open in this process, by name, for SendSignal.
 std::map<std::string, TCServer*>& OpenServers() {
@@ -49,42 +33,72 @@ void Warn(const std::string& text) {
 }  // namespace
 
 struct TCServer::Connection {
-    GDBusConnection* bus = nullptr;
-    guint registration = 0;
+    sd_bus* bus = nullptr;
+    sd_bus_slot* object = nullptr;
+    GSource* source = nullptr;
     bool owns_name = false;
     std::string bus_name;
     std::string object_path;
+    std::vector<std::string> signal_names;  // fixed before the vtable points into it
+    std::vector<sd_bus_vtable> vtable;
 };
 
 namespace {
 
-void HandleMethodCall(GDBusConnection*, const gchar* sender, const gchar* object_path, const gchar*,
-                      const gchar*, GVariant* parameters, GDBusMethodInvocation* invocation,
-                      gpointer user_data) {
+int HandleRequest(sd_bus_message* call, void* user_data, sd_bus_error*) {
     auto* server = static_cast<TCServer*>(user_data);
+    const char* sender = sd_bus_message_get_sender(call);
     TCMessage request;
     std::string error;
-    if (!message_variant::FromVariant(parameters, request, &error)) {
+    if (!message_wire::Read(call, request, &error)) {
         Warn(std::string("request from ") + (sender ? sender : "?") +
              " is not JSON text: " + error);
-        g_dbus_method_invocation_return_dbus_error(invocation, bus::kInvalidMessageError,
-                                                   ("body is not JSON text: " + error).c_str());
-        return;
+        return sd_bus_reply_method_errorf(call, bus::kInvalidMessageError,
+                                          "body is not JSON text: %s", error.c_str());
     }
 
     TCMessage reply;
-    server->IfMessageReceived(sender ? sender : "", &request, &reply, object_path);
-
-    GVariant* answer = message_variant::ToVariant(reply);
-    if (answer == nullptr) {
-        g_dbus_method_invocation_return_dbus_error(invocation, "org.ondrel.TCServer.Error.Failed",
-                                                   "reply body is not valid UTF-8");
-        return;
+    {
+        // The simulated platform holds still for the length of one request.
+        const platform_sim::RequestScope one_request;
+        server->IfMessageReceived(sender ? sender : "", &request, &reply,
+                                  sd_bus_message_get_path(call));
     }
-    g_dbus_method_invocation_return_value(invocation, answer);
+
+    // The request's log lines leave before its reply: whoever gets the answer finds them logged.
+    dlog_flush();
+    sd_bus_message* answer = nullptr;
+    int result = sd_bus_message_new_method_return(call, &answer);
+    if (result < 0) return result;
+    if (!message_wire::Append(answer, reply)) {
+        sd_bus_message_unref(answer);
+        return sd_bus_reply_method_errorf(call, kFailedError, "reply body is not valid UTF-8");
+    }
+    result = sd_bus_send(nullptr, answer, nullptr);
+    sd_bus_message_unref(answer);
+    return result;
 }
 
-const GDBusInterfaceVTable kVTable = {HandleMethodCall, nullptr, nullptr, {nullptr}};
+std::vector<sd_bus_vtable> MakeVTable(const std::vector<std::string>& signal_names) {
+    std::vector<sd_bus_vtable> vtable{
+        SD_BUS_VTABLE_START(0),
+        SD_BUS_METHOD_WITH_NAMES("Request", "say", SD_BUS_PARAM(body) SD_BUS_PARAM(buffer), "say",
+                                 SD_BUS_PARAM(body) SD_BUS_PARAM(buffer), HandleRequest,
+                                 SD_BUS_VTABLE_UNPRIVILEGED)};
+    for (const std::string& name : signal_names) {
+        vtable.push_back(SD_BUS_SIGNAL_WITH_NAMES(name.c_str(), "say",
+                                                  SD_BUS_PARAM(body) SD_BUS_PARAM(buffer), 0));
+    }
+    vtable.push_back(SD_BUS_VTABLE_END);
+    return vtable;
+}
+
+void OnBusLost(void* server, int error) {
+    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, kLogTag, "server %s: lost the bus (%s): exiting\n",
+                 static_cast<TCServer*>(server)->Name().c_str(), std::strerror(error));
+    // Not an orderly stop: a supervisor (Restart=on-failure) brings the service back.
+    std::exit(EXIT_FAILURE);
+}
 
 }  // namespace
 
@@ -94,65 +108,51 @@ TCServer::~TCServer() {
     CloseDBusServer();
 }
 
+void TCServer::DeclareSignal(const std::string& name) {
+    m_Signals.push_back(name);
+}
+
 bool TCServer::CreateDBusServer() {
     if (m_Connection) return true;
-    const char* address = std::getenv("DBUS_SESSION_BUS_ADDRESS");
-    if (address == nullptr || *address == '\0') {
-        Warn("server " + m_Name + ": no session bus (DBUS_SESSION_BUS_ADDRESS is not set)");
-        return false;
-    }
-
     auto connection = std::make_unique<Connection>();
     connection->bus_name = bus::WellKnownName(m_Name);
     connection->object_path = bus::ObjectPath(m_Name);
-    GError* error = nullptr;
-    connection->bus = g_dbus_connection_new_for_address_sync(
-        address,
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, &error);
+    connection->signal_names = m_Signals;
+    connection->vtable = MakeVTable(connection->signal_names);
+    std::string error;
+    connection->bus = bus::Open(std::string(), &error);
     if (connection->bus == nullptr) {
-        Warn("server " + m_Name + ": cannot connect to the session bus: " + error->message);
-        g_error_free(error);
+        Warn("server " + m_Name + ": " + error);
         return false;
     }
-    // Losing the bus raises SIGTERM, so an orderly stop follows instead of a deaf process.
-    g_dbus_connection_set_exit_on_close(connection->bus, TRUE);
     m_Connection = std::move(connection);
 
     // The object is exported before the name is taken, so a caller that sees the name can use it.
-    m_Connection->registration =
-        g_dbus_connection_register_object(m_Connection->bus, m_Connection->object_path.c_str(),
-                                          InterfaceInfo(), &kVTable, this, nullptr, &error);
-    if (m_Connection->registration == 0) {
+    int result = sd_bus_add_object_vtable(m_Connection->bus, &m_Connection->object,
+                                          m_Connection->object_path.c_str(), bus::kInterface,
+                                          m_Connection->vtable.data(), this);
+    if (result < 0) {
         Warn("server " + m_Name + ": cannot export " + m_Connection->object_path + ": " +
-             error->message);
-        g_error_free(error);
+             std::strerror(-result));
         CloseDBusServer();
         return false;
     }
-
-    GVariant* result = g_dbus_connection_call_sync(
-        m_Connection->bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "RequestName", g_variant_new("(su)", m_Connection->bus_name.c_str(), kDoNotQueue),
-        G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error);
-    if (result == nullptr) {
-        Warn("server " + m_Name + ": cannot request " + m_Connection->bus_name + ": " +
-             error->message);
-        g_error_free(error);
-        CloseDBusServer();
-        return false;
-    }
-    guint32 outcome = 0;
-    g_variant_get(result, "(u)", &outcome);
-    g_variant_unref(result);
-    if (outcome != kPrimaryOwner) {
+    // No flags: the name is not queued for when its owner leaves.
+    result = sd_bus_request_name(m_Connection->bus, m_Connection->bus_name.c_str(), 0);
+    if (result == -EEXIST) {
         Warn("server " + m_Name + ": the name " + m_Connection->bus_name +
              " is already owned on the bus");
         CloseDBusServer();
         return false;
     }
+    if (result < 0) {
+        Warn("server " + m_Name + ": cannot request " + m_Connection->bus_name + ": " +
+             std::strerror(-result));
+        CloseDBusServer();
+        return false;
+    }
     m_Connection->owns_name = true;
+    m_Connection->source = bus::Attach(m_Connection->bus, OnBusLost, this);
     OpenServers()[m_Name] = this;
     return true;
 }
@@ -162,21 +162,13 @@ bool TCServer::CloseDBusServer() {
     auto found = OpenServers().find(m_Name);
     if (found != OpenServers().end() && found->second == this) OpenServers().erase(found);
 
-    GDBusConnection* bus = m_Connection->bus;
+    // Closing on purpose is not losing the bus: the source goes first.
+    bus::Detach(m_Connection->source);
     if (m_Connection->owns_name) {
-        GVariant* result = g_dbus_connection_call_sync(
-            bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            "ReleaseName", g_variant_new("(s)", m_Connection->bus_name.c_str()),
-            G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-        if (result != nullptr) g_variant_unref(result);
+        sd_bus_release_name(m_Connection->bus, m_Connection->bus_name.c_str());
     }
-    if (m_Connection->registration != 0) {
-        g_dbus_connection_unregister_object(bus, m_Connection->registration);
-    }
-    // Closing on purpose must not count as losing the bus.
-    g_dbus_connection_set_exit_on_close(bus, FALSE);
-    g_dbus_connection_close_sync(bus, nullptr, nullptr);
-    g_object_unref(bus);
+    sd_bus_slot_unref(m_Connection->object);
+    sd_bus_flush_close_unref(m_Connection->bus);
     m_Connection.reset();
     return true;
 }
@@ -184,19 +176,22 @@ bool TCServer::CloseDBusServer() {
 bool TCServer::SendSignal(const char* server, const char* name, const TCMessage* message) {
     if (server == nullptr || name == nullptr || message == nullptr) return false;
     auto found = OpenServers().find(server);
-    if (found == OpenServers().end() || !g_dbus_is_member_name(name)) return false;
+    if (found == OpenServers().end()) return false;
     const Connection& connection = *found->second->m_Connection;
-    GVariant* content = message_variant::ToVariant(*message);
-    if (content == nullptr) return false;
-    GError* error = nullptr;
-    const gboolean sent =
-        g_dbus_connection_emit_signal(connection.bus, nullptr, connection.object_path.c_str(),
-                                      bus::kInterface, name, content, &error);
-    if (!sent) {
-        Warn(std::string("signal ") + name + " not sent: " + error->message);
-        g_error_free(error);
+    sd_bus_message* signal = nullptr;
+    // Refused here, with nothing sent, when `name` is not a valid member name.
+    if (sd_bus_message_new_signal(connection.bus, &signal, connection.object_path.c_str(),
+                                  bus::kInterface, name) < 0) {
+        return false;
     }
-    return sent != FALSE;
+    bool sent = message_wire::Append(signal, *message);
+    if (sent) {
+        const int result = sd_bus_send(connection.bus, signal, nullptr);
+        sent = result >= 0;
+        if (!sent) Warn(std::string("signal ") + name + " not sent: " + std::strerror(-result));
+    }
+    sd_bus_message_unref(signal);
+    return sent;
 }
 
 bool TCServer::IfTransferMessage(const char*, const TCMessage*, TCEventIO*&) {

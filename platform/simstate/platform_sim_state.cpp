@@ -29,9 +29,11 @@ struct FileIdentity {
 
 struct Cache {
     bool loaded = false;
+    bool read_in_scope = false;  // already looked at within the open request scope
     FileIdentity identity;
     std::string text;  // what the file held when last read
     Json::Value state;
+    unsigned long generation = 0;  // advanced at every new document
 };
 
 void Warn(const char* path, const std::string& why) {
@@ -92,13 +94,39 @@ bool ChangedRecently(const FileIdentity& identity) {
     return now.tv_sec - identity.modified.tv_sec <= 2;
 }
 
+Cache& TheCache() {
+    static Cache cache;
+    return cache;
+}
+
+int g_open_scopes = 0;
+
 }  // namespace
 
+RequestScope::RequestScope() {
+    ++g_open_scopes;
+}
+
+RequestScope::~RequestScope() {
+    if (--g_open_scopes == 0) TheCache().read_in_scope = false;
+}
+
 const Json::Value& CurrentState() {
-    static Cache cache;
+    unsigned long generation = 0;
+    return CurrentState(generation);
+}
+
+const Json::Value& CurrentState(unsigned long& generation) {
+    Cache& cache = TheCache();
     static const Json::Value kNone;
+    generation = cache.generation;
+    if (cache.read_in_scope) return cache.state;
     const char* path = std::getenv("PLATFORM_SIM_STATE");
-    if (path == nullptr || *path == '\0') return kNone;
+    if (path == nullptr || *path == '\0') {
+        generation = 0;
+        return kNone;
+    }
+    cache.read_in_scope = g_open_scopes > 0;
 
     const FileIdentity now = Identify(path);
     const bool same_identity = cache.loaded && cache.identity == now;
@@ -119,6 +147,7 @@ const Json::Value& CurrentState() {
     } else {
         cache.state = Parse(path, text);
     }
+    generation = ++cache.generation;
     return cache.state;
 }
 

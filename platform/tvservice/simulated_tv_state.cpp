@@ -39,11 +39,9 @@ void ReadNullableInt(const Json::Value* value, std::optional<int>& into) {
     }
 }
 
-}  // namespace
-
-SimulatedTvState ReadSimulatedTvState() {
+SimulatedTvState Derive(const Json::Value& document) {
     SimulatedTvState state;
-    const Json::Value* block = Member(&platform_sim::CurrentState(), "tv_service");
+    const Json::Value* block = Member(&document, "tv_service");
 
     ReadInt(Member(block, "tv_mode"), state.tvMode);
     ReadNullableServiceId(Member(block, "service_id"), state.serviceId);
@@ -59,4 +57,20 @@ SimulatedTvState ReadSimulatedTvState() {
     const Json::Value* fail = Member(block, "fail");
     if (fail != nullptr && fail->isString()) state.failingStep = fail->asString();
     return state;
+}
+
+}  // namespace
+
+SimulatedTvState ReadSimulatedTvState() {
+    // Derived once per version of the state document, not at every library call.
+    static unsigned long derived_from = 0;
+    static SimulatedTvState derived;
+    unsigned long generation = 0;
+    const Json::Value& document = platform_sim::CurrentState(generation);
+    if (generation == 0) return SimulatedTvState();
+    if (generation != derived_from) {
+        derived = Derive(document);
+        derived_from = generation;
+    }
+    return derived;
 }

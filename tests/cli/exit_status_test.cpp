@@ -91,7 +91,10 @@ TEST(ExitStatus, InputThatCannotBeReadIs2) {
 }
 
 TEST(ExitStatus, NoBusIs2) {
-    CliResult result = RunCli({"catalogue"});  // no DBUS_SESSION_BUS_ADDRESS, no --bus
+    // No DBUS_SESSION_BUS_ADDRESS, no --bus: the client falls back to the system bus, none here.
+    CliOptions no_system_bus;
+    no_system_bus.environment = {"DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/system-bus"};
+    CliResult result = RunCli({"catalogue"}, no_system_bus);
     EXPECT_EQ(result.status, 2);
     ExpectOneErrorLine(result);
     EXPECT_THAT(result.err, HasSubstr("DBUS_SESSION_BUS_ADDRESS"));

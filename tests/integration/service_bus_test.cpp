@@ -139,6 +139,7 @@ TEST_F(ServiceOnBus, AnswersOnTheWellKnownNameWithIntrospection) {
     g_variant_unref(xml);
     EXPECT_THAT(introspection, HasSubstr("<interface name=\"org.ondrel.TCServer\">"));
     EXPECT_THAT(introspection, HasSubstr("<method name=\"Request\">"));
+    EXPECT_THAT(introspection, HasSubstr("<signal name=\"TrevaloSignal\">"));
 }
 
 TEST_F(ServiceOnBus, LogsStartUpInOrder) {
@@ -190,8 +191,11 @@ TEST(ServiceWithoutBus, EndsWith255) {
     for (const std::string& address :
          {"unix:path=" + bus.Directory() + "/nothing", std::string()}) {
         SCOPED_TRACE(address);
-        test_support::ServiceProcess service(bus, TREVALO_SERVICE_BINARY,
-                                             {"DBUS_SESSION_BUS_ADDRESS=" + address});
+        // No session bus: the service falls back to the system bus, made absent here too.
+        test_support::ServiceProcess service(
+            bus, TREVALO_SERVICE_BINARY,
+            {"DBUS_SESSION_BUS_ADDRESS=" + address,
+             "DBUS_SYSTEM_BUS_ADDRESS=unix:path=" + bus.Directory() + "/no-system-bus"});
         EXPECT_EQ(service.WaitForExit(), 255);
         const std::string log = service.Log();
         EXPECT_LT(log.find("] Create DBus server fail!\n"),
@@ -250,4 +254,17 @@ TEST_F(ServiceOnBus, AnnouncesEveryRebuiltCatalogueAndNoRefusedSection) {
         EXPECT_EQ(test_support::ParseJson(signal.body), announced[i]) << signal.body;
         EXPECT_TRUE(signal.buffer.empty());
     }
+}
+
+TEST_F(ServiceOnBus, LosingTheBusEndsWithOneErrorLineAndAFailureStatus) {
+    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")["return_data"], Json::Value(0));
+    client_.reset();
+    bus_->Kill();
+    EXPECT_EQ(service_->WaitForExit(), 1);
+    const std::string log = service_->Log();
+    const size_t lost = Find(log, "E/ONDREL(");
+    ASSERT_NE(lost, std::string::npos) << log;
+    EXPECT_THAT(log.substr(lost), testing::MatchesRegex("E/ONDREL\\([0-9]+\\): [^\n]*lost the bus "
+                                                        "[^\n]*\n"));
+    service_.reset();
 }

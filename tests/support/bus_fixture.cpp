@@ -91,6 +91,14 @@ PrivateBus::~PrivateBus() {
     }
 }
 
+void PrivateBus::Kill() {
+    if (m_Pid <= 0) return;
+    kill(m_Pid, SIGKILL);
+    int status = 0;
+    waitpid(m_Pid, &status, 0);
+    m_Pid = -1;
+}
+
 ServiceProcess::ServiceProcess(const PrivateBus& bus, const std::string& program,
                                const std::vector<std::string>& environment)
     : m_BusAddress(bus.Address()) {

@@ -25,6 +25,9 @@ class PrivateBus {
     const std::string& Address() const { return m_Address; }
     const std::string& Directory() const { return m_Directory; }
 
+    // Ends the daemon at once (SIGKILL), as a crash would, under whoever is connected.
+    void Kill();
+
   private:
     std::string m_Directory;
     std::string m_Address;

@@ -11,7 +11,7 @@ namespace trevalo_cli {
 
 // What every command gets besides its own arguments.
 struct CommandContext {
-    std::string bus_address;  // empty: DBUS_SESSION_BUS_ADDRESS
+    std::string bus_address;  // empty: DBUS_SESSION_BUS_ADDRESS, else the system bus
 };
 
 // Each returns the exit status, or throws CommandError.

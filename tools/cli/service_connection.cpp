@@ -12,8 +12,6 @@ constexpr const char* kNoServiceErrors[] = {
     "org.freedesktop.DBus.Error.TimedOut",       "org.freedesktop.DBus.Error.Disconnected",
     "org.freedesktop.DBus.Error.NoServer",       "org.freedesktop.DBus.Error.Spawn."};
 
-constexpr const char kRemoteErrorPrefix[] = "GDBus.Error:";
-
 // Of those, the ones that mean nobody owns the name and nothing could be started.
 constexpr const char* kAbsentServiceErrors[] = {"org.freedesktop.DBus.Error.ServiceUnknown",
                                                 "org.freedesktop.DBus.Error.NameHasNoOwner"};
@@ -36,7 +34,6 @@ Ondrel::TCMessage ServiceConnection::Request(const std::string& method, const Js
     std::string error;
     if (m_Client.Request(request, reply, &error)) return reply;
 
-    if (error.rfind(kRemoteErrorPrefix, 0) == 0) error.erase(0, sizeof kRemoteErrorPrefix - 1);
     for (const char* name : kNoServiceErrors) {
         if (error.find(name) != std::string::npos) {
             throw NoServiceError("no answer from " + m_Client.BusName() + ": " + error);

@@ -18,7 +18,7 @@ constexpr const char kServerName[] = "trevalo_service";
 
 class ServiceConnection {
   public:
-    // Connects to the bus at `bus_address`, or at DBUS_SESSION_BUS_ADDRESS when it is empty.
+    // Connects to the bus at `bus_address`, or, when it is empty, to the bus a server would join.
     // Throws NoServiceError when there is no bus.
     explicit ServiceConnection(const std::string& bus_address);
 

@@ -35,6 +35,9 @@ typedef enum {
 // minimum priority, or a negative value on failure.
 int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ...)
     __attribute__((format(printf, 4, 5)));
+// Writes the lines gathered so far, now. The IPC framework calls it before a reply leaves, so
+// that a request's lines are in the log by the time its answer arrives.
+void dlog_flush(void);
 
 #ifdef __cplusplus
 }

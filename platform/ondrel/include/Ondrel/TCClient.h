@@ -19,7 +19,9 @@ class TCClient {
     TCClient(const TCClient&) = delete;
     TCClient& operator=(const TCClient&) = delete;
 
-    // Connects to the bus at `address`, or to DBUS_SESSION_BUS_ADDRESS when it is empty.
+    // Connects to the bus at `address`; when it is empty, to the bus a server would join (the
+    // activating bus, else the session bus named by DBUS_SESSION_BUS_ADDRESS, else the system
+    // bus).
     bool Connect(const std::string& address = std::string(), std::string* error = nullptr);
 
     // Sends `request` and waits for the reply (timeout in milliseconds, -1 for the default).

@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "Ondrel/TCMessage.h"
 
@@ -10,14 +11,17 @@ namespace Ondrel {
 
 class TCEventIO;
 
-// A named server on the session bus (DBUS_SESSION_BUS_ADDRESS). A server named N owns the bus
-// name "org.ondrel.TCServer.N" and exports the object "/org/ondrel/TCServer/N" with the interface
-// "org.ondrel.TCServer" (characters of N outside [A-Za-z0-9_] become '_'):
+// A named server on D-Bus. It joins the bus that started it (DBUS_STARTER_ADDRESS), else the
+// session bus named by DBUS_SESSION_BUS_ADDRESS, else the system bus. A server named N owns the
+// bus name "org.ondrel.TCServer.N" and exports the object "/org/ondrel/TCServer/N" with the
+// interface "org.ondrel.TCServer" (characters of N outside [A-Za-z0-9_] become '_'):
 //   method Request(s body, ay buffer) -> (s body, ay buffer)
 //   signals of any name with the arguments (s body, ay buffer), sent by SendSignal.
 // A request whose body is not JSON text is answered with the D-Bus error
 // "org.ondrel.TCServer.Error.InvalidMessage" and never reaches IfMessageReceived. Requests are
-// delivered one at a time on the thread running the default GLib main context.
+// read, delivered and answered one at a time on the thread running the default GLib main
+// context; the framework starts no thread. Losing the bus ends the process with status 1, after
+// one error line.
 class TCServer {
   public:
     enum TCServerType {
@@ -30,7 +34,10 @@ class TCServer {
     TCServer(const TCServer&) = delete;
     TCServer& operator=(const TCServer&) = delete;
 
-    // Connects to the session bus, exports the object and takes the name without queueing.
+    // Declares signal `name` in the introspection data; call it before CreateDBusServer.
+    void DeclareSignal(const std::string& name);
+
+    // Connects to the bus, exports the object and takes the name without queueing.
     // False, with a warning line naming the reason, when there is no bus or the name is taken.
     bool CreateDBusServer();
 
@@ -62,6 +69,7 @@ class TCServer {
     std::string m_Name;
     TCServerType m_Type;
     std::unique_ptr<Connection> m_Connection;
+    std::vector<std::string> m_Signals;
 };
 
 }  // namespace Ondrel
