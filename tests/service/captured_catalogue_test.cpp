@@ -15,10 +15,12 @@ struct CapturedSection {
     Json::Value golden;  // the file's entry in the golden data
 };
 
-std::vector<CapturedSection> CapturedSections() {
+// The captured sections of the golden data; those with the variant `only_with`, if given.
+std::vector<CapturedSection> CapturedSections(const char* only_with = nullptr) {
     std::vector<CapturedSection> sections;
     for (const Json::Value& entry :
          test_support::ReadJsonFile(test_support::GoldenPath("captured_catalogues.json"))) {
+        if (only_with != nullptr && !entry.isMember(only_with)) continue;
         sections.push_back({entry["file"].asString(), entry});
     }
     return sections;
@@ -82,9 +84,12 @@ TEST_P(CapturedSectionTest, IsCataloguedAsWorkedOutByHand) {
 }
 
 // Whichever step of the lookup fails, the current audio is not had; the log names the step.
-TEST_P(CapturedSectionTest, WithoutTheCurrentAudio) {
+class WithoutCurrentAudio : public CapturedSectionTest {};
+class WithAudioDescription : public CapturedSectionTest {};
+
+TEST_P(WithoutCurrentAudio, LosesWhatDependsOnIt) {
     const Json::Value& expected = GetParam().golden["without_current_audio"];
-    if (expected.isNull()) GTEST_SKIP() << "no audio";
+    const bool looks_up = expected != GetParam().golden["plain"];
     const struct {
         const char* step;
         const char* message;
@@ -105,15 +110,14 @@ TEST_P(CapturedSectionTest, WithoutTheCurrentAudio) {
         TakeLog();
         ASSERT_EQ(Send(bytes), 0);
         const std::vector<std::string> log = TakeLog();
-        EXPECT_FALSE(Matching(log, step.message).empty());
+        EXPECT_EQ(Matching(log, step.message).empty(), !looks_up);
         EXPECT_TRUE(Matching(log, "SUCCESS").empty());
         ExpectCatalogue(expected);
     }
 }
 
-TEST_P(CapturedSectionTest, WhileTheCurrentAudioIsDescribed) {
+TEST_P(WithAudioDescription, MarksPrivateStreamAudio) {
     const Json::Value& expected = GetParam().golden["with_audio_description"];
-    if (expected.isNull()) GTEST_SKIP() << "no audio";
     const pmt_test::Bytes bytes = test_support::ReadTestData("pmt/" + GetParam().file);
     for (const char* audio : {R"({"audio_description": true})", R"({"spoken_subtitles": true})"}) {
         SCOPED_TRACE(audio);
@@ -142,7 +146,7 @@ TEST_P(CapturedSectionTest, EveryDamagedByteIsRefused) {
     const pmt_test::Bytes bytes = test_support::ReadTestData("pmt/" + GetParam().file);
     std::vector<std::pair<std::string, pmt_test::Bytes>> damaged;
     for (size_t position = 0; position < bytes.size(); ++position) {
-        for (unsigned pattern : {0x01u, 0x02u, 0x04u, 0x08u, 0x10u, 0x20u, 0x40u, 0x80u, 0xFFu}) {
+        for (unsigned pattern : {0x01u, 0x08u, 0x10u, 0x80u, 0xFFu}) {
             pmt_test::Bytes flipped = bytes;
             flipped[position] ^= static_cast<unsigned char>(pattern);
             damaged.emplace_back(
@@ -152,9 +156,13 @@ TEST_P(CapturedSectionTest, EveryDamagedByteIsRefused) {
     ExpectRefused(damaged);
 }
 
+const auto kTestName = [](const auto& info) { return test_support::TestNameOf(info.param.file); };
 INSTANTIATE_TEST_SUITE_P(EveryCapture, CapturedSectionTest, ::testing::ValuesIn(CapturedSections()),
-                         [](const auto& info) {
-                             return test_support::TestNameOf(info.param.file);
-                         });
+                         kTestName);
+INSTANTIATE_TEST_SUITE_P(Captures, WithoutCurrentAudio,
+                         ::testing::ValuesIn(CapturedSections("without_current_audio")), kTestName);
+INSTANTIATE_TEST_SUITE_P(Captures, WithAudioDescription,
+                         ::testing::ValuesIn(CapturedSections("with_audio_description")),
+                         kTestName);
 
 }  // namespace
