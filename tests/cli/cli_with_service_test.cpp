@@ -227,7 +227,7 @@ TEST_F(CliWithService, FailureAnswersAre1AndSayWhy) {
     overrun.resize(overrun.size() - 4);
     overrun[10] = 0xF3;
     overrun[11] = 0xFF;
-    const uint32_t crc = ts_test::ReferenceCrc(overrun.data(), overrun.size());
+    const uint32_t crc = pmt_test::ReferenceCrc32(overrun.data(), overrun.size());
     for (int shift = 24; shift >= 0; shift -= 8)
         overrun.push_back(static_cast<uint8_t>(crc >> shift));
     counter = 0;

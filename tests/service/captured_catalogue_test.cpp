@@ -3,8 +3,6 @@
 // known, while a step of asking the TV service for it fails, and while it is an audio-description
 // track. Then every truncation and every damaged byte of each section, which must be refused
 // with the catalogue left as it was.
-#include <fstream>
-
 #include "pmt_fixture.h"
 #include "test_data.h"
 
