@@ -106,6 +106,9 @@ TEST_F(PlayingTimeTest, GetAddsTheElapsedTimeLessTheDelay) {
         {"500", 100, 0.0, 100, "I:subtitleDelayAdjustment value is 500"},
         {"-300", 100000, 0.0, 100000, "I:subtitleDelayAdjustment value is -300"},
         {"null", 2000, 0.0, 2000, "E:failed to get subtitle delay time"},
+        {"\"200\"", 2000, 0.0, 2000, "E:failed to get subtitle delay time"},
+        // A delay equal to the total is taken off (when no millisecond has passed yet).
+        {"1000000", 1000000, 0.0, 0, "I:subtitleDelayAdjustment value is 1000000"},
         {"0", 4294967296u - 16, 1.0, 984, "I:subtitleDelayAdjustment value is 0"},
         // 50 days and 1.5 s: 4,320,001,500 ms, which wraps to 25,034,204 ms.
         {"0", 0, 50.0 * 86400.0 + 1.5, 25034204, "I:subtitleDelayAdjustment value is 0"},

@@ -138,25 +138,30 @@ TEST_F(PmtHandlerTest, SubtitlingEntriesBecomeOneRecordEach) {
 }
 
 TEST_F(PmtHandlerTest, TeletextKeepsOnlySubtitlePages) {
-    ASSERT_EQ(SendPmt(PmtBuilder()
-                          .Stream(0x06, 0x140,
-                                  {Teletext({{"fin", 0x01, 1, 0x00},
-                                             {"swe", 0x02, 8, 0x88},
-                                             {"nor", 0x03, 1, 0x10},
-                                             {"dan", 0x05, 8, 0x89}})})
-                          .Build()),
-              Json::Value(0));
-    ASSERT_EQ(TrevaloServiceServer::sbtList->size(), 2u);
+    ASSERT_EQ(
+        SendPmt(PmtBuilder()
+                    .Stream(0x06, 0x140,
+                            {Teletext({{"fin", 0x01, 1, 0x00},
+                                       {"swe", 0x02, 8, 0x88},
+                                       {"nor", 0x03, 1, 0x10},
+                                       {"dan", 0x05, 8, 0x89}})})
+                    .Stream(0x06, 0x141, {StreamIdentifier(0x31), Teletext({{"ita", 0x02, 1, 0}})})
+                    .Build()),
+        Json::Value(0));
+    ASSERT_EQ(TrevaloServiceServer::sbtList->size(), 3u);
     EXPECT_EQ(Subtitle(0).lang, "swe");
     EXPECT_EQ(Subtitle(1).lang, "dan");
     EXPECT_EQ(Subtitle(0).comp_tag, 255);
     EXPECT_FALSE(Subtitle(1).hearing_impaired);
+    EXPECT_EQ(Subtitle(2).pid, 0x141);
+    EXPECT_EQ(Subtitle(2).comp_tag, 0x31);  // the identifier before the teletext descriptor
     const auto log = TakeLog();
     EXPECT_EQ(Matching(log, "Not Teletext Type: 0x2 or 0x5..continuing LOOP").size(), 2u);
     // No stream identifier: the lookup runs before each entry and finds nothing.
     EXPECT_EQ(Matching(log, "Stream Identifier NOT FOUND!").size(), 2u);
-    EXPECT_THAT(Matching(log, "Teletext ISO"), ElementsAre("I:Teletext ISO 639 Language, swe",
-                                                           "I:Teletext ISO 639 Language, dan"));
+    EXPECT_THAT(Matching(log, "Teletext ISO"),
+                ElementsAre("I:Teletext ISO 639 Language, swe", "I:Teletext ISO 639 Language, dan",
+                            "I:Teletext ISO 639 Language, ita"));
 }
 
 TEST_F(PmtHandlerTest, Ac3AndEnhancedAc3DescriptorsEachMakeAnAudioRecord) {

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "TVServiceAPI.h"
+#include "log_capture.h"
 #include "sim_state_file.h"
 #include "test_data.h"
 
@@ -105,8 +106,12 @@ TEST(TvServiceStateFile, ChangesAreSeenAndBrokenFilesGiveDefaults) {
     EXPECT_EQ(Answers()["tv_mode"], 4);
     sim_state_file::Write("{ not json");
     EXPECT_EQ(Answers()["tv_mode"], 1);
-    sim_state_file::Write("[1]");
-    EXPECT_EQ(Answers()["tv_mode"], 1);
+    for (const char* not_an_object : {"[1]", "5"}) {
+        test_support::LogCapture log;
+        sim_state_file::Write(not_an_object);
+        EXPECT_EQ(Answers()["tv_mode"], 1);
+        EXPECT_NE(log.Text().find("not a JSON object"), std::string::npos) << not_an_object;
+    }
     sim_state_file::WriteTvService(R"({"tv_mode": 5})");
     EXPECT_EQ(Answers()["tv_mode"], 5);
     sim_state_file::UsePath(sim_state_file::Directory() + "/missing.json");
