@@ -33,11 +33,11 @@ bus_name=org.ondrel.TCServer.trevalo_service
 
 step() { printf '\n== %s\n' "$*"; }
 
-scripts/setup.sh
+scripts/setup.sh demo
 mkdir -p "$demo"
 
 step "building trevalo_service and trevalo-cli in $build/ (log: $demo/build.log)"
-if ! { cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo &&
+if ! { cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTREVALO_TESTS=OFF -DTREVALO_BENCH=OFF &&
   cmake --build "$build" -j"$(nproc)" --target trevalo_service trevalo-cli; } >"$demo/build.log" 2>&1; then
   tail -n 30 "$demo/build.log" >&2
   echo "run.sh: the build failed; the whole log is in $demo/build.log" >&2

@@ -1,13 +1,37 @@
 #!/usr/bin/env bash
-# Installs, from Debian packages, whatever the build, the service and the tests need and the
-# machine lacks. Safe to run again: it installs nothing when everything is present.
+# Installs, from Debian packages, what the asked-for job needs and the machine lacks:
+#   scripts/setup.sh build   the service and the client
+#   scripts/setup.sh test    the build, the test suite, the benchmarks and the fuzzer (default)
+#   scripts/setup.sh demo    the build, a bus and ffmpeg for scripts/run.sh
+# Safe to run again: it installs nothing when everything is present. To add a package, add it
+# to the job that needs it.
 set -euo pipefail
 
-packages=(
-  build-essential cmake pkg-config clang clang-format libclang-rt-14-dev
-  libglib2.0-dev libglib2.0-bin libsystemd-dev libjsoncpp-dev libefl-all-dev dbus-daemon dbus-bin
-  libgtest-dev libgmock-dev libbenchmark-dev libdvbpsi-dev ffmpeg libdbus-1-dev groff-base man-db
+job=${1:-test}
+build_packages=(
+  build-essential cmake pkg-config
+  libglib2.0-dev libjsoncpp-dev libefl-all-dev libsystemd-dev
+  libdbus-1-dev groff-base man-db
 )
+test_packages=(
+  dbus-daemon dbus-bin libglib2.0-bin
+  libgtest-dev libgmock-dev libbenchmark-dev libdvbpsi-dev
+  clang clang-format libclang-rt-14-dev
+)
+demo_packages=(
+  dbus-daemon dbus-bin
+  ffmpeg
+)
+
+case "$job" in
+  build) packages=("${build_packages[@]}") ;;
+  test) packages=("${build_packages[@]}" "${test_packages[@]}") ;;
+  demo) packages=("${build_packages[@]}" "${demo_packages[@]}") ;;
+  *)
+    echo "usage: $0 [build|test|demo]" >&2
+    exit 2
+    ;;
+esac
 
 missing=()
 for package in "${packages[@]}"; do

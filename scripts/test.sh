@@ -1,24 +1,25 @@
 #!/usr/bin/env bash
-# Builds and runs every test twice (plain, then under AddressSanitizer and
-# UndefinedBehaviorSanitizer), then fuzzes the section parser for a minute.
+# Builds and runs every test twice: plain on a Release build (what ships), then under
+# AddressSanitizer and UndefinedBehaviorSanitizer on a RelWithDebInfo build; then fuzzes the
+# section parser for a minute. Warnings are errors in these builds.
 set -euo pipefail
 cd "$(dirname "$0")/.."
-scripts/setup.sh
+scripts/setup.sh test
 
 jobs=$(nproc)
 run_suite() {
-  local dir=$1
-  shift
-  echo "== ${dir}: configure and build" >&2
-  cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo "$@" >/dev/null
+  local dir=$1 type=$2
+  shift 2
+  echo "== ${dir}: configure and build (${type})" >&2
+  cmake -S . -B "$dir" -DCMAKE_BUILD_TYPE="$type" -DTREVALO_WERROR=ON "$@" >/dev/null
   cmake --build "$dir" -j"$jobs"
   echo "== ${dir}: tests" >&2
   (cd "$dir" && ctest --output-on-failure -j"$jobs" --timeout 900)
 }
 
-run_suite build
+run_suite build-release Release
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 UBSAN_OPTIONS=print_stacktrace=1 \
-  run_suite build-asan -DTREVALO_SANITIZE=ON -DTREVALO_BENCH=OFF
+  run_suite build-asan RelWithDebInfo -DTREVALO_SANITIZE=ON -DTREVALO_BENCH=OFF
 
 if [ -x scripts/fuzz.sh ]; then
   echo "== fuzzing the section parser" >&2

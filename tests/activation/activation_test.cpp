@@ -6,12 +6,12 @@
 #include <stdio.h>
 #include <unistd.h>
 
-#include "activating_bus.h"
 #include "cli_process.h"
+#include "installed_tree.h"
 
 namespace {
 
-using activation_test::ActivatingBus;
+using ActivatingBus = test_support::PrivateBus;
 using activation_test::ExecutableOf;
 using activation_test::kBusName;
 using activation_test::SharedInstall;
@@ -52,7 +52,7 @@ void ExpectActivationOn(const ActivatingBus& bus) {
     const CliResult second = InstalledCli(bus, {"time", "save", "1234"});
     EXPECT_EQ(second.status, 0) << second.err;
     EXPECT_EQ(bus.OwnerPid(kBusName), owner);  // the same process, not a second start
-    EXPECT_TRUE(bus.StopService(owner));
+    EXPECT_TRUE(test_support::StopProcess(owner));
 }
 
 class Activation : public ::testing::Test {

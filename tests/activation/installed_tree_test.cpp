@@ -1,14 +1,14 @@
 // What `cmake --install` puts under the prefix, and how the activation files name it.
+#include "installed_tree.h"
+
 #include <gmock/gmock.h>
 #include <sys/stat.h>
-
-#include "activating_bus.h"
 
 namespace {
 
 using activation_test::kBusName;
-using activation_test::ReadText;
 using activation_test::SharedInstall;
+using test_support::ReadText;
 using ::testing::HasSubstr;
 
 bool IsExecutable(const std::string& path) {

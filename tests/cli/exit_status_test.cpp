@@ -1,5 +1,6 @@
-// Exit statuses and error lines when the client cannot do what it is asked: bad usage, input it
-// cannot read, no bus, a bus without the service. Also --help.
+// Exit statuses and error lines when the client cannot do what it is asked, from
+// tests/data/cli_failures.json: bad usage, input it cannot read, no bus, a bus without the
+// service. Also --help.
 #include <gmock/gmock.h>
 
 #include "bus_fixture.h"
@@ -7,121 +8,43 @@
 
 namespace {
 
-using cli_test::CliOptions;
 using cli_test::CliResult;
 using cli_test::RunCli;
-using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
-const std::string kCapture = std::string(TREVALO_TESTDATA_DIR) + "/ts/avc-aac-eac3.ts";
-
-CliOptions OnBus(const test_support::PrivateBus& bus) {
-    CliOptions options;
-    options.environment = {"DBUS_SESSION_BUS_ADDRESS=" + bus.Address()};
-    return options;
-}
-
-// One line on stderr, naming the client.
-void ExpectOneErrorLine(const CliResult& result) {
-    EXPECT_THAT(result.err, StartsWith("trevalo-cli: "));
-    EXPECT_THAT(result.err, EndsWith("\n"));
-    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
-}
-
-TEST(ExitStatus, BadUsageIs2WithAPointerToHelp) {
-    const std::vector<std::vector<std::string>> misuses = {
-        {},
-        {"frobnicate"},
-        {"--verbose", "catalogue"},
-        {"--bus"},
-        {"catalogue", "extra"},
-        {"catalogue", "--xml"},
-        {"pid"},
-        {"pid", "x"},
-        {"pid", "256"},
-        {"pid", "-1"},
-        {"pid", "1", "2"},
-        {"time"},
-        {"time", "tick"},
-        {"time", "save"},
-        {"time", "save", "-1"},
-        {"time", "save", "4294967296"},
-        {"time", "save", "1.5"},
-        {"call"},
-        {"call", "A", "B"},
-        {"call", "SizeOfAudio", "--data", "{\"unclosed\":"},
-        {"call", "SizeOfAudio", "--data"},
-        {"pmt"},
-        {"pmt", kCapture, kCapture},
-        {"pmt", kCapture, "--program", "0"},
-        {"pmt", kCapture, "--program", "65536"},
-        {"pmt", kCapture, "--program", "one"},
-        {"listen", "now"},
-        {"programmes"},
-        {"call", "SizeOfAudio", "--data", std::string(2000, '[') + std::string(2000, ']')},
-    };
-    // A bus is there, so that nothing but the usage can be the reason.
+TEST(ExitStatus, EveryFailureIs2WithOneErrorLine) {
+    const Json::Value failures =
+        test_support::ReadJsonFile(test_support::GoldenPath("cli_failures.json"));
+    const std::string capture = test_support::TestDataPath("ts/avc-aac-eac3.ts");
     test_support::PrivateBus bus;
-    for (const auto& arguments : misuses) {
-        SCOPED_TRACE(::testing::PrintToString(arguments));
-        const CliResult result = RunCli(arguments, OnBus(bus));
-        EXPECT_EQ(result.status, 2);
-        ExpectOneErrorLine(result);
-        EXPECT_THAT(result.err, HasSubstr("--help')"));
-        EXPECT_EQ(result.err.find("--help"), result.err.rfind("--help")) << "one hint";
-        EXPECT_EQ(result.out, "");
-    }
-}
-
-TEST(ExitStatus, InputThatCannotBeReadIs2) {
-    test_support::PrivateBus bus;
-    const std::vector<std::vector<std::string>> unreadable = {
-        {"pmt", "/nonexistent/recording.ts"},
-        {"pmt", "/tmp"},
-        {"call", "SendPMTData", "--buffer-file", "/nonexistent/section.bin"},
-    };
-    for (const auto& arguments : unreadable) {
-        SCOPED_TRACE(::testing::PrintToString(arguments));
-        const CliResult result = RunCli(arguments, OnBus(bus));
-        EXPECT_EQ(result.status, 2);
-        ExpectOneErrorLine(result);
-        EXPECT_THAT(result.err, ::testing::AnyOf(HasSubstr("cannot open"), HasSubstr("directory")));
-    }
-}
-
-TEST(ExitStatus, NoBusIs2) {
-    // No DBUS_SESSION_BUS_ADDRESS, no --bus: the client falls back to the system bus, none here.
-    CliOptions no_system_bus;
-    no_system_bus.environment = {"DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/system-bus"};
-    CliResult result = RunCli({"catalogue"}, no_system_bus);
-    EXPECT_EQ(result.status, 2);
-    ExpectOneErrorLine(result);
-    EXPECT_THAT(result.err, HasSubstr("DBUS_SESSION_BUS_ADDRESS"));
-
-    result = RunCli({"--bus", "unix:path=/nonexistent/bus", "time", "get"});
-    EXPECT_EQ(result.status, 2);
-    ExpectOneErrorLine(result);
-    EXPECT_THAT(result.err, HasSubstr("cannot connect"));
-}
-
-TEST(ExitStatus, NoServiceOnTheBusIs2ForEveryCommand) {
-    test_support::PrivateBus bus;
-    const std::vector<std::vector<std::string>> commands = {
-        {"catalogue"},     {"catalogue", "--json"},       {"pid", "1"},
-        {"time", "get"},   {"time", "save", "5"},         {"call", "SizeOfAudio"},
-        {"pmt", kCapture}, {"pmt", kCapture, "--follow"},
-    };
-    for (const auto& arguments : commands) {
-        SCOPED_TRACE(::testing::PrintToString(arguments));
-        // --bus given after the command; the environment names no bus.
-        std::vector<std::string> words = arguments;
-        words.insert(words.end(), {"--bus", bus.Address()});
-        const CliResult result = RunCli(words);
-        EXPECT_EQ(result.status, 2);
-        ExpectOneErrorLine(result);
-        EXPECT_THAT(result.err, HasSubstr("no answer from org.ondrel.TCServer.trevalo_service"));
-        EXPECT_THAT(result.err, HasSubstr("ServiceUnknown"));
+    for (const std::string& kind : failures.getMemberNames()) {
+        const Json::Value& failure = failures[kind];
+        if (!failure.isObject()) continue;
+        cli_test::CliOptions options;
+        // Without a session bus the client turns to the system bus: none there either.
+        options.environment = {"DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/system-bus"};
+        if (failure["bus"] == "empty")
+            options.environment.push_back("DBUS_SESSION_BUS_ADDRESS=" + bus.Address());
+        for (const Json::Value& command : failure["commands"]) {
+            std::vector<std::string> words;
+            for (const Json::Value& word : command) {
+                words.push_back(word == "CAPTURE" ? capture : word.asString());
+            }
+            if (failure["bus"] == "after") words.insert(words.end(), {"--bus", bus.Address()});
+            SCOPED_TRACE(kind + ": " + ::testing::PrintToString(words));
+            const CliResult result = RunCli(words, options);
+            EXPECT_EQ(result.status, 2);
+            EXPECT_THAT(result.err, StartsWith("trevalo-cli: "));
+            EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+            EXPECT_EQ(result.err.back(), '\n');
+            for (const Json::Value& text : failure["says"]) {
+                EXPECT_THAT(result.err, HasSubstr(text.asString()));
+                EXPECT_EQ(result.err.find(text.asString()), result.err.rfind(text.asString()))
+                    << "said once";
+            }
+            EXPECT_EQ(result.out, "");
+        }
     }
 }
 
@@ -130,7 +53,7 @@ TEST(ExitStatus, HelpIs0AndDescribesEachCommand) {
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(RunCli({"-h"}).out, result.out);
     for (const char* command :
-         {"call", "catalogue", "pid", "time", "pmt", "programmes", "listen"}) {
+         {"call", "catalogue", "pid", "time", "pmt", "programmes", "listen", "watch"}) {
         EXPECT_THAT(result.out, HasSubstr("\n  " + std::string(command)));
         for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
                  {command, "--help"}, {command, "-h"}, {"--help", command}}) {

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <thread>
 
-#include "service_fixture.h"
+#include "service_on_bus.h"
 
 using ::testing::HasSubstr;
 

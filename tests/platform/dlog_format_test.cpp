@@ -56,7 +56,8 @@ TEST(PlatformLog, FormatsEveryConversionAsTheCLibraryDoes) {
 
 TEST(PlatformLog, HandsUnusualConversionsToTheCLibrary) {
     EXPECT_LINE(DLOG_INFO, 'I', "%5d|%-3s|%.2f|%08x|%+d\n", 42, "a", 3.14159, 255u, 7);
-    EXPECT_LINE(DLOG_FATAL, 'F', "%lx %hhu %zd\n", 0xABCDEFul, 300, static_cast<ssize_t>(-5));
+    EXPECT_LINE(DLOG_FATAL, 'F', "%lx %hhu %zd\n", 0xABCDEFul, static_cast<unsigned char>(200),
+                static_cast<ssize_t>(-5));
 }
 
 TEST(PlatformLog, WritesLongLinesWhole) {

@@ -44,35 +44,6 @@ class DescriptorTest : public ::testing::Test {
     Bytes m_Frame;
 };
 
-TEST_F(DescriptorTest, EachTagComesAsItsOwnClass) {
-    TCPMTElementary* stream = StreamWith(
-        {StreamIdentifier(1), CA(0x0100, 0x20), Language({{"eng", 0}}), Subtitling({}),
-         Teletext({}), Descriptor(0x6A, {}), Descriptor(0x7A, {}), Descriptor(0x0E, {1, 2, 3})});
-    ASSERT_NE(stream, nullptr);
-    ASSERT_EQ(stream->NumOfDescriptor(), 8);
-    EXPECT_NE(dynamic_cast<TCDescStreamIdentifier*>(stream->Descriptor(0)), nullptr);
-    EXPECT_NE(dynamic_cast<TCDescCA*>(stream->Descriptor(1)), nullptr);
-    EXPECT_NE(dynamic_cast<TCDescLanguage*>(stream->Descriptor(2)), nullptr);
-    EXPECT_NE(dynamic_cast<TCDescSubtitling*>(stream->Descriptor(3)), nullptr);
-    EXPECT_NE(dynamic_cast<TCDescTeletext*>(stream->Descriptor(4)), nullptr);
-    EXPECT_NE(dynamic_cast<TCDescAC3*>(stream->Descriptor(5)), nullptr);
-    EXPECT_NE(dynamic_cast<TCDescEnhancedAC3*>(stream->Descriptor(6)), nullptr);
-    EXPECT_EQ(typeid(*stream->Descriptor(7)), typeid(TCDescriptor));
-    const int tags[] = {0x52, 0x09, 0x0A, 0x59, 0x56, 0x6A, 0x7A, 0x0E};
-    for (int index = 0; index < 8; ++index)
-        EXPECT_EQ(stream->Descriptor(index)->Tag(), tags[index]);
-    EXPECT_EQ(stream->Descriptor(7)->Length(), 3);
-    EXPECT_EQ(stream->Descriptor(7)->Payload()[2], 3);
-}
-
-TEST_F(DescriptorTest, StreamIdentifierGivesTheComponentTag) {
-    const auto* identifier = Only<TCDescStreamIdentifier>(StreamIdentifier(0x30));
-    ASSERT_NE(identifier, nullptr);
-    EXPECT_EQ(identifier->ComponentTag(), 0x30);
-    EXPECT_TRUE(identifier->HasComponentTag());
-    EXPECT_TRUE(identifier->IsWellFormed());
-}
-
 TEST_F(DescriptorTest, EmptyStreamIdentifierHasNoComponentTag) {
     const auto* identifier = Only<TCDescStreamIdentifier>(Descriptor(0x52, {}));
     ASSERT_NE(identifier, nullptr);
@@ -86,16 +57,6 @@ TEST_F(DescriptorTest, EmptyStreamIdentifierHasNoComponentTag) {
     EXPECT_FALSE(longer->IsWellFormed());
 }
 
-TEST_F(DescriptorTest, CAGivesSystemPidAndPrivateBytes) {
-    const auto* ca = Only<TCDescCA>(CA(0x0B00, 0x1234, {0xAA, 0xBB}));
-    ASSERT_NE(ca, nullptr);
-    EXPECT_EQ(ca->CASystemID(), 0x0B00);
-    EXPECT_EQ(ca->CAPID(), 0x1234);
-    ASSERT_EQ(ca->PrivateDataLength(), 2);
-    EXPECT_EQ(ca->PrivateData()[1], 0xBB);
-    EXPECT_TRUE(ca->IsWellFormed());
-}
-
 TEST_F(DescriptorTest, CAShorterThanItsFixedPartAnswersNothing) {
     for (size_t length = 0; length < 4; ++length) {
         const auto* ca = Only<TCDescCA>(Descriptor(0x09, Bytes(length, 0x17)));
@@ -105,25 +66,6 @@ TEST_F(DescriptorTest, CAShorterThanItsFixedPartAnswersNothing) {
         EXPECT_EQ(ca->PrivateDataLength(), 0) << length;
         EXPECT_FALSE(ca->IsWellFormed());
     }
-}
-
-TEST_F(DescriptorTest, LanguageEntriesArePackedFirstCharacterHighest) {
-    const auto* language =
-        Only<TCDescLanguage>(Language({{"eng", 0x00}, {"deu", 0x03}, {"fr\0", 0x02}}));
-    ASSERT_NE(language, nullptr);
-    ASSERT_EQ(language->NumOfLanguage(), 3);
-    ELanguageCode code = LANGUAGE_CODE_NONE;
-    EAudioType type = AUDIO_TYPE_CLEAN_EFFECTS;
-    EXPECT_TRUE(language->Language(0, &code, &type));
-    EXPECT_EQ(code, 0x656E67u);
-    EXPECT_EQ(type, AUDIO_TYPE_UNDEFINED);
-    EXPECT_TRUE(language->Language(1, &code, &type));
-    EXPECT_EQ(code, PackLanguageCode('d', 'e', 'u'));
-    EXPECT_EQ(type, AUDIO_TYPE_VISUAL_IMPAIRED_COMMENTARY);
-    EXPECT_TRUE(language->Language(2, &code, &type));
-    EXPECT_EQ(code, 0x667200u);  // a zero byte stays a zero byte
-    EXPECT_EQ(type, AUDIO_TYPE_HEARING_IMPAIRED);
-    EXPECT_TRUE(language->Language(2, nullptr, nullptr));
 }
 
 TEST_F(DescriptorTest, LanguageOutsideItsEntriesAnswersNone) {
@@ -149,49 +91,12 @@ TEST_F(DescriptorTest, LanguageCountsOnlyWholeEntries) {
     }
 }
 
-TEST_F(DescriptorTest, SubtitlingEntries) {
-    const auto* subtitling = Only<TCDescSubtitling>(
-        Subtitling({{"eng", 0x10, 0x0001, 0x0002}, {"fra", 0x20, 0x0101, 0xFFFF}}));
-    ASSERT_NE(subtitling, nullptr);
-    ASSERT_EQ(subtitling->NumOfSubtitling(), 2);
-    EXPECT_EQ(subtitling->Iso639LangCode(0), PackLanguageCode('e', 'n', 'g'));
-    EXPECT_EQ(subtitling->Iso639LangCode(1), PackLanguageCode('f', 'r', 'a'));
-    EXPECT_EQ(subtitling->SubtitlingType(1), 0x20);
-    EXPECT_EQ(subtitling->CompositionPageId(1), 0x0101);
-    EXPECT_EQ(subtitling->AncillaryPageId(1), 0xFFFF);
-    for (int index : {-1, 2}) {
-        EXPECT_EQ(subtitling->Iso639LangCode(index), LANGUAGE_CODE_NONE);
-        EXPECT_EQ(subtitling->SubtitlingType(index), 0);
-        EXPECT_EQ(subtitling->CompositionPageId(index), 0);
-        EXPECT_EQ(subtitling->AncillaryPageId(index), 0);
-    }
-}
-
 TEST_F(DescriptorTest, SubtitlingCountsOnlyWholeEntries) {
     const std::pair<size_t, int> lengthAndCount[] = {{0, 0}, {7, 0}, {8, 1}, {15, 1}, {248, 31}};
     for (const auto& [length, count] : lengthAndCount) {
         const auto* subtitling = Only<TCDescSubtitling>(Descriptor(0x59, Bytes(length, 'a')));
         ASSERT_NE(subtitling, nullptr);
         EXPECT_EQ(subtitling->NumOfSubtitling(), count) << length;
-    }
-}
-
-TEST_F(DescriptorTest, TeletextEntries) {
-    const auto* teletext = Only<TCDescTeletext>(
-        Teletext({{"deu", 0x01, 1, 0x00}, {"eng", 0x02, 0, 0x88}, {"nld", 0x05, 7, 0x99}}));
-    ASSERT_NE(teletext, nullptr);
-    ASSERT_EQ(teletext->NumOfTeletext(), 3);
-    EXPECT_EQ(teletext->TeletextType(0), 0x01);
-    EXPECT_EQ(teletext->TeletextType(1), 0x02);
-    EXPECT_EQ(teletext->TeletextType(2), 0x05);
-    EXPECT_EQ(teletext->Iso639LangCode(2), PackLanguageCode('n', 'l', 'd'));
-    EXPECT_EQ(teletext->TeletextMagazineNumber(2), 7);
-    EXPECT_EQ(teletext->TeletextPageNumber(1), 0x88);
-    for (int index : {-1, 3}) {
-        EXPECT_EQ(teletext->TeletextType(index), 0);
-        EXPECT_EQ(teletext->Iso639LangCode(index), LANGUAGE_CODE_NONE);
-        EXPECT_EQ(teletext->TeletextMagazineNumber(index), 0);
-        EXPECT_EQ(teletext->TeletextPageNumber(index), 0);
     }
 }
 
@@ -203,17 +108,6 @@ TEST_F(DescriptorTest, TeletextCountsOnlyWholeEntries) {
         EXPECT_EQ(teletext->NumOfTeletext(), count) << length;
         EXPECT_EQ(teletext->IsWellFormed(), length % 5 == 0) << length;
     }
-}
-
-TEST_F(DescriptorTest, AC3DescriptorsArePlainWithTheirPayloadRaw) {
-    TCPMTElementary* stream = StreamWith({Descriptor(0x6A, {0x80, 0x42}), Descriptor(0x7A, {})});
-    ASSERT_NE(stream, nullptr);
-    const auto* ac3 = dynamic_cast<TCDescAC3*>(stream->Descriptor(0));
-    ASSERT_NE(ac3, nullptr);
-    EXPECT_EQ(ac3->Length(), 2);
-    EXPECT_EQ(ac3->Payload()[1], 0x42);
-    EXPECT_TRUE(ac3->IsWellFormed());
-    EXPECT_EQ(stream->Descriptor(1)->Length(), 0);
 }
 
 TEST_F(DescriptorTest, LookupByTagFindsThemInLoopOrder) {
@@ -251,63 +145,6 @@ TEST_F(DescriptorTest, StreamWithoutDescriptors) {
     EXPECT_EQ(stream->ESInfoLength(), 0);
     EXPECT_EQ(stream->Descriptor(0), nullptr);
     EXPECT_EQ(stream->NumOfDescriptorByTag(0x52), 0);
-}
-
-TEST_F(DescriptorTest, ESInfoIsTheRawLoop) {
-    const Bytes identifier = StreamIdentifier(0x44);
-    const Bytes language = Language({{"spa", 0}});
-    TCPMTElementary* stream = StreamWith({identifier, language});
-    ASSERT_NE(stream, nullptr);
-    Bytes expected = identifier;
-    expected.insert(expected.end(), language.begin(), language.end());
-    ASSERT_EQ(stream->ESInfoLength(), static_cast<int>(expected.size()));
-    EXPECT_EQ(Bytes(stream->ESInfo(), stream->ESInfo() + stream->ESInfoLength()), expected);
-    EXPECT_EQ(stream->Descriptor(1)->Raw(), stream->ESInfo() + identifier.size());
-}
-
-TEST_F(DescriptorTest, StreamTypeAndPid) {
-    m_Frame = Framed(PmtBuilder()
-                         .ProgramNumber(7)
-                         .Stream(0x1B, 0x0000)
-                         .Stream(0x87, 0x1FFF)
-                         .Stream(0xFF, 0x0ABC)
-                         .Build());
-    m_Parser.Parse(0, m_Frame.data());
-    TCPMTInstance* instance = m_Parser.PMTInstance(7);
-    ASSERT_NE(instance, nullptr);
-    ASSERT_EQ(instance->NumOfElementary(), 3);
-    EXPECT_EQ(instance->PMTElementary(0)->StreamType(), 0x1B);
-    EXPECT_EQ(instance->PMTElementary(0)->ElementaryPID(), 0);
-    EXPECT_EQ(instance->PMTElementary(1)->StreamType(), 0x87);
-    EXPECT_EQ(instance->PMTElementary(1)->ElementaryPID(), 8191);
-    EXPECT_EQ(instance->PMTElementary(2)->StreamType(), 0xFF);
-    EXPECT_EQ(instance->PMTElementary(2)->ElementaryPID(), 0x0ABC);
-}
-
-TEST_F(DescriptorTest, ProgramDescriptorsAreKeptApartFromTheStreams) {
-    m_Frame = Framed(PmtBuilder()
-                         .ProgramNumber(7)
-                         .ProgramDescriptor(CA(0x0B00, 0x100))
-                         .ProgramDescriptor(Descriptor(0x0E, {0, 0, 0}))
-                         .Stream(0x02, 0x200, {StreamIdentifier(3)})
-                         .Build());
-    m_Parser.Parse(0, m_Frame.data());
-    TCPMTInstance* instance = m_Parser.PMTInstance(7);
-    ASSERT_NE(instance, nullptr);
-    ASSERT_EQ(instance->NumOfProgramDescriptor(), 2);
-    EXPECT_EQ(static_cast<TCDescCA*>(instance->ProgramDescriptor(0))->CASystemID(), 0x0B00);
-    EXPECT_EQ(instance->ProgramDescriptor(1)->Tag(), 0x0E);
-    EXPECT_EQ(instance->ProgramDescriptor(2), nullptr);
-    EXPECT_EQ(instance->PMTElementary(0)->NumOfDescriptor(), 1);
-    EXPECT_EQ(instance->PMTElementary(0)->Descriptor(0)->Tag(), 0x52);
-}
-
-TEST(DescriptorOverOwnBytes, DecodesWithoutAParser) {
-    const Bytes raw = Teletext({{"swe", 0x02, 1, 0x00}});
-    const TCDescTeletext teletext(raw.data());
-    EXPECT_EQ(teletext.Tag(), 0x56);
-    EXPECT_EQ(teletext.NumOfTeletext(), 1);
-    EXPECT_EQ(teletext.Iso639LangCode(0), PackLanguageCode('s', 'w', 'e'));
 }
 
 }  // namespace

@@ -40,7 +40,7 @@ std::vector<Case> AllCases() {
              .ProgramNumber(0x2222)
              .Version(17)
              .PcrPid(0x1FFF)
-             .ProgramDescriptor(CA(0x0B00, 0x0123, {1, 2, 3}))
+             .ProgramDescriptor(CA(0x0B00, 0x1123, {1, 2, 3}))
              .Stream(0x1B, 0x0100, {StreamIdentifier(0x01), CA(0x0100, 0x0200)})
              .Stream(0x03, 0x0101, {Language({{"eng", 0}, {"deu", 3}}), StreamIdentifier(2)})
              .Stream(0x06, 0x0102,

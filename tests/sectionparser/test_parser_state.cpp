@@ -44,33 +44,6 @@ class ParserState : public ::testing::Test {
     TCPMTParser m_Parser{TVSHandle{1, 0, 0}};
 };
 
-TEST_F(ParserState, HandleAndInitialize) {
-    EXPECT_EQ(m_Parser.Handle().sourceId, 1u);
-    EXPECT_EQ(m_Parser.Handle().tunerIndex, 0);
-    EXPECT_EQ(m_Parser.Handle().demuxIndex, 0);
-    EXPECT_FALSE(m_Parser.IsInitialized());
-    EXPECT_TRUE(m_Parser.Initialize());
-    EXPECT_TRUE(m_Parser.IsInitialized());
-    EXPECT_EQ(m_Parser.NumOfInstance(), 0);
-}
-
-TEST_F(ParserState, NewParserHoldsNothing) {
-    m_Parser.Initialize();
-    EXPECT_EQ(m_Parser.PMTInstance(0), nullptr);
-    EXPECT_EQ(m_Parser.PMTInstance(1), nullptr);
-    EXPECT_EQ(m_Parser.PMTInstance(0xFFFF), nullptr);
-}
-
-TEST_F(ParserState, ValidSectionIsKeptUnderItsProgramNumber) {
-    EXPECT_TRUE(Feed(ProgrammeSection(0x1234)));
-    TCPMTInstance* instance = m_Parser.PMTInstance(0x1234);
-    ASSERT_NE(instance, nullptr);
-    EXPECT_TRUE(instance->IsValid());
-    EXPECT_EQ(instance->ProgramNumber(), 0x1234);
-    EXPECT_EQ(instance->NumOfElementary(), 2);
-    EXPECT_EQ(m_Parser.PMTInstance(0x1235), nullptr);
-}
-
 TEST_F(ParserState, CopyOutlivesTheCallersBuffer) {
     const Bytes section = ProgrammeSection(9);
     Bytes frame = Framed(section);
@@ -101,19 +74,6 @@ TEST_F(ParserState, LaterSectionReplacesTheProgrammeValidOrNot) {
     EXPECT_EQ(m_Parser.NumOfInstance(), 1);
 }
 
-TEST_F(ParserState, ProgrammesAreKeptSideBySide) {
-    Feed(ProgrammeSection(1));
-    Feed(ProgrammeSection(2));
-    Feed(Damaged(ProgrammeSection(3)));
-    EXPECT_EQ(m_Parser.NumOfInstance(), 3);
-    ASSERT_NE(m_Parser.PMTInstance(1), nullptr);
-    EXPECT_TRUE(m_Parser.PMTInstance(1)->IsValid());
-    ASSERT_NE(m_Parser.PMTInstance(2), nullptr);
-    EXPECT_TRUE(m_Parser.PMTInstance(2)->IsValid());
-    ASSERT_NE(m_Parser.PMTInstance(3), nullptr);
-    EXPECT_FALSE(m_Parser.PMTInstance(3)->IsValid());
-}
-
 TEST_F(ParserState, HeldProgrammesAreBoundedOldestFirst) {
     for (int programme = 1; programme <= TCPMTParser::kMaxProgrammes; ++programme) {
         Feed(ProgrammeSection(static_cast<uint16_t>(programme)));
@@ -140,12 +100,6 @@ TEST_F(ParserState, ResetDropsEverything) {
     EXPECT_NE(m_Parser.PMTInstance(2), nullptr);
 }
 
-TEST_F(ParserState, InitializeAfterUseDropsEverything) {
-    Feed(ProgrammeSection(1));
-    EXPECT_TRUE(m_Parser.Initialize());
-    EXPECT_EQ(m_Parser.PMTInstance(1), nullptr);
-}
-
 TEST_F(ParserState, NullPointerIsNotKeptAndHidesEarlierSections) {
     EXPECT_FALSE(m_Parser.Parse(0, nullptr));
     EXPECT_EQ(m_Parser.PMTInstance(0), nullptr);
@@ -161,16 +115,6 @@ TEST_F(ParserState, NullPointerIsNotKeptAndHidesEarlierSections) {
     Feed(ProgrammeSection(2));
     ASSERT_NE(m_Parser.PMTInstance(1), nullptr);
     EXPECT_TRUE(m_Parser.PMTInstance(1)->IsValid());
-}
-
-TEST_F(ParserState, OtherTablesAreNotKept) {
-    Feed(ProgrammeSection(1));
-    for (uint8_t tableId : {0x00, 0x01, 0x03, 0x42, 0xFF}) {
-        Bytes section = PmtBuilder().TableId(tableId).ProgramNumber(1).Build();
-        EXPECT_FALSE(Feed(section)) << int{tableId};
-        EXPECT_EQ(m_Parser.PMTInstance(1), nullptr) << int{tableId};
-        EXPECT_EQ(m_Parser.NumOfInstance(), 1);
-    }
 }
 
 TEST_F(ParserState, SectionTooShortToNameItsProgrammeIsNotKept) {
@@ -209,31 +153,6 @@ TEST_F(ParserState, ReadsNoFurtherThanTheSectionsOwnEnd) {
     const Bytes otherTable = {0x00};
     exact = ExactCopy(otherTable);
     EXPECT_FALSE(m_Parser.Parse(0, exact.get()));
-}
-
-TEST_F(ParserState, ProgramNumberExtremes) {
-    for (uint16_t programNumber : {0x0000, 0x0001, 0x7FFF, 0x8000, 0xFFFF}) {
-        EXPECT_TRUE(Feed(ProgrammeSection(programNumber)));
-        ASSERT_NE(m_Parser.PMTInstance(programNumber), nullptr);
-        EXPECT_EQ(m_Parser.PMTInstance(programNumber)->ProgramNumber(), programNumber);
-    }
-}
-
-TEST_F(ParserState, SourcePidIsRecorded) {
-    const Bytes frame = Framed(ProgrammeSection(1));
-    m_Parser.Parse(0x0ABC, frame.data());
-    ASSERT_NE(m_Parser.PMTInstance(1), nullptr);
-    EXPECT_EQ(m_Parser.PMTInstance(1)->SourcePID(), 0x0ABC);
-}
-
-TEST_F(ParserState, UsableThroughTheBaseClass) {
-    std::unique_ptr<TCSectionParser> parser = std::make_unique<TCPMTParser>(TVSHandle{1, 0, 0});
-    parser->Initialize();
-    const Bytes frame = Framed(ProgrammeSection(3));
-    EXPECT_TRUE(parser->Parse(0, frame.data()));
-    EXPECT_NE(static_cast<TCPMTParser&>(*parser).PMTInstance(3), nullptr);
-    parser->Reset();
-    EXPECT_EQ(static_cast<TCPMTParser&>(*parser).PMTInstance(3), nullptr);
 }
 
 }  // namespace

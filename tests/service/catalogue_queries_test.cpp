@@ -29,49 +29,6 @@ std::vector<std::string> MemberOrder(const std::string& text) {
 
 }  // namespace
 
-TEST_F(CatalogueQueryTest, SizesAreUnsignedCounts) {
-    for (const char* method : {"SizeOfAudio", "SizeOfVideo", "SizeOfSubtitle"}) {
-        Ondrel::TCMessage reply = Dispatch(Method(method));
-        EXPECT_EQ(reply.body["return_data"], Json::Value(0u)) << method;
-        EXPECT_FALSE(reply.body.isMember("call_api_success"));
-    }
-    AddAudio(101, 1);
-    AddAudio(102, 2);
-    AddAudio(103, 3);
-    AddSubtitle(200, 4);
-    TakeLog();
-    EXPECT_EQ(Dispatch(Method("SizeOfAudio")).body["return_data"], Json::Value(3u));
-    EXPECT_EQ(Dispatch(Method("SizeOfSubtitle")).body["return_data"], Json::Value(1u));
-    EXPECT_EQ(Dispatch(Method("SizeOfVideo")).body["return_data"], Json::Value(0u));
-    const auto log = TakeLog();
-    EXPECT_EQ(log[1], "I:Size of Audio is 3");
-    EXPECT_EQ(log[4], "I:Size of Subtitle is 1");
-    EXPECT_EQ(log[7], "I:Size of Video is 0");
-}
-
-TEST_F(CatalogueQueryTest, AudioEntryHasEveryFieldWithItsKind) {
-    AddAudio(0x100, 1, "eng");
-    TrevaloServiceServer::audList->push_back(std::unique_ptr<AudioComponent>(
-        new AudioComponent{-2, 5, true, 255, std::string("d\0u", 3), 2, true}));
-    TakeLog();
-    Ondrel::TCMessage reply = Dispatch(Method("GetAudio", 1u));
-    EXPECT_EQ(reply.body["call_api_success"], Json::Value(true));
-    const Json::Value entry = Entry(reply);
-    EXPECT_EQ(entry["pid"], Json::Value(-2));  // widened with its sign
-    EXPECT_EQ(entry["encoding"], Json::Value(5));
-    EXPECT_EQ(entry["encrypted"], Json::Value(true));
-    EXPECT_EQ(entry["comp_tag"], Json::Value(255));  // not -1
-    EXPECT_EQ(entry["lang"], Json::Value(std::string("d\0u", 3)));
-    EXPECT_EQ(entry["audio_channels"], Json::Value(2));
-    EXPECT_EQ(entry["audio_desc"], Json::Value(true));
-    EXPECT_EQ(entry.size(), 7u);
-    EXPECT_THAT(MemberOrder(reply.body["return_data"].asString()),
-                ElementsAre("audio_channels", "audio_desc", "comp_tag", "encoding", "encrypted",
-                            "lang", "pid"));
-    EXPECT_THAT(TakeLog(), ElementsAre(testing::_, "I:Get Audio", "I:Received index is 1",
-                                       testing::StartsWith("I:ret_data = {\n")));
-}
-
 TEST_F(CatalogueQueryTest, EntryTextIsTheStyledObject) {
     AddVideo(0x1FF, 7, 0xFFFF);
     Ondrel::TCMessage reply = Dispatch(Method("GetVideo", 0));

@@ -92,64 +92,42 @@ TEST_F(PlayingTimeTest, ExtraBytesAreIgnored) {
     EXPECT_EQ(TrevaloServiceServer::m_CurrentVideoPlayingTime, 77u);
 }
 
+// The answer: the saved time plus the elapsed milliseconds (modulo 2^32), less the delay unless
+// it exceeds that sum; an unreadable delay counts as zero. Get never moves the stored pair.
 TEST_F(PlayingTimeTest, GetAddsTheElapsedTimeLessTheDelay) {
-    SetDelay("200");
-    SavedAgo(10000, 0.5);
-    Ondrel::TCMessage reply = Dispatch(Method("GetCurrentVideoPlayingTime"));
-    EXPECT_EQ(reply.body["return_data"], Json::Value(0));
-    const uint32_t answer = TimeOf(reply);
-    EXPECT_GE(answer, 10300u);
-    EXPECT_LT(answer, 10400u);
-    const auto log = TakeLog();
-    ASSERT_EQ(log.size(), 4u);
-    EXPECT_EQ(log[1], "I:subtitleDelayAdjustment value is 200");
-    EXPECT_EQ(log[2], "I: SERVER: SAVED currentVideotime= " + std::to_string(answer) +
-                          " timeTickerDiff=" + std::to_string(answer + 200));
-    // Get never moves the stored pair.
-    EXPECT_EQ(TrevaloServiceServer::m_CurrentVideoPlayingTime, 10000u);
-}
-
-TEST_F(PlayingTimeTest, DelayAboveTheTotalIsNotApplied) {
-    SetDelay("500");
-    SavedAgo(100, 0.0);
-    const uint32_t answer = TimeOf(Dispatch(Method("GetCurrentVideoPlayingTime")));
-    EXPECT_GE(answer, 100u);
-    EXPECT_LT(answer, 150u);
-}
-
-TEST_F(PlayingTimeTest, NegativeDelayIsNotApplied) {
-    SetDelay("-300");
-    SavedAgo(100000, 0.0);
-    const uint32_t answer = TimeOf(Dispatch(Method("GetCurrentVideoPlayingTime")));
-    EXPECT_GE(answer, 100000u);
-    EXPECT_LT(answer, 100050u);
-    EXPECT_EQ(TakeLog()[1], "I:subtitleDelayAdjustment value is -300");
-}
-
-TEST_F(PlayingTimeTest, UnreadableDelayCountsAsZero) {
-    SetDelay("null");
-    SavedAgo(2000, 0.0);
-    Ondrel::TCMessage reply = Dispatch(Method("GetCurrentVideoPlayingTime"));
-    EXPECT_EQ(reply.body["return_data"], Json::Value(0));
-    EXPECT_GE(TimeOf(reply), 2000u);
-    EXPECT_EQ(TakeLog()[1], "E:failed to get subtitle delay time");
-}
-
-TEST_F(PlayingTimeTest, TotalWrapsModuloTwoToThe32) {
-    SetDelay("0");
-    SavedAgo(4294967296u - 16, 1.0);
-    const uint32_t answer = TimeOf(Dispatch(Method("GetCurrentVideoPlayingTime")));
-    EXPECT_GE(answer, 984u);
-    EXPECT_LT(answer, 1100u);
-}
-
-TEST_F(PlayingTimeTest, ElapsedBeyondThirtyTwoBitsWraps) {
-    SetDelay("0");
-    // 50 days and 1.5 s since the save: 4,320,001,500 ms, which wraps to 25,034,204 ms.
-    SavedAgo(0, 50.0 * 86400.0 + 1.5);
-    const uint32_t answer = TimeOf(Dispatch(Method("GetCurrentVideoPlayingTime")));
-    EXPECT_GE(answer, 25034204u);
-    EXPECT_LT(answer, 25034204u + 100);
+    const struct {
+        const char* delay;
+        uint32_t saved;
+        double seconds_ago;
+        uint32_t least;  // the answer lies in [least, least + 100)
+        const char* log;
+    } cases[] = {
+        {"200", 10000, 0.5, 10300, "I:subtitleDelayAdjustment value is 200"},
+        {"500", 100, 0.0, 100, "I:subtitleDelayAdjustment value is 500"},
+        {"-300", 100000, 0.0, 100000, "I:subtitleDelayAdjustment value is -300"},
+        {"null", 2000, 0.0, 2000, "E:failed to get subtitle delay time"},
+        {"\"200\"", 2000, 0.0, 2000, "E:failed to get subtitle delay time"},
+        // A delay equal to the total is taken off (when no millisecond has passed yet).
+        {"1000000", 1000000, 0.0, 0, "I:subtitleDelayAdjustment value is 1000000"},
+        {"0", 4294967296u - 16, 1.0, 984, "I:subtitleDelayAdjustment value is 0"},
+        // 50 days and 1.5 s: 4,320,001,500 ms, which wraps to 25,034,204 ms.
+        {"0", 0, 50.0 * 86400.0 + 1.5, 25034204, "I:subtitleDelayAdjustment value is 0"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(std::string(c.delay) + " " + std::to_string(c.saved));
+        SetDelay(c.delay);
+        SavedAgo(c.saved, c.seconds_ago);
+        TakeLog();
+        Ondrel::TCMessage reply = Dispatch(Method("GetCurrentVideoPlayingTime"));
+        EXPECT_EQ(reply.body["return_data"], Json::Value(0));
+        const uint32_t answer = TimeOf(reply);
+        EXPECT_GE(answer, c.least);
+        EXPECT_LT(answer, c.least + 100);
+        const auto log = TakeLog();
+        ASSERT_EQ(log.size(), 4u);
+        EXPECT_EQ(log[1], c.log);
+        EXPECT_EQ(TrevaloServiceServer::m_CurrentVideoPlayingTime, c.saved);
+    }
 }
 
 TEST_F(PlayingTimeTest, GetBeforeAnySaveCountsFromTheClockOrigin) {

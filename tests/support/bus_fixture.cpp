@@ -14,6 +14,8 @@
 #include <stdexcept>
 #include <thread>
 
+extern char** environ;
+
 namespace test_support {
 namespace {
 
@@ -38,42 +40,58 @@ int WaitPid(pid_t pid, int timeout_ms, int& raw_status) {
 
 }  // namespace
 
-PrivateBus::PrivateBus() : m_Directory(MakeTempDirectory()) {
+PrivateBus::PrivateBus()
+    : PrivateBus(
+          "<type>session</type><policy context=\"default\"><allow send_destination=\"*\" "
+          "eavesdrop=\"true\"/><allow eavesdrop=\"true\"/><allow own=\"*\"/></policy>") {}
+
+PrivateBus::PrivateBus(const std::string& config_body, const std::vector<std::string>& environment)
+    : m_Directory(MakeTempDirectory()) {
     const std::string config = m_Directory + "/bus.conf";
     std::ofstream(config) << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus "
                              "Configuration 1.0//EN\"\n"
                              " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
-                             "<busconfig><type>session</type>"
-                             "<listen>unix:dir="
-                          << m_Directory
-                          << "</listen>"
-                             "<auth>EXTERNAL</auth>"
-                             "<policy context=\"default\"><allow send_destination=\"*\" "
-                             "eavesdrop=\"true\"/><allow eavesdrop=\"true\"/><allow own=\"*\"/>"
-                             "</policy></busconfig>\n";
+                             "<busconfig><listen>unix:dir="
+                          << m_Directory << "</listen><auth>EXTERNAL</auth>" << config_body
+                          << "</busconfig>\n";
+    // Built before fork: between fork and exec only async-signal-safe calls are sound.
+    std::vector<std::string> environment_text;
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+        const std::string setting = *entry;
+        bool replaced = false;
+        for (const std::string& given : environment) {
+            replaced = replaced || given.substr(0, given.find('=') + 1) ==
+                                       setting.substr(0, setting.find('=') + 1);
+        }
+        if (!replaced) environment_text.push_back(setting);
+    }
+    environment_text.insert(environment_text.end(), environment.begin(), environment.end());
+    std::vector<char*> envp;
+    for (std::string& setting : environment_text) envp.push_back(setting.data());
+    envp.push_back(nullptr);
+    std::string config_option = "--config-file=" + config;
+    char program[] = "/usr/bin/dbus-daemon";
+    char no_fork[] = "--nofork";
+    char print_address[] = "--print-address=1";
+    char* argv[] = {program, config_option.data(), no_fork, print_address, nullptr};
+    const int log = open((m_Directory + "/bus.log").c_str(), O_WRONLY | O_CREAT, 0644);
     int address_pipe[2];
     if (pipe(address_pipe) != 0) throw std::runtime_error("pipe failed");
     m_Pid = fork();
     if (m_Pid == 0) {
         dup2(address_pipe[1], STDOUT_FILENO);
-        // The daemon's own complaints (an fd limit it may not raise) go beside its config.
-        const int log = open((m_Directory + "/bus.log").c_str(), O_WRONLY | O_CREAT, 0644);
         dup2(log, STDERR_FILENO);
         close(log);
         close(address_pipe[0]);
         close(address_pipe[1]);
-        const std::string config_option = "--config-file=" + config;
-        execlp("dbus-daemon", "dbus-daemon", config_option.c_str(), "--nofork", "--nopidfile",
-               "--print-address=1", static_cast<char*>(nullptr));
+        execve(program, argv, envp.data());
         _exit(127);
     }
+    close(log);
     close(address_pipe[1]);
-    std::string address;
     char c;
-    while (read(address_pipe[0], &c, 1) == 1 && c != '\n') address.push_back(c);
+    while (read(address_pipe[0], &c, 1) == 1 && c != '\n') m_Address.push_back(c);
     close(address_pipe[0]);
-    if (address.empty()) throw std::runtime_error("dbus-daemon did not start");
-    m_Address = address;
 }
 
 PrivateBus::~PrivateBus() {
@@ -285,18 +303,84 @@ bool RawClient::WaitForSignals(size_t count, int timeout_ms) {
     return m_Signals.size() >= count;
 }
 
-Json::Value ParseJson(const std::string& text) {
-    Json::CharReaderBuilder builder;
-    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    Json::Value value;
-    std::string errors;
-    if (!reader->parse(text.data(), text.data() + text.size(), &value, &errors)) return {};
+std::string PrivateBus::Log() const {
+    return ReadText(m_Directory + "/bus.log");
+}
+
+namespace {
+
+GDBusConnection* Connect(const std::string& address) {
+    return g_dbus_connection_new_for_address_sync(
+        address.c_str(),
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, nullptr);
+}
+
+// A call to the bus daemon itself on a connection of our own; null with `error` on failure.
+GVariant* CallDaemon(const std::string& address, const char* method, GVariant* arguments,
+                     std::string* error) {
+    GDBusConnection* connection = Connect(address);
+    if (connection == nullptr) {
+        if (error != nullptr) *error = "cannot connect";
+        return nullptr;
+    }
+    GError* failure = nullptr;
+    GVariant* result = g_dbus_connection_call_sync(
+        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", method,
+        arguments, G_VARIANT_TYPE("(u)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &failure);
+    if (failure != nullptr) {
+        if (error != nullptr) *error = failure->message;
+        g_error_free(failure);
+    }
+    g_dbus_connection_close_sync(connection, nullptr, nullptr);
+    g_object_unref(connection);
+    return result;
+}
+
+guint32 TakeUint(GVariant* result, guint32 otherwise) {
+    if (result == nullptr) return otherwise;
+    guint32 value = 0;
+    g_variant_get(result, "(u)", &value);
+    g_variant_unref(result);
     return value;
 }
 
-Bytes ReadFile(const std::string& path) {
+}  // namespace
+
+pid_t PrivateBus::OwnerPid(const std::string& name) const {
+    GVariant* result = CallDaemon(m_Address, "GetConnectionUnixProcessID",
+                                  g_variant_new("(s)", name.c_str()), nullptr);
+    return result == nullptr ? -1 : static_cast<pid_t>(TakeUint(result, 0));
+}
+
+bool PrivateBus::RequestName(const std::string& name, std::string& error) const {
+    GVariant* result =
+        CallDaemon(m_Address, "RequestName",
+                   g_variant_new("(su)", name.c_str(), 4u /* DO_NOT_QUEUE */), &error);
+    return TakeUint(result, 0) == 1;  // PRIMARY_OWNER
+}
+
+bool StopProcess(pid_t pid) {
+    if (pid <= 0 || kill(pid, SIGTERM) != 0) return false;
+    const auto deadline = Clock::now() + std::chrono::seconds(10);
+    while (Clock::now() < deadline) {
+        // Gone, or a zombie its parent has yet to reap.
+        const std::string state = ReadText("/proc/" + std::to_string(pid) + "/stat");
+        const size_t close_paren = state.rfind(')');
+        if (state.empty() || (close_paren != std::string::npos && state[close_paren + 2] == 'Z')) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    return false;
+}
+
+std::string ReadText(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+    std::ostringstream text;
+    text << file.rdbuf();
+    return text.str();
 }
 
 }  // namespace test_support

@@ -10,20 +10,31 @@
 #include <string>
 #include <vector>
 
+#include "test_data.h"
+
 namespace test_support {
 
-using Bytes = std::vector<unsigned char>;
-
-// A dbus-daemon of its own in a temporary directory, stopped by the destructor.
+// A dbus-daemon of its own in a temporary directory, stopped by the destructor. By default an
+// open session bus; or `config_body` inside <busconfig> (beside a listen address of its own),
+// and `environment` ("NAME=value") over what the daemon inherits.
 class PrivateBus {
   public:
     PrivateBus();
+    explicit PrivateBus(const std::string& config_body,
+                        const std::vector<std::string>& environment = {});
     ~PrivateBus();
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
 
+    bool Started() const { return !m_Address.empty(); }
     const std::string& Address() const { return m_Address; }
     const std::string& Directory() const { return m_Directory; }
+    // The daemon's stderr, where the services it starts write theirs.
+    std::string Log() const;
+    // The process owning `name`; -1 when nobody does.
+    pid_t OwnerPid(const std::string& name) const;
+    // Asks for `name` on a connection of our own: true when granted, else the error.
+    bool RequestName(const std::string& name, std::string& error) const;
 
     // Ends the daemon at once (SIGKILL), as a crash would, under whoever is connected.
     void Kill();
@@ -58,6 +69,7 @@ class ServiceProcess {
 
     // Everything written to stderr so far.
     std::string Log() const;
+    pid_t Pid() const { return m_Pid; }
 
   private:
     std::string m_BusAddress;
@@ -66,6 +78,12 @@ class ServiceProcess {
     std::string m_LogPath;
 };
 
+// Sends SIGTERM to `pid` (not a child of ours: a service the bus started) and waits for it to go.
+bool StopProcess(pid_t pid);
+
+// The file's text; empty when it cannot be read.
+std::string ReadText(const std::string& path);
+
 // The reply of one Request call.
 struct Reply {
     bool ok = false;         // false: a D-Bus error came back
@@ -73,11 +91,6 @@ struct Reply {
     std::string body;        // the reply body text
     Bytes buffer;
 };
-
-// A Reply from the (s ay) tuple of a method return or a signal.
-Reply ReplyFromTuple(GVariant* tuple);
-// A failed Reply from a call's error (the remote D-Bus error name when there is one).
-Reply ReplyFromError(const GError* error);
 
 // A bare GDBus connection to the bus, calling org.ondrel.TCServer.Request on a server.
 class RawClient {
@@ -110,12 +123,6 @@ class RawClient {
     guint m_Subscription = 0;
     std::vector<Reply> m_Signals;
 };
-
-// Parses JSON text; null when it is not JSON.
-Json::Value ParseJson(const std::string& text);
-
-// Reads a whole file.
-Bytes ReadFile(const std::string& path);
 
 }  // namespace test_support
 

@@ -8,6 +8,7 @@
 
 #include "dvbpsi_pmt_reader.h"
 #include "stream_builder.h"
+#include "test_data.h"
 #include "tsdemux/pmt_extractor.h"
 
 namespace {
@@ -31,7 +32,7 @@ const std::vector<Capture>& Captures() {
             if (file.path().extension() != ".ts") continue;
             Capture capture;
             capture.name = file.path().filename().string();
-            capture.stream = ts_test::ReadFile(file.path().c_str());
+            capture.stream = test_support::ReadFile(file.path());
             capture.programmes = ts_test::ReadWithDvbpsi(capture.stream);
             all.push_back(std::move(capture));
         }

@@ -139,7 +139,7 @@ TEST_F(Extractor, WaitsForEverySectionOfAMultiSectionPat) {
     second[6] = 1;
     second[7] = 1;
     for (Bytes* section : {&first, &second}) {
-        const uint32_t crc = ts_test::ReferenceCrc(section->data(), section->size());
+        const uint32_t crc = pmt_test::ReferenceCrc32(section->data(), section->size());
         for (int shift = 24; shift >= 0; shift -= 8) {
             section->push_back(static_cast<uint8_t>(crc >> shift));
         }

@@ -18,8 +18,12 @@ uint32_t ReferenceCrc32(const unsigned char* data, size_t size) {
 }
 
 Bytes Descriptor(uint8_t tag, const Bytes& payload) {
-    Bytes descriptor{tag, static_cast<unsigned char>(payload.size())};
-    descriptor.insert(descriptor.end(), payload.begin(), payload.end());
+    // Sized once and filled in place: growing a two-byte vector by insert() trips GCC 12's
+    // -Warray-bounds at -O3 on the reallocation it cannot see through.
+    Bytes descriptor(2 + payload.size());
+    descriptor[0] = tag;
+    descriptor[1] = static_cast<unsigned char>(payload.size());
+    std::copy(payload.begin(), payload.end(), descriptor.begin() + 2);
     return descriptor;
 }
 

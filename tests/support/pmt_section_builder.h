@@ -1,7 +1,7 @@
 // Test support: PMT sections built by hand, with a CRC_32 computed here bit by bit, independently
 // of the parser's own table-driven one, and helpers to damage them field by field.
-#ifndef TESTS_SECTIONPARSER_PMT_SECTION_BUILDER_H
-#define TESTS_SECTIONPARSER_PMT_SECTION_BUILDER_H
+#ifndef TESTS_PMT_SECTION_BUILDER_H
+#define TESTS_PMT_SECTION_BUILDER_H
 
 #include <cstddef>
 #include <cstdint>

@@ -1,9 +1,9 @@
 #include "stream_builder.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <stdexcept>
+
+#include "pmt_section_builder.h"
 
 namespace ts_test {
 namespace {
@@ -16,7 +16,7 @@ uint32_t Next(uint32_t& state) {
 }
 
 Bytes WithCrc(Bytes section) {
-    const uint32_t crc = ReferenceCrc(section.data(), section.size());
+    const uint32_t crc = pmt_test::ReferenceCrc32(section.data(), section.size());
     for (int shift = 24; shift >= 0; shift -= 8)
         section.push_back(static_cast<uint8_t>(crc >> shift));
     return section;
@@ -41,19 +41,6 @@ void SetLength(Bytes& section) {
 }
 
 }  // namespace
-
-uint32_t ReferenceCrc(const uint8_t* bytes, size_t length) {
-    uint32_t crc = 0xFFFFFFFFu;
-    for (size_t i = 0; i < length; ++i) {
-        for (int bit = 7; bit >= 0; --bit) {
-            const bool in = ((bytes[i] >> bit) & 1) != 0;
-            const bool top = (crc & 0x80000000u) != 0;
-            crc <<= 1;
-            if (in != top) crc ^= 0x04C11DB7u;
-        }
-    }
-    return crc;
-}
 
 Bytes MakePacket(const PacketFields& fields) {
     Bytes packet = {
@@ -158,12 +145,6 @@ Bytes Concat(const std::vector<Bytes>& parts) {
     Bytes all;
     for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
     return all;
-}
-
-Bytes ReadFile(const char* path) {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) throw std::runtime_error(std::string("cannot read ") + path);
-    return Bytes(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
 }  // namespace ts_test

@@ -1,6 +1,6 @@
 // A private bus with the real service running on it, and a bare GDBus client.
-#ifndef TESTS_INTEGRATION_SERVICE_FIXTURE_H
-#define TESTS_INTEGRATION_SERVICE_FIXTURE_H
+#ifndef TESTS_SERVICE_ON_BUS_H
+#define TESTS_SERVICE_ON_BUS_H
 
 #include <gtest/gtest.h>
 #include <unistd.h>

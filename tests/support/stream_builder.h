@@ -1,12 +1,14 @@
 // Test support: transport streams built byte by byte, with the freedom to break every rule the
 // reader must cope with (counters that jump, sections cut anywhere, garbage, other strides).
-#ifndef TESTS_TSDEMUX_STREAM_BUILDER_H
-#define TESTS_TSDEMUX_STREAM_BUILDER_H
+#ifndef TESTS_STREAM_BUILDER_H
+#define TESTS_STREAM_BUILDER_H
 
 #include <cstddef>
 #include <cstdint>
 #include <utility>
 #include <vector>
+
+#include "pmt_section_builder.h"
 
 namespace ts_test {
 
@@ -24,9 +26,6 @@ struct PacketFields {
     Bytes payload;
 };
 Bytes MakePacket(const PacketFields& fields);
-
-// The CRC_32 of PSI sections, computed bit by bit.
-uint32_t ReferenceCrc(const uint8_t* bytes, size_t length);
 
 // Long-form sections with a correct CRC_32.
 Bytes MakePatSection(uint16_t transport_stream_id, uint8_t version,
@@ -48,8 +47,6 @@ Bytes Restride(const Bytes& stream, size_t stride, uint32_t seed);
 Bytes Garbage(size_t count, uint32_t seed);
 
 Bytes Concat(const std::vector<Bytes>& parts);
-
-Bytes ReadFile(const char* path);
 
 }  // namespace ts_test
 

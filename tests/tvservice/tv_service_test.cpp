@@ -1,0 +1,122 @@
+// The TV-service library over simulated platform states: what each step answers, and which step
+// fails, for every state of tests/data/tv_service_states.json.
+#include <gtest/gtest.h>
+
+#include "TVServiceAPI.h"
+#include "log_capture.h"
+#include "sim_state_file.h"
+#include "test_data.h"
+
+namespace {
+
+constexpr EProfile kProfile = PROFILE_MAIN;
+
+// Takes every step as the service does, each on its own, and notes what it answered.
+Json::Value Answers() {
+    Json::Value answers;
+    Json::Value& failing = answers["failing"] = Json::Value(Json::arrayValue);
+    IServiceNavigation* navigation = nullptr;
+    if (TVServiceAPI::CreateServiceNavigation(kProfile, 0, &navigation) != 0 ||
+        navigation == nullptr) {
+        failing.append("navigation");
+    }
+    TSTvMode mode;
+    if (navigation != nullptr && navigation->GetTvMode(&mode) < 1) failing.append("tv_mode");
+    answers["tv_mode"] = mode.mode[0];
+    TCCriteriaHelper criteria;
+    if (!TCNavigationModeHelper::GetNavigationCriteria(mode, NAVIGATION_MODE_CURRENT, criteria,
+                                                       ~0ULL)) {
+        failing.append("criteria");
+    }
+    criteria.Fetch(SERVICE_ATTRIBUTE_SERVICE_ID);
+    TCServiceData data;
+    if (navigation != nullptr && navigation->GetCurrentServiceInfo(mode, criteria, &data) < 1) {
+        failing.append("service_info");
+    }
+    const TCServiceAttributeStore* store = data.AttributeStore();
+    const TCServiceAttribute* id =
+        store != nullptr ? store->Find(SERVICE_ATTRIBUTE_SERVICE_ID) : nullptr;
+    answers["service_id"] =
+        id != nullptr ? Json::Value(Json::UInt64(id->GetUInt64())) : Json::Value();
+    IAVControl* av_control = nullptr;
+    if (TVServiceAPI::CreateAVControl(kProfile, 0, &av_control) != 0 || av_control == nullptr) {
+        failing.append("av_control");
+    }
+    int language_code = 0;
+    int index = -1;
+    if (av_control != nullptr && av_control->GetCurrentAudioInfo(&language_code, &index) == 0) {
+        failing.append("current_audio");
+    }
+    answers["language_code"] = language_code;
+    answers["index"] = index;
+    IServiceDataAux* aux = TVServiceAPI::ServiceDataAux(kProfile, 0);
+    if (aux == nullptr) failing.append("service_data_aux");
+    unsigned long long service_id = 1;
+    TSAudio audio;
+    if (aux != nullptr && aux->GetAudio(service_id, index, audio) != 1) {
+        failing.append("audio_query");
+    }
+    answers["audio_description"] = audio.IsAudioDescription();
+    answers["spoken_subtitles"] = audio.IsSpokenSubtitles();
+    return answers;
+}
+
+class TvServiceState : public ::testing::TestWithParam<Json::Value> {
+  protected:
+    void TearDown() override { sim_state_file::Unset(); }
+};
+
+TEST_P(TvServiceState, AnswersAsTheStateSays) {
+    const Json::Value& expected = GetParam()["answers"];
+    sim_state_file::Write(GetParam()["state"].toStyledString());
+    const Json::Value answers = Answers();
+    for (const std::string& name : expected.getMemberNames()) {
+        // As text: jsoncpp's == tells a signed from an unsigned integer.
+        EXPECT_EQ(answers[name].toStyledString(), expected[name].toStyledString()) << name;
+    }
+}
+
+std::vector<Json::Value> States() {
+    std::vector<Json::Value> states;
+    for (const Json::Value& state :
+         test_support::ReadJsonFile(test_support::GoldenPath("tv_service_states.json"))) {
+        states.push_back(state);
+    }
+    return states;
+}
+
+INSTANTIATE_TEST_SUITE_P(Golden, TvServiceState, ::testing::ValuesIn(States()));
+
+// The library owns the objects it hands out: the same ones every time, per profile and index.
+TEST(TvServiceObjects, AreSharedPerProfileAndIndex) {
+    IAVControl* first = nullptr;
+    IAVControl* again = nullptr;
+    IAVControl* other = nullptr;
+    ASSERT_EQ(TVServiceAPI::CreateAVControl(kProfile, 0, &first), 0);
+    ASSERT_EQ(TVServiceAPI::CreateAVControl(kProfile, 0, &again), 0);
+    ASSERT_EQ(TVServiceAPI::CreateAVControl(kProfile, 1, &other), 0);
+    EXPECT_EQ(first, again);
+    EXPECT_NE(first, other);
+    EXPECT_EQ(TVServiceAPI::CreateAVControl(kProfile, 0, nullptr), -1);
+}
+
+// The state file is read again when it changes; one that is not JSON gives the defaults.
+TEST(TvServiceStateFile, ChangesAreSeenAndBrokenFilesGiveDefaults) {
+    sim_state_file::WriteTvService(R"({"tv_mode": 4})");
+    EXPECT_EQ(Answers()["tv_mode"], 4);
+    sim_state_file::Write("{ not json");
+    EXPECT_EQ(Answers()["tv_mode"], 1);
+    for (const char* not_an_object : {"[1]", "5"}) {
+        test_support::LogCapture log;
+        sim_state_file::Write(not_an_object);
+        EXPECT_EQ(Answers()["tv_mode"], 1);
+        EXPECT_NE(log.Text().find("not a JSON object"), std::string::npos) << not_an_object;
+    }
+    sim_state_file::WriteTvService(R"({"tv_mode": 5})");
+    EXPECT_EQ(Answers()["tv_mode"], 5);
+    sim_state_file::UsePath(sim_state_file::Directory() + "/missing.json");
+    EXPECT_EQ(Answers()["tv_mode"], 1);
+    sim_state_file::Unset();
+}
+
+}  // namespace
