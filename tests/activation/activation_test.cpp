@@ -1,9 +1,6 @@
-// The installed service started by the bus on the first client call: on a session bus, on a
-// bus without a type whose daemon carries another bus's address, and on a system-like bus under
-// the installed policy.
+// The installed service started by the bus on the first client call: on a session bus, and on a
+// bus without a type whose daemon carries another bus's address.
 #include <gmock/gmock.h>
-#include <signal.h>
-#include <unistd.h>
 
 #include "activating_bus.h"
 #include "cli_process.h"
@@ -78,42 +75,6 @@ TEST_F(Activation, WithoutTheServiceFilesNothingStartsAndTheClientSaysSo) {
     const CliResult result = InstalledCli(bus, {"catalogue"});
     EXPECT_EQ(result.status, 2);
     EXPECT_THAT(result.err, HasSubstr("ServiceUnknown"));
-}
-
-TEST_F(Activation, TheSystemBusPolicyLetsRootOwnTheNameAndAnyoneCall) {
-    // Deny by default, as a system bus does; the installed policy is the only exception.
-    ActivatingBus bus(
-        "<type>system</type>"
-        "<policy context=\"default\"><deny own=\"*\"/>"
-        "<deny send_type=\"method_call\"/><allow send_type=\"signal\"/>"
-        "<allow send_requested_reply=\"true\" send_type=\"method_return\"/>"
-        "<allow send_requested_reply=\"true\" send_type=\"error\"/>"
-        "<allow receive_type=\"method_call\"/><allow receive_type=\"method_return\"/>"
-        "<allow receive_type=\"error\"/><allow receive_type=\"signal\"/>"
-        "<allow send_destination=\"org.freedesktop.DBus\"/></policy>"
-        "<includedir>" +
-        SharedInstall().Prefix() + "/share/dbus-1/system.d</includedir>");
-    ASSERT_TRUE(bus.Started()) << "the daemon refused the installed policy:\n" << bus.Log();
-    std::string error;
-    EXPECT_FALSE(bus.RequestName("org.ondrel.TCServer.another_service", error));
-    EXPECT_THAT(error, HasSubstr("AccessDenied"));
-    if (getuid() != 0) GTEST_SKIP() << "owning the name takes root under this policy";
-
-    cli_test::CliOptions service_options;
-    service_options.program = SharedInstall().Prefix() + "/libexec/trevalo_service";
-    service_options.environment = {"DBUS_SESSION_BUS_ADDRESS=" + bus.Address()};
-    cli_test::CliProcess service({}, service_options);
-    pid_t owner = -1;
-    for (int i = 0; i < 500 && owner <= 0; ++i) {
-        owner = bus.OwnerPid(kBusName);
-        if (owner <= 0) usleep(10000);
-    }
-    ASSERT_GT(owner, 0) << service.Err();
-    const CliResult answered = InstalledCli(bus, {"call", "SizeOfVideo"});
-    EXPECT_EQ(answered.status, 0) << answered.err;
-    EXPECT_EQ(answered.out, "{\"return_data\":0}\n");
-    service.Signal(SIGTERM);
-    EXPECT_EQ(service.Wait(), 0) << service.Err();
 }
 
 }  // namespace

@@ -1,6 +1,10 @@
 // What `cmake --install` puts under the prefix, and how the activation files name it.
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <regex>
 
 #include "activating_bus.h"
 
@@ -42,7 +46,7 @@ TEST_F(Installed, BusServiceFilesStartTheInstalledBinaryOrTheUnit) {
     const std::string system =
         ReadText(At("share/dbus-1/system-services/" + std::string(kBusName) + ".service"));
     EXPECT_THAT(system, HasSubstr("\nName=" + std::string(kBusName) + "\n"));
-    EXPECT_THAT(system, HasSubstr("\nUser=root\n"));
+    EXPECT_THAT(system, HasSubstr("\nUser=trevalo_service\n"));
     EXPECT_THAT(system, HasSubstr(" exec \"" + Service() + "\"'\n"));
 }
 
@@ -59,6 +63,28 @@ TEST_F(Installed, SystemdUnitsWaitForTheBusNameAndRestartOnFailure) {
     EXPECT_THAT(ReadText(At("lib/systemd/system/trevalo_service.service")),
                 HasSubstr("\nEnvironment=DBUS_SESSION_BUS_ADDRESS=unix:path=/run/dbus/"
                           "system_bus_socket\n"));
+}
+
+// systemd's own measure of what the installed system unit leaves open; systemd-analyze comes
+// with the systemd package, which scripts/setup.sh installs.
+TEST_F(Installed, SystemUnitExposureIsAtMostOne) {
+    const std::string command = "systemd-analyze security --offline=yes '" +
+                                At("lib/systemd/system/trevalo_service.service") + "' 2>&1";
+    std::string report;
+    FILE* output = popen(command.c_str(), "r");
+    ASSERT_NE(output, nullptr);
+    char chunk[4096];
+    for (size_t n; (n = fread(chunk, 1, sizeof chunk, output)) > 0;) report.append(chunk, n);
+    const int status = pclose(output);
+    ASSERT_NE(status, -1);
+    ASSERT_NE(WEXITSTATUS(status), 127) << "no systemd-analyze: run scripts/setup.sh\n" << report;
+
+    std::smatch level;
+    ASSERT_TRUE(std::regex_search(report, level,
+                                  std::regex("Overall exposure level for trevalo_service.service: "
+                                             "([0-9]+\\.[0-9])")))
+        << report;
+    EXPECT_LE(std::stod(level[1]), 1.0) << report;
 }
 
 }  // namespace
