@@ -4,6 +4,8 @@
 
 #include <json/value.h>
 
+#include <string>
+
 namespace trevalo_request {
 
 // The member `name` of `body`, or null when it is absent or `body` is not an object (jsoncpp's
@@ -13,6 +15,34 @@ inline const Json::Value& Member(const Json::Value& body, const char* name) {
     if (!body.isObject()) return kNull;
     const Json::Value* found = body.find(name, name + std::char_traits<char>::length(name));
     return found != nullptr ? *found : kNull;
+}
+
+// jsoncpp's conversions (asBool, asInt, asUInt, asString) without their exceptions: each
+// stores what the conversion gives and returns true where it converts `value` (null, booleans and
+// numbers in range; a fraction truncated toward zero), and returns false where it would throw (a
+// string for the numeric ones, an array, an object, a number out of range).
+inline bool Convert(const Json::Value& value, bool& out) {
+    if (!value.isConvertibleTo(Json::booleanValue)) return false;
+    out = value.asBool();
+    return true;
+}
+
+inline bool Convert(const Json::Value& value, int& out) {
+    if (!value.isConvertibleTo(Json::intValue)) return false;
+    out = value.asInt();
+    return true;
+}
+
+inline bool Convert(const Json::Value& value, unsigned int& out) {
+    if (!value.isConvertibleTo(Json::uintValue)) return false;
+    out = value.asUInt();
+    return true;
+}
+
+inline bool Convert(const Json::Value& value, std::string& out) {
+    if (!value.isConvertibleTo(Json::stringValue)) return false;
+    out = value.asString();
+    return true;
 }
 
 // "a string", "an object", ... for error lines about a member of the wrong kind.

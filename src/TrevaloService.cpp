@@ -93,23 +93,22 @@ bool TrevaloService::IfMessageReceived(const char* sender, const Ondrel::TCMessa
 
     reply->body["return_data"] = "";
 
+    // "method" as asString reads it: a number or a boolean converts and simply matches no name.
     const Json::Value& body = request->body;
     const Json::Value& method_value = trevalo_request::Member(body, "method");
+    std::string method;
     if (!body.isObject() && !body.isNull()) {
         TREVALO_LOGE("There is no matched method: the request body is %s, not an object",
                      trevalo_request::KindName(body));
-    } else if (!method_value.isString() && !method_value.isNull()) {
+    } else if (!trevalo_request::Convert(method_value, method)) {
         TREVALO_LOGE("There is no matched method: \"method\" is %s, not a string",
                      trevalo_request::KindName(method_value));
+    } else if (method == kSignalMethod) {
+        Ondrel::TCServer::SendSignal(kServerName, kSignalName, request);
+    } else if (Handler handler = FindHandler(method)) {
+        handler(*request, *reply);
     } else {
-        const std::string method = method_value.asString();
-        if (method == kSignalMethod) {
-            Ondrel::TCServer::SendSignal(kServerName, kSignalName, request);
-        } else if (Handler handler = FindHandler(method)) {
-            handler(*request, *reply);
-        } else {
-            TREVALO_LOGE("There is no matched method");
-        }
+        TREVALO_LOGE("There is no matched method");
     }
 
     const std::string answer = ReturnDataText(reply->body["return_data"]);

@@ -5,10 +5,11 @@
 #include "TCPMTParser.h"
 #include "TVServiceAPI.h"
 #include "TrevaloLanguageCode.h"
-#include "TrevaloLog.h"
 #include "TrevaloRequest.h"
+#include "TrevaloServiceServerLog.h"
 
 using Ondrel::TCMessage;
+using trevalo_request::Convert;
 using trevalo_request::KindName;
 using trevalo_request::Member;
 
@@ -49,8 +50,9 @@ const char* YesNo(bool value) {
     return value ? "yes" : "no";
 }
 
-// The request's "reset" and "programNum" (inside "data"); false with an error text when one of
-// them is of a kind the handler cannot use. A missing member reads as false or 0.
+// The request's "reset" and "programNum" (inside "data"), read as asBool and asInt read them: a
+// missing member is false or 0, a number is a flag (non-zero: true), a fraction is truncated.
+// False with an error text where those conversions would throw.
 bool ReadPmtRequest(const TCMessage& request, bool& reset, unsigned short& program_number,
                     std::string& error) {
     const Json::Value& data = Member(request.body, "data");
@@ -59,20 +61,19 @@ bool ReadPmtRequest(const TCMessage& request, bool& reset, unsigned short& progr
         return false;
     }
     const Json::Value& reset_value = Member(data, "reset");
-    const Json::Value& program_value = Member(data, "programNum");
-    if (!reset_value.isBool() && !reset_value.isNull()) {
+    if (!Convert(reset_value, reset)) {
         error = std::string("\"reset\" is ") + KindName(reset_value) + ", not a boolean";
         return false;
     }
-    // What asInt reads: an integer (a whole-valued number too) within the signed 32-bit range.
-    if (!program_value.isInt() && !program_value.isNull()) {
+    const Json::Value& program_value = Member(data, "programNum");
+    int program = 0;
+    if (!Convert(program_value, program)) {
         error = std::string("\"programNum\" is ") + KindName(program_value) +
-                ", not a signed 32-bit integer";
+                ", not a number within the signed 32-bit range";
         return false;
     }
-    reset = reset_value.asBool();
     // Only the low 16 bits count.
-    program_number = static_cast<unsigned short>(program_value.asInt());
+    program_number = static_cast<unsigned short>(program);
     return true;
 }
 

@@ -5,8 +5,8 @@
 #include <cmath>
 #include <cstring>
 
-#include "TrevaloLog.h"
 #include "TrevaloServiceServer.h"
+#include "TrevaloServiceServerLog.h"
 #include "system_info.h"
 
 using Ondrel::TCMessage;

@@ -3,8 +3,8 @@
 #include "TCPMTParser.h"
 #include "TVServiceAPI.h"
 #include "TrevaloLanguageCode.h"
-#include "TrevaloLog.h"
 #include "TrevaloServiceServer.h"
+#include "TrevaloServiceServerLog.h"
 
 namespace {
 

@@ -1,23 +1,21 @@
 // The catalogue queries: list sizes, entries by index, and the PID behind a component tag.
 #include <json/value.h>
 
-#include "TrevaloLog.h"
 #include "TrevaloRequest.h"
 #include "TrevaloServiceServer.h"
+#include "TrevaloServiceServerLog.h"
 
 using Ondrel::TCMessage;
+using trevalo_request::Convert;
 using trevalo_request::KindName;
 using trevalo_request::Member;
 
 namespace {
 
-// The entry index in "data", as jsoncpp's asUInt reads it (missing: 0). False when "data" is
-// of a kind asUInt rejects: a negative number, a string, an array, an object.
+// The entry index in "data", as asUInt reads it (missing: 0, 1.5: 1). False when "data" is of
+// a kind asUInt throws on: a negative number, a string, an array, an object.
 bool ReadIndex(const TCMessage& request, unsigned int& index) {
-    const Json::Value& data = Member(request.body, "data");
-    if (!data.isConvertibleTo(Json::uintValue)) return false;
-    index = data.asUInt();
-    return true;
+    return Convert(Member(request.body, "data"), index);
 }
 
 // The first record of `list` carrying `tag`, or null.
@@ -127,11 +125,12 @@ void TrevaloServiceServer::GetPID(const TCMessage& request, TCMessage& reply) {
     TREVALO_LOGI("Get PID for input component tag");
     const Json::Value& data = Member(request.body, "data");
     int pid = 0;
-    if (!data.isConvertibleTo(Json::intValue)) {
+    int requested_tag = 0;
+    if (!Convert(data, requested_tag)) {
         TREVALO_LOGE("invalid component tag: \"data\" is %s", KindName(data));
     } else {
         // Only the low 8 bits count: 256 searches for tag 0 and -1 for tag 255.
-        const auto tag = static_cast<uint8_t>(data.asInt());
+        const auto tag = static_cast<uint8_t>(requested_tag);
         TREVALO_LOGI("compTag=%d", static_cast<int>(tag));
         if (const AudioComponent* audio = FirstWithTag(*audList, tag)) {
             pid = audio->pid;

@@ -1,7 +1,7 @@
 // What the TV-service library says of the tuned service and of the audio being played.
 #include "TVServiceAPI.h"
-#include "TrevaloLog.h"
 #include "TrevaloServiceServer.h"
+#include "TrevaloServiceServerLog.h"
 
 namespace {
 

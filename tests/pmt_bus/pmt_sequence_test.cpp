@@ -105,11 +105,8 @@ TEST_F(PmtSequence, ADataMemberOfTheWrongKindIsRefused) {
              R"(1045)",
              R"(true)",
              R"({"reset": "true", "programNum": 1045})",
-             R"({"reset": 1, "programNum": 1045})",
              R"({"reset": [true], "programNum": 1045})",
              R"({"reset": true, "programNum": "1045"})",
-             R"({"reset": true, "programNum": 1045.5})",
-             R"({"reset": true, "programNum": true})",
              R"({"reset": true, "programNum": [1045]})",
              R"({"reset": true, "programNum": {"n": 1045}})",
          }) {

@@ -19,10 +19,15 @@ TEST_F(DispatchTest, LogsTheRequestThenTheAnswer) {
     EXPECT_EQ(log[2], "I:ret_data = 0");
 }
 
+// A "method" that asString converts (a number, a boolean) simply matches no name.
 TEST_F(DispatchTest, UnknownMethodsKeepTheEmptyAnswer) {
-    for (const char* method : {"sizeofaudio", "SizeOfAudio ", "", "GetPid", "SendPMTdata"}) {
-        SCOPED_TRACE(method);
-        Ondrel::TCMessage reply = Dispatch(Method(method));
+    const Json::Value methods[] = {
+        "sizeofaudio", "SizeOfAudio ", "", "GetPid", "SendPMTdata", 7, -1.5, true};
+    for (const Json::Value& method : methods) {
+        SCOPED_TRACE(method.toStyledString());
+        Json::Value body;
+        body["method"] = method;
+        Ondrel::TCMessage reply = Dispatch(body);
         Json::Value only_default;
         only_default["return_data"] = "";
         EXPECT_EQ(reply.body, only_default);
@@ -50,16 +55,15 @@ TEST_F(DispatchTest, WrongKindsGetTheUnknownMethodAnswerAndOneErrorLine) {
     object_method["method"]["name"] = "SizeOfAudio";
     Json::Value array_body(Json::arrayValue);
     array_body.append("SizeOfAudio");
-    Json::Value number_method;
-    number_method["method"] = 7;
+    Json::Value array_method;
+    array_method["method"].append("SizeOfAudio");
 
     const struct {
         Json::Value body;
         const char* error;
     } cases[] = {
         {object_method, "E:There is no matched method: \"method\" is an object, not a string"},
-        {number_method,
-         "E:There is no matched method: \"method\" is a signed integer, not a string"},
+        {array_method, "E:There is no matched method: \"method\" is an array, not a string"},
         {array_body, "E:There is no matched method: the request body is an array, not an object"},
         {Json::Value(12),
          "E:There is no matched method: the request body is a signed integer, "

@@ -1,7 +1,11 @@
 // "SendPMTData": parser lifetime, reset, programme lookup, catalogue replacement, stream routing.
 #include <gmock/gmock.h>
 
+#include <set>
+#include <sstream>
+
 #include "TCPMTParser.h"
+#include "bus_fixture.h"
 #include "pmt_fixture.h"
 
 using ::testing::ElementsAre;
@@ -102,56 +106,78 @@ TEST_F(PmtHandlerTest, ResetDropsHeldSectionsButNotTheCatalogue) {
     EXPECT_EQ(Sizes(audio, video), 1u);  // the catalogue stays
 }
 
-TEST_F(PmtHandlerTest, ProgrammeNumberKeepsItsLowSixteenBits) {
-    EXPECT_EQ(SendPmt(OneOfEach(1), 65537), Json::Value(0));
-    EXPECT_EQ(SendPmt(OneOfEach(0xFFFF), -1), Json::Value(0));
-    Json::Value data;
-    data["programNum"] = 1.0 * 0x10002;  // a whole-valued number counts as an integer
-    EXPECT_EQ(Dispatch(Method("SendPMTData", data), OneOfEach(2)).body["return_data"],
-              Json::Value(0));
-}
-
-TEST_F(PmtHandlerTest, MissingDataReadsResetFalseAndProgrammeZero) {
-    EXPECT_EQ(Dispatch(Method("SendPMTData"), OneOfEach(0)).body["return_data"], Json::Value(0));
-}
-
-TEST_F(PmtHandlerTest, MembersOfTheWrongKindAreRefused) {
-    ASSERT_EQ(SendPmt(OneOfEach()), Json::Value(0));
-    Json::Value reset_number;
-    reset_number["reset"] = 1;
-    Json::Value program_string;
-    program_string["programNum"] = "1";
-    Json::Value program_real;
-    program_real["programNum"] = 1.5;
-    Json::Value program_wide;
-    program_wide["programNum"] = Json::Value(Json::UInt64(0x100000001ull));
+// "reset" and "programNum" read as asBool and asInt read them; what those would throw on is
+// refused with the answer 1, one error line, and the catalogue left as it was.
+TEST_F(PmtHandlerTest, ResetAndProgrammeAreConvertedOrRefused) {
+    const auto parse = [](const char* text) { return test_support::ParseJson(text); };
     const struct {
-        Json::Value data;
-        const char* error;
+        const char* data;  // the "data" member as JSON text
+        bool accepted;
+        bool reset;          // when accepted: whether the parser was reset
+        uint16_t programme;  // when accepted: the programme looked up
+        const char* error;   // when refused: the error line
     } cases[] = {
-        {Json::Value("x"), "E:SendPMTData refused: \"data\" is a string, not an object"},
-        {Json::Value(Json::arrayValue),
-         "E:SendPMTData refused: \"data\" is an array, not an object"},
-        {reset_number, "E:SendPMTData refused: \"reset\" is a signed integer, not a boolean"},
-        {program_string,
-         "E:SendPMTData refused: \"programNum\" is a string, not a signed 32-bit integer"},
-        {program_real,
-         "E:SendPMTData refused: \"programNum\" is a real number, not a signed 32-bit integer"},
-        {program_wide,
-         "E:SendPMTData refused: \"programNum\" is an unsigned integer, not a "
-         "signed 32-bit integer"},
+        {"null", true, false, 0, nullptr},
+        {R"({"reset": true, "programNum": 8803})", true, true, 8803, nullptr},
+        {R"({"reset": 1, "programNum": 7})", true, true, 7, nullptr},
+        {R"({"reset": 0, "programNum": 7})", true, false, 7, nullptr},
+        {R"({"reset": -0.5, "programNum": 7})", true, true, 7, nullptr},
+        {R"({"reset": null, "programNum": 7})", true, false, 7, nullptr},
+        {R"({"programNum": 8803.5})", true, false, 8803, nullptr},
+        {R"({"programNum": -0.9})", true, false, 0, nullptr},
+        {R"({"programNum": true})", true, false, 1, nullptr},
+        {R"({"programNum": 65537})", true, false, 1, nullptr},
+        {R"({"programNum": -1})", true, false, 0xFFFF, nullptr},
+        {R"({"programNum": 2147483647})", true, false, 0xFFFF, nullptr},
+        {R"({"programNum": -2147483648})", true, false, 0, nullptr},
+        {"\"x\"", false, false, 0, "E:SendPMTData refused: \"data\" is a string, not an object"},
+        {"[]", false, false, 0, "E:SendPMTData refused: \"data\" is an array, not an object"},
+        {"5", false, false, 0,
+         "E:SendPMTData refused: \"data\" is a signed integer, not an object"},
+        {R"({"reset": "true"})", false, false, 0,
+         "E:SendPMTData refused: \"reset\" is a string, not a boolean"},
+        {R"({"reset": [true]})", false, false, 0,
+         "E:SendPMTData refused: \"reset\" is an array, not a boolean"},
+        {R"({"reset": {}})", false, false, 0,
+         "E:SendPMTData refused: \"reset\" is an object, not a boolean"},
+        {R"({"programNum": "1"})", false, false, 0,
+         "E:SendPMTData refused: \"programNum\" is a string, not a number within the signed "
+         "32-bit range"},
+        {R"({"programNum": [1]})", false, false, 0,
+         "E:SendPMTData refused: \"programNum\" is an array, not a number within the signed "
+         "32-bit range"},
+        {R"({"programNum": 9223372036854775808})", false, false, 0,
+         "E:SendPMTData refused: \"programNum\" is an unsigned integer, not a number within the "
+         "signed 32-bit range"},
+        {R"({"programNum": 2147483648})", false, false, 0,
+         "E:SendPMTData refused: \"programNum\" is a signed integer, not a number within the "
+         "signed 32-bit range"},
+        {R"({"programNum": 2147483647.5})", false, false, 0,
+         "E:SendPMTData refused: \"programNum\" is a real number, not a number within the "
+         "signed 32-bit range"},
     };
+    ASSERT_EQ(SendPmt(OneOfEach(9), 9), Json::Value(0));
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.error);
+        SCOPED_TRACE(c.data);
+        // The parser forgets earlier sections, so only the programme converted can be found.
+        Dispatch(Method("SendPMTData", parse(R"({"reset": true})")));
         TakeLog();
-        EXPECT_EQ(Dispatch(Method("SendPMTData", c.data), OneOfEach(9)).body["return_data"],
-                  Json::Value(1));
-        EXPECT_THAT(TakeLog(),
-                    ElementsAre(testing::_, c.error, "I:Data parsing is done!", "I:ret_data = 1"));
+        const Json::Value answer =
+            Dispatch(Method("SendPMTData", parse(c.data)), OneOfEach(c.accepted ? c.programme : 9))
+                .body["return_data"];
+        const auto log = TakeLog();
+        if (c.accepted) {
+            EXPECT_EQ(answer, Json::Value(0));
+            EXPECT_EQ(Matching(log, "reset parser").size(), c.reset ? 1u : 0u);
+        } else {
+            EXPECT_EQ(answer, Json::Value(1));
+            EXPECT_THAT(
+                log, ElementsAre(testing::_, c.error, "I:Data parsing is done!", "I:ret_data = 1"));
+            size_t audio = 0, video = 0;
+            EXPECT_EQ(Sizes(audio, video), 1u);
+            EXPECT_EQ(Audio(0).pid, 0x101);
+        }
     }
-    size_t audio = 0, video = 0;
-    EXPECT_EQ(Sizes(audio, video), 1u);
-    EXPECT_EQ(Video(0).pid, 0x100);
 }
 
 TEST_F(PmtHandlerTest, RoutesEveryStreamTypeOfTheTable) {
@@ -184,4 +210,46 @@ TEST_F(PmtHandlerTest, RoutesEveryStreamTypeOfTheTable) {
     EXPECT_THAT(Matching(log, "PMT_STREAM_TYPE_PRIVATE"),
                 ElementsAre("I:Stream type is PMT_STREAM_TYPE_PRIVATE"));
     EXPECT_EQ(Matching(log, "Neither Audio/Video").size(), 2u);  // 0x0B and 0x24
+}
+
+// The TrevaloServiceServer class lives in several files but logs as one unit: over a request mix
+// that reaches every one of them, each line names either the dispatcher's file or the class's.
+TEST_F(PmtHandlerTest, EveryLineOfTheCatalogueClassNamesItsUnit) {
+    const Bytes section =
+        PmtBuilder()
+            .Stream(0x1B, 0x100, {StreamIdentifier(1), CA(0x0B00, 0x1FF0)})
+            .Stream(0x03, 0x101, {Language({{"fra", 0}})})
+            .Stream(0x06, 0x102,
+                    {StreamIdentifier(3), Descriptor(0x6A, {0x00}), Language({{"eng", 0}})})
+            .Stream(0x06, 0x103, {Subtitling({{"fin", 0x10, 1, 1}}), Teletext({{"swe", 2, 1, 0}})})
+            .Build();
+    ASSERT_EQ(SendPmt(section), Json::Value(0));
+    for (const char* method :
+         {"SizeOfAudio", "SizeOfVideo", "SizeOfSubtitle", "GetAudio", "GetVideo", "GetSubtitle",
+          "GetPID", "GetCurrentVideoPlayingTime", "Unknown"}) {
+        Dispatch(Method(method, 0));
+    }
+    Dispatch(Method("GetSubtitle", 99));
+    Dispatch(Method("SaveCurrentVideoPlayingTime"), {1, 2, 3, 4});
+
+    std::set<std::string> functions;
+    std::istringstream lines(log_->Text());
+    for (std::string line; std::getline(lines, line);) {
+        const size_t header = line.find("/TREVALO_SERVICE(");
+        if (header == std::string::npos) continue;  // the inside of a multi-line message
+        const size_t file = line.find("): ", header) + 3;
+        const size_t function = line.find(": ", file) + 2;
+        const std::string unit = line.substr(file, function - 2 - file);
+        const std::string name = line.substr(function, line.find('(', function) - function);
+        SCOPED_TRACE(line);
+        EXPECT_EQ(unit,
+                  name == "IfMessageReceived" ? "TrevaloService.cpp" : "TrevaloServiceServer.cpp");
+        functions.insert(name);
+    }
+    // The mix reached the PMT path, private streams, TV-service lookups, queries, playing time.
+    for (const char* name : {"ParsePMT", "ProcessPrivatePESAndFillAudio", "GetAudioInfo", "GetPID",
+                             "GetSubtitle", "SaveCurrentVideoPlayingTimeAtTrevaloService",
+                             "GetCurrentVideoPlayingTimeFromTrevaloService"}) {
+        EXPECT_EQ(functions.count(name), 1u) << name;
+    }
 }
