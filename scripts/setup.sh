@@ -5,7 +5,7 @@ set -euo pipefail
 
 packages=(
   build-essential cmake pkg-config clang clang-format libclang-rt-14-dev
-  libglib2.0-dev libglib2.0-bin libjsoncpp-dev libefl-all-dev dbus-daemon dbus-bin
+  libglib2.0-dev libglib2.0-bin libsystemd-dev libjsoncpp-dev libefl-all-dev dbus-daemon dbus-bin
   libgtest-dev libgmock-dev libbenchmark-dev libdvbpsi-dev ffmpeg systemd
 )
 

@@ -1,13 +1,20 @@
 #include "dlog.h"
 
+#include <strings.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
+
+#include "dlog_environment.h"
+#include "journal.h"
+#include "stderr_gatherer.h"
 
 namespace {
 
@@ -18,21 +25,6 @@ constexpr size_t kPrefixLimit = 1024;
 char PriorityLetter(int prio) {
     static const char kLetters[] = "??VDIWEF";
     return (prio >= DLOG_VERBOSE && prio <= DLOG_FATAL) ? kLetters[prio] : '?';
-}
-
-// Loops only for the rare short write to a pipe; a line still leaves in one write(2) call when
-// the kernel takes it whole, which it does for lines below PIPE_BUF and for regular files.
-ssize_t WriteAll(const char* bytes, size_t length) {
-    size_t done = 0;
-    while (done < length) {
-        ssize_t n = write(STDERR_FILENO, bytes + done, length - done);
-        if (n < 0) {
-            if (errno == EINTR) continue;
-            return -1;
-        }
-        done += static_cast<size_t>(n);
-    }
-    return static_cast<ssize_t>(done);
 }
 
 // The bytes of one line: on the stack while they fit, as the platform's own lines always do; on
@@ -161,25 +153,96 @@ bool AppendFormatted(Line& out, const char* fmt, va_list args) {
     }
 }
 
+// The lowest priority DLOG_MIN_PRIORITY names: a priority's number, letter or name, any case.
+// -1 when the value is none of these.
+int ParseMinPriority(const char* text) {
+    static const char* const kNames[] = {"unknown", "default", "verbose", "debug", "info",
+                                         "warn",    "error",   "fatal",   "silent"};
+    static const char kLetters[] = "??VDIWEFS";
+    if (text[0] >= '0' && text[0] <= '8' && text[1] == '\0') return text[0] - '0';
+    for (int prio = DLOG_UNKNOWN; prio <= DLOG_SILENT; ++prio) {
+        if (strcasecmp(text, kNames[prio]) == 0) return prio;
+        if (prio >= DLOG_VERBOSE && text[1] == '\0' && std::toupper(text[0]) == kLetters[prio]) {
+            return prio;
+        }
+    }
+    return strcasecmp(text, "warning") == 0 ? DLOG_WARN : -1;
+}
+
+struct Settings {
+    int min_priority = DLOG_UNKNOWN;
+    bool journal = false;
+};
+Settings g_Settings;
+
+const Settings& CurrentSettings() {
+    static const bool read = (dlog::ReadEnvironment(), true);
+    (void)read;
+    return g_Settings;
+}
+
+// Said directly, not through __dlog_print: the settings are being read.
+void WarnBadMinPriority(const char* value) {
+    const std::string line = "W/DLOG(" + std::to_string(getpid()) + "): DLOG_MIN_PRIORITY=\"" +
+                             value +
+                             "\" is not a priority (V D I W E F S, verbose ... silent, or 0-8): "
+                             "every line is written\n";
+    dlog::WriteToStderr(line.data(), line.size(), false);
+}
+
+// The file, function and line a line's format starts with, by the platform's convention.
+dlog::CodeLocation CodeLocationOf(const char* fmt, va_list args) {
+    static const char kCodePrefix[] = "%s: %s(%d) > ";
+    dlog::CodeLocation code;
+    if (std::strncmp(fmt, kCodePrefix, sizeof kCodePrefix - 1) != 0) return code;
+    va_list copy;
+    va_copy(copy, args);
+    code.file = va_arg(copy, const char*);
+    code.function = va_arg(copy, const char*);
+    code.line = va_arg(copy, int);
+    va_end(copy);
+    return code;
+}
+
 }  // namespace
+
+void dlog::ReadEnvironment() {
+    g_Settings = Settings();
+    g_Settings.journal = StderrIsJournal(std::getenv("JOURNAL_STREAM"));
+    const char* min = std::getenv("DLOG_MIN_PRIORITY");
+    if (min == nullptr || min[0] == '\0') return;
+    const int prio = ParseMinPriority(min);
+    if (prio >= 0) {
+        g_Settings.min_priority = prio;
+    } else {
+        WarnBadMinPriority(min);
+    }
+}
 
 extern "C" int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ...) {
     if (log_id < LOG_ID_MAIN || log_id >= LOG_ID_MAX || fmt == nullptr) return -1;
     if (tag == nullptr) tag = "";
+    const Settings& settings = CurrentSettings();
+    if (prio < settings.min_priority) return 0;
     static const int pid = static_cast<int>(getpid());
 
     Line line;
+    // The journal's MESSAGE field is the line itself: the field name goes in front of it.
+    if (settings.journal) line.append("MESSAGE=");
+    const size_t start = line.size();
     line.push_back(PriorityLetter(prio));
     line.push_back('/');
     line.append(tag);
     line.push_back('(');
     AppendSigned(line, pid);
     line.append("): ");
-    if (line.size() >= kPrefixLimit) line.resize(kPrefixLimit - 1);
+    if (line.size() - start >= kPrefixLimit) line.resize(start + kPrefixLimit - 1);
     const size_t prefix = line.size();
 
     va_list args;
     va_start(args, fmt);
+    const dlog::CodeLocation code =
+        settings.journal ? CodeLocationOf(fmt, args) : dlog::CodeLocation();
     va_list retry;
     va_copy(retry, args);
     const bool formatted = AppendFormatted(line, fmt, args);
@@ -206,5 +269,12 @@ extern "C" int __dlog_print(log_id_t log_id, int prio, const char* tag, const ch
         }
     }
     va_end(retry);
-    return static_cast<int>(WriteAll(line.data(), line.size()));
+    const size_t length = line.size() - start;
+    if (settings.journal) {
+        const bool newline = length > 0 && line.data()[line.size() - 1] == '\n';
+        if (dlog::SendToJournal(prio, tag, line.data(), line.size() - newline, code)) {
+            return static_cast<int>(length);
+        }
+    }
+    return static_cast<int>(dlog::WriteToStderr(line.data() + start, length, prio >= DLOG_ERROR));
 }

@@ -1,4 +1,7 @@
-// Platform log: one call writes one line to the log sink (standard error on this platform build).
+// Platform log: one call makes one line. On this platform build the line goes to standard error,
+// or to the journal as one entry when standard error is the journal's stream (JOURNAL_STREAM).
+// Lines below DLOG_MIN_PRIORITY (V D I W E F S, verbose ... silent, or 0-8) are dropped
+// unformatted.
 #ifndef PLATFORM_DLOG_H
 #define PLATFORM_DLOG_H
 
@@ -20,9 +23,16 @@ typedef enum {
     DLOG_SILENT
 } log_priority;
 
-// Writes "<P>/<TAG>(<pid>): <formatted text>" in a single write(2), P being one of V D I W E F
-// for DLOG_VERBOSE..DLOG_FATAL. The formatted text is written as it stands: the caller supplies
-// its newline. Returns the number of bytes written, or a negative value on failure.
+// Makes the line "<P>/<TAG>(<pid>): <formatted text>", P being one of V D I W E F for
+// DLOG_VERBOSE..DLOG_FATAL. The formatted text is kept as it stands: the caller supplies its
+// newline. On standard error, lines logged while the default GLib main context dispatches (on
+// the thread running it) are gathered and written together when the loop goes idle; an error or
+// fatal line leaves at once with those before it; any other line is written at once; pending
+// lines also leave at exit and on SIGSEGV, SIGBUS, SIGILL, SIGFPE and SIGABRT. In the journal the
+// entry has the line (without its final newline) as MESSAGE, the tag as SYSLOG_IDENTIFIER, the
+// priority, and, when `fmt` starts with the platform's "%s: %s(%d) > " (file, function, line),
+// CODE_FILE, CODE_FUNC and CODE_LINE. Returns the length of the line, 0 for a line below the
+// minimum priority, or a negative value on failure.
 int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ...)
     __attribute__((format(printf, 4, 5)));
 
