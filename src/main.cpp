@@ -1,7 +1,6 @@
 #include <Ecore.h>
 #include <glib-unix.h>
 #include <glib.h>
-#include <malloc.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -34,17 +33,9 @@ void InitClock() {
     ecore_init();
 }
 
-// A client may send a buffer at the bus's message limit (32 MiB). glibc raises its mmap threshold
-// to the size of each large block freed, so such a buffer would later be served from the heap and
-// stay resident; a fixed threshold gives every large block back when it is freed.
-void ReturnLargeBlocksWhenFreed() {
-    mallopt(M_MMAP_THRESHOLD, 128 * 1024);
-}
-
 }  // namespace
 
 int main() {
-    ReturnLargeBlocksWhenFreed();
     InitClock();
     g_service = new TrevaloService();
     TREVALO_LOGI("Main Begin");
