@@ -9,7 +9,9 @@
 //
 //   --rounds       passes over each scenario's requests, in units of a few hundred (default 20)
 //   --per-client   requests of each of the 8 concurrent clients (default 10000)
-//   --only         one scenario after the start-up measurements: queries, pmt, channel or load
+//   --only         one scenario after the start-up measurements: queries, pmt, channel,
+//                  catalogue (the whole catalogue per channel change, classic way against
+//                  GetCatalogue, and a listener of CatalogueChanged) or load
 //   --samples      the file for every latency sample of the channel-change scenario
 //                  (tab-separated: target, burst, method, microseconds), for plot_latency.sh
 //   --keep         leaves the bus directory, with the service's log, in /tmp
@@ -30,12 +32,15 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <condition_variable>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
+#include <future>
 #include <map>
 #include <memory>
+#include <mutex>
 #include <set>
 #include <sstream>
 #include <stdexcept>
@@ -709,6 +714,215 @@ long FileSize(const std::string& path) {
     return file ? static_cast<long>(file.tellg()) : -1;
 }
 
+// ---------------------------------------------------------------------------------------------
+// Channel change, the whole catalogue in hand: the classic way (the three sizes, every entry by
+// index, GetPID for every tag) against "GetCatalogue", each timed from sending the PMT to
+// holding the whole catalogue; and a listener that reads the catalogue when "CatalogueChanged"
+// arrives, timed from the moment "SendPMTData" was answered.
+
+// The catalogue as {"video": [...], "audio": [...], "subtitle": [...]}, plus "pids" by tag for
+// the classic way; counts the requests it took in `requests`.
+Json::Value CatalogueTheClassicWay(Client& service, size_t& requests) {
+    Json::Value catalogue(Json::objectValue);
+    std::set<int> tags;
+    for (const auto& [list, kind] : {std::pair<const char*, const char*>{"video", "Video"},
+                                     {"audio", "Audio"},
+                                     {"subtitle", "Subtitle"}}) {
+        Json::Value& entries = catalogue[list] = Json::Value(Json::arrayValue);
+        const int size = ReturnData(service, Query(std::string("SizeOf") + kind)).asInt();
+        ++requests;
+        for (int index = 0; index < size; ++index) {
+            const Json::Value text = ReturnData(service, Query(std::string("Get") + kind, index));
+            ++requests;
+            tags.insert(entries.append(ParseJson(text.asString()))["comp_tag"].asInt());
+        }
+    }
+    Json::Value& pids = catalogue["pids"] = Json::Value(Json::objectValue);
+    for (int tag : tags) {
+        pids[std::to_string(tag)] = ReturnData(service, Query("GetPID", tag));
+        ++requests;
+    }
+    return catalogue;
+}
+
+Json::Value CatalogueInOneCall(Client& service) {
+    return ReturnData(service, Query("GetCatalogue"));
+}
+
+void ChangeChannel(Client& service, const Section& section) {
+    if (ReturnData(service, SendPmt(section, true)).asInt() != 0) {
+        throw std::runtime_error(section.file + " is not accepted by the service");
+    }
+}
+
+// A second client on a thread of its own: reads the whole catalogue whenever the service
+// announces one, and notes when it holds it.
+class CatalogueListener {
+  public:
+    explicit CatalogueListener(const std::string& address) : m_Context(g_main_context_new()) {
+        std::promise<void> subscribed;
+        m_Thread = std::thread([this, address, &subscribed] {
+            g_main_context_push_thread_default(m_Context);
+            Client service(address, kServiceName);
+            GDBusConnection* bus = Connect(address);
+            const guint subscription = g_dbus_connection_signal_subscribe(
+                bus, WellKnownName(kServiceName).c_str(), kInterface, "CatalogueChanged",
+                ObjectPath(kServiceName).c_str(), nullptr, G_DBUS_SIGNAL_FLAGS_NONE,
+                &CatalogueListener::OnSignal, this, nullptr);
+            // The match rule reaches the daemon before anything this connection sends later.
+            GVariant* id = g_dbus_connection_call_sync(
+                bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+            if (id != nullptr) g_variant_unref(id);
+            m_Service = &service;
+            subscribed.set_value();
+            while (!m_Stop) g_main_context_iteration(m_Context, TRUE);
+            g_dbus_connection_signal_unsubscribe(bus, subscription);
+            g_dbus_connection_close_sync(bus, nullptr, nullptr);
+            g_object_unref(bus);
+            while (g_main_context_iteration(m_Context, FALSE)) {
+            }
+            g_main_context_pop_thread_default(m_Context);
+        });
+        subscribed.get_future().wait();
+    }
+    ~CatalogueListener() {
+        m_Stop = true;
+        g_main_context_wakeup(m_Context);
+        m_Thread.join();
+        g_main_context_unref(m_Context);
+    }
+
+    // The moment the listener held the catalogue of the `count`-th announcement (from 1).
+    Clock::time_point WaitForCatalogue(size_t count) {
+        std::unique_lock<std::mutex> lock(m_Mutex);
+        if (!m_Changed.wait_for(lock, std::chrono::seconds(10),
+                                [&] { return m_Held.size() >= count || m_Failed; })) {
+            throw std::runtime_error("no CatalogueChanged from the service");
+        }
+        if (m_Failed) throw std::runtime_error("the listener could not read the catalogue");
+        return m_Held[count - 1];
+    }
+
+  private:
+    static void OnSignal(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
+                         GVariant*, gpointer self) {
+        auto* listener = static_cast<CatalogueListener*>(self);
+        bool held_it = true;
+        try {
+            held_it = CatalogueInOneCall(*listener->m_Service).isObject();
+        } catch (const std::exception&) {
+            held_it = false;
+        }
+        const Clock::time_point held = Clock::now();
+        std::lock_guard<std::mutex> lock(listener->m_Mutex);
+        listener->m_Held.push_back(held);
+        listener->m_Failed = listener->m_Failed || !held_it;
+        listener->m_Changed.notify_one();
+    }
+
+    GMainContext* m_Context;
+    std::thread m_Thread;
+    std::atomic<bool> m_Stop{false};
+    Client* m_Service = nullptr;
+    std::mutex m_Mutex;
+    std::condition_variable m_Changed;
+    std::vector<Clock::time_point> m_Held;
+    bool m_Failed = false;
+};
+
+void PrintLatencies(const char* label, const Series& series, const char* extra) {
+    double sum = 0;
+    for (double us : series.latency_us) sum += us;
+    std::printf("  %-34s %7.1f us mean %7.1f p50 %7.1f p99%s\n", label,
+                sum / series.latency_us.size(), series.Percentile(0.50), series.Percentile(0.99),
+                extra);
+}
+
+double Mean(const std::vector<double>& values) {
+    double sum = 0;
+    for (double value : values) sum += value;
+    return values.empty() ? 0 : sum / values.size();
+}
+
+void RunWholeCatalogueScenario(const std::string& address, const std::vector<Section>& sections,
+                               int rounds) {
+    Client service(address, kServiceName);
+    // Both ways must hold the same catalogue; the classic way takes this many requests.
+    size_t classic_requests = 0;
+    for (const Section& section : sections) {
+        ChangeChannel(service, section);
+        ++classic_requests;
+        const Json::Value classic = CatalogueTheClassicWay(service, classic_requests);
+        Json::Value whole = CatalogueInOneCall(service);
+        for (const char* list : {"video", "audio", "subtitle"}) {
+            if (whole[list] != classic[list]) {
+                throw std::runtime_error(section.file + ": GetCatalogue differs from the " + list +
+                                         " entries read one by one");
+            }
+        }
+    }
+    std::vector<Series> classic(sections.size()), whole(sections.size());
+    for (int round = 0; round < rounds * 5; ++round) {
+        for (size_t s = 0; s < sections.size(); ++s) {
+            for (int which = 0; which < 2; ++which) {
+                const bool classic_turn = (which == 0) == ((round + s) % 2 == 0);
+                const auto start = Clock::now();
+                ChangeChannel(service, sections[s]);
+                size_t ignored = 0;
+                const Json::Value held = classic_turn ? CatalogueTheClassicWay(service, ignored)
+                                                      : CatalogueInOneCall(service);
+                (classic_turn ? classic : whole)[s].latency_us.push_back(
+                    Microseconds(Clock::now() - start));
+                if (!held.isObject()) throw std::runtime_error("no catalogue");
+            }
+        }
+    }
+    Series classic_all, whole_all;
+    std::vector<double> ratios;
+    for (size_t s = 0; s < sections.size(); ++s) {
+        ratios.push_back(classic[s].TrimmedMeanUs() / whole[s].TrimmedMeanUs());
+        for (Series* pair : {&classic[s], &whole[s]}) {
+            Series& all = pair == &classic[s] ? classic_all : whole_all;
+            all.latency_us.insert(all.latency_us.end(), pair->latency_us.begin(),
+                                  pair->latency_us.end());
+        }
+    }
+    std::printf(
+        "whole catalogue per channel change, from sending the PMT to holding it "
+        "(%zu sections, %zu changes each way):\n",
+        sections.size(), classic_all.latency_us.size());
+    char requests[64];
+    std::snprintf(requests, sizeof requests, "  (%.2f requests)",
+                  static_cast<double>(classic_requests) / sections.size());
+    PrintLatencies("classic: sizes, entries, GetPID", classic_all, requests);
+    PrintLatencies("new: GetCatalogue", whole_all, "  (2 requests)");
+    std::printf(
+        "  new faster by %.2fx on the mean of all changes (%.2fx without the slowest "
+        "1 %%); per section %.2fx on average, from %.2fx to %.2fx\n",
+        Mean(classic_all.latency_us) / Mean(whole_all.latency_us),
+        classic_all.TrimmedMeanUs() / whole_all.TrimmedMeanUs(), Mean(ratios),
+        *std::min_element(ratios.begin(), ratios.end()),
+        *std::max_element(ratios.begin(), ratios.end()));
+
+    // The listener: from "SendPMTData" answered here to the catalogue held there.
+    Series announced;
+    {
+        CatalogueListener listener(address);
+        size_t changes = 0;
+        for (int round = 0; round < rounds; ++round) {
+            for (const Section& section : sections) {
+                ChangeChannel(service, section);
+                const auto answered = Clock::now();
+                announced.latency_us.push_back(
+                    Microseconds(listener.WaitForCatalogue(++changes) - answered));
+            }
+        }
+    }
+    PrintLatencies("listener, answer to catalogue held", announced, "");
+    std::printf("\n");
+}
+
 struct Options {
     int rounds = 20;
     int per_client = 10000;
@@ -716,7 +930,7 @@ struct Options {
     bool keep = false;
     std::vector<std::string> wrap;       // before the service's command line
     std::vector<std::string> wrap_echo;  // before the echo server's
-    std::string only;                    // one scenario: queries, pmt, channel or load
+    std::string only;                    // one scenario: queries, pmt, channel, catalogue or load
     std::string service = TREVALO_SERVICE_BINARY;
 };
 
@@ -834,6 +1048,7 @@ int RunBenchmark(const Options& options) {
         PrintOutcome(outcomes.back());
         samples.close();
     }
+    if (wanted("catalogue")) RunWholeCatalogueScenario(daemon.Address(), sections, rounds);
 
     // The load: the catalogue of the largest section, mixed reads and the same PMT again.
     const std::vector<Request> mix{SendPmt(largest, false), Query("SizeOfAudio"),
@@ -942,7 +1157,7 @@ int main(int argc, char** argv) {
                 std::fprintf(stderr,
                              "usage: %s [--rounds N] [--per-client N] [--samples FILE] [--keep] "
                              "[--wrap \"COMMAND ...\"] [--wrap-echo \"COMMAND ...\"] "
-                             "[--only queries|pmt|channel|load] [--service PATH]\n",
+                             "[--only queries|pmt|channel|catalogue|load] [--service PATH]\n",
                              argv[0]);
                 return 2;
             }

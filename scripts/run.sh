@@ -82,22 +82,37 @@ fi
 step "starting trevalo_service (its log: $demo/service.log)"
 "$build/bin/trevalo_service" 2>"$demo/service.log" &
 service_pid=$!
-name_owned() {
+# The pid of the process owning the name; empty while nobody does.
+owner_pid() {
   gdbus call --address "$DBUS_SESSION_BUS_ADDRESS" --dest org.freedesktop.DBus \
-    --object-path /org/freedesktop/DBus --method org.freedesktop.DBus.NameHasOwner \
-    "$bus_name" 2>/dev/null | grep -q true
+    --object-path /org/freedesktop/DBus --method org.freedesktop.DBus.GetConnectionUnixProcessID \
+    "$bus_name" 2>/dev/null | sed -n 's/^(uint32 \([0-9]*\),)$/\1/p'
 }
+# Another process may own the name already: only the one started here will do.
+owner=
 for _ in $(seq 200); do
+  owner=$(owner_pid)
+  [ "$owner" = "$service_pid" ] && break
   if ! kill -0 "$service_pid" 2>/dev/null; then
     tail -n 5 "$demo/service.log" >&2
-    echo "run.sh: trevalo_service stopped at once (is another one on this bus already?)" >&2
+    if [ -n "$owner" ]; then
+      echo "run.sh: $bus_name is owned by another process (pid $owner:" \
+        "$(readlink "/proc/$owner/exe" 2>/dev/null || echo 'executable unknown')), so the" \
+        "trevalo_service started here stopped; stop that one or use another bus" >&2
+    else
+      echo "run.sh: trevalo_service stopped at once: see $demo/service.log" >&2
+    fi
     service_pid=
     exit 1
   fi
-  name_owned && break
   sleep 0.05
 done
-echo "trevalo_service owns $bus_name"
+if [ "$owner" != "$service_pid" ]; then
+  echo "run.sh: after 10 s, $bus_name is owned by ${owner:-nobody}, not by the" \
+    "trevalo_service started here (pid $service_pid): see $demo/service.log" >&2
+  exit 1
+fi
+echo "trevalo_service (pid $service_pid) owns $bus_name"
 
 sample=$demo/sample.ts
 step "making a sample broadcast stream with ffmpeg: $sample"

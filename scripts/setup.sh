@@ -6,7 +6,8 @@ set -euo pipefail
 packages=(
   build-essential cmake pkg-config clang clang-format libclang-rt-14-dev
   libglib2.0-dev libglib2.0-bin libsystemd-dev libjsoncpp-dev libefl-all-dev dbus-daemon dbus-bin
-  libgtest-dev libgmock-dev libbenchmark-dev libdvbpsi-dev ffmpeg systemd
+  libgtest-dev libgmock-dev libbenchmark-dev libdvbpsi-dev ffmpeg libdbus-1-dev groff-base man-db
+  systemd
 )
 
 missing=()

@@ -29,6 +29,8 @@ const Route kRoutes[] = {
      &TrevaloServiceServer::GetCurrentVideoPlayingTimeFromTrevaloService},
     {"SaveCurrentVideoPlayingTime",
      &TrevaloServiceServer::SaveCurrentVideoPlayingTimeAtTrevaloService},
+    // An extension beside the eleven; an older service answers it as an unknown method.
+    {"GetCatalogue", &TrevaloServiceServer::GetCatalogue},
 };
 
 constexpr const char kSignalMethod[] = "SendPESDataWithFirstPTS";

@@ -2,6 +2,7 @@
 // each elementary stream by type, the descriptor scan, and the video and audio records.
 #include "TrevaloServiceServer.h"
 
+#include "Ondrel/TCServer.h"
 #include "TCPMTParser.h"
 #include "TVServiceAPI.h"
 #include "TrevaloLanguageCode.h"
@@ -39,6 +40,19 @@ enum StreamType : unsigned char {
 };
 
 constexpr uint8_t kNoComponentTag = 0xFF;
+
+// Tells every listener that the catalogue was rebuilt, and of which programme: the signal
+// "CatalogueChanged" from the server TrevaloService registers, with the list sizes.
+void AnnounceCatalogue(unsigned short program_number) {
+    Json::Value body(Json::objectValue);
+    body["programNum"] = Json::Value(static_cast<int>(program_number));
+    body["video"] = Json::Value(static_cast<unsigned int>(TrevaloServiceServer::vidList->size()));
+    body["audio"] = Json::Value(static_cast<unsigned int>(TrevaloServiceServer::audList->size()));
+    body["subtitle"] =
+        Json::Value(static_cast<unsigned int>(TrevaloServiceServer::sbtList->size()));
+    const TCMessage signal(body);
+    Ondrel::TCServer::SendSignal("trevalo_service", "CatalogueChanged", &signal);
+}
 
 template <typename Component>
 void ReleaseList(ComponentList<Component>*& list) {
@@ -169,6 +183,7 @@ void TrevaloServiceServer::ParsePMT(const TCMessage& request, TCMessage& reply) 
         TREVALO_LOGI("Number of elementary streams %d", streams);
         for (int index = 0; index < streams; ++index) m_ProcessComponents(instance, index);
         reply.body["return_data"] = Json::Value(0);
+        AnnounceCatalogue(program_number);
     }
     TREVALO_LOGI("Data parsing is done!");
 }

@@ -65,6 +65,8 @@ class TrevaloServiceServer {
     static void SizeOfVideo(const Ondrel::TCMessage& request, Ondrel::TCMessage& reply);
     static void GetSubtitle(const Ondrel::TCMessage& request, Ondrel::TCMessage& reply);
     static void SizeOfSubtitle(const Ondrel::TCMessage& request, Ondrel::TCMessage& reply);
+    // Beside the eleven methods: the three lists in one answer.
+    static void GetCatalogue(const Ondrel::TCMessage& request, Ondrel::TCMessage& reply);
     static void GetCurrentVideoPlayingTimeFromTrevaloService(const Ondrel::TCMessage& request,
                                                              Ondrel::TCMessage& reply);
     static void SaveCurrentVideoPlayingTimeAtTrevaloService(const Ondrel::TCMessage& request,

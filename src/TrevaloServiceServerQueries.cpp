@@ -1,4 +1,5 @@
-// The catalogue queries: list sizes, entries by index, and the PID behind a component tag.
+// The catalogue queries: list sizes, entries by index, the whole catalogue at once, and the PID
+// behind a component tag.
 #include <json/value.h>
 
 #include "TrevaloRequest.h"
@@ -25,6 +26,48 @@ const Component* FirstWithTag(const ComponentList<Component>& list, uint8_t tag)
         if (component->comp_tag == tag) return component.get();
     }
     return nullptr;
+}
+
+// The entry objects of the entry queries, one member per record field. "GetCatalogue" answers
+// the very same objects, so the two ways of reading the catalogue cannot disagree.
+Json::Value EntryObject(const AudioComponent& audio) {
+    Json::Value entry;
+    entry["pid"] = Json::Value(static_cast<int>(audio.pid));
+    entry["encoding"] = Json::Value(static_cast<int>(audio.encoding));
+    entry["encrypted"] = Json::Value(audio.encrypted);
+    entry["comp_tag"] = Json::Value(static_cast<int>(audio.comp_tag));
+    entry["lang"] = Json::Value(audio.lang);
+    entry["audio_channels"] = Json::Value(static_cast<int>(audio.audio_channels));
+    entry["audio_desc"] = Json::Value(audio.audio_desc);
+    return entry;
+}
+
+Json::Value EntryObject(const VideoComponent& video) {
+    Json::Value entry;
+    entry["pid"] = Json::Value(static_cast<int>(video.pid));
+    entry["encoding"] = Json::Value(static_cast<int>(video.encoding));
+    entry["encrypted"] = Json::Value(video.encrypted);
+    entry["comp_tag"] = Json::Value(static_cast<int>(video.comp_tag));
+    entry["ca_sid"] = Json::Value(static_cast<int>(video.ca_sid));
+    entry["aspect_ratio"] = Json::Value(static_cast<int>(video.aspect_ratio));
+    return entry;
+}
+
+Json::Value EntryObject(const SbtComponent& subtitle) {
+    Json::Value entry;
+    entry["pid"] = Json::Value(static_cast<int>(subtitle.pid));
+    entry["encrypted"] = Json::Value(subtitle.encrypted);
+    entry["comp_tag"] = Json::Value(static_cast<int>(subtitle.comp_tag));
+    entry["lang"] = Json::Value(subtitle.lang);
+    entry["hearing_impaired"] = Json::Value(subtitle.hearing_impaired);
+    return entry;
+}
+
+template <typename Component>
+Json::Value EntryArray(const ComponentList<Component>& list) {
+    Json::Value entries(Json::arrayValue);
+    for (const auto& component : list) entries.append(EntryObject(*component));
+    return entries;
 }
 
 }  // namespace
@@ -56,17 +99,8 @@ void TrevaloServiceServer::GetAudio(const TCMessage& request, TCMessage& reply) 
         TREVALO_LOGE("invalid index");
         return;
     }
-    const AudioComponent& audio = *(*audList)[index];
-    Json::Value entry;
     reply.body["call_api_success"] = Json::Value(true);
-    entry["pid"] = Json::Value(static_cast<int>(audio.pid));
-    entry["encoding"] = Json::Value(static_cast<int>(audio.encoding));
-    entry["encrypted"] = Json::Value(audio.encrypted);
-    entry["comp_tag"] = Json::Value(static_cast<int>(audio.comp_tag));
-    entry["lang"] = Json::Value(audio.lang);
-    entry["audio_channels"] = Json::Value(static_cast<int>(audio.audio_channels));
-    entry["audio_desc"] = Json::Value(audio.audio_desc);
-    reply.body["return_data"] = Json::Value(entry.toStyledString());
+    reply.body["return_data"] = Json::Value(EntryObject(*(*audList)[index]).toStyledString());
 }
 
 void TrevaloServiceServer::GetVideo(const TCMessage& request, TCMessage& reply) {
@@ -81,16 +115,8 @@ void TrevaloServiceServer::GetVideo(const TCMessage& request, TCMessage& reply) 
         TREVALO_LOGE("invalid index");
         return;
     }
-    const VideoComponent& video = *(*vidList)[index];
-    Json::Value entry;
     reply.body["call_api_success"] = Json::Value(true);
-    entry["pid"] = Json::Value(static_cast<int>(video.pid));
-    entry["encoding"] = Json::Value(static_cast<int>(video.encoding));
-    entry["encrypted"] = Json::Value(video.encrypted);
-    entry["comp_tag"] = Json::Value(static_cast<int>(video.comp_tag));
-    entry["ca_sid"] = Json::Value(static_cast<int>(video.ca_sid));
-    entry["aspect_ratio"] = Json::Value(static_cast<int>(video.aspect_ratio));
-    reply.body["return_data"] = Json::Value(entry.toStyledString());
+    reply.body["return_data"] = Json::Value(EntryObject(*(*vidList)[index]).toStyledString());
 }
 
 void TrevaloServiceServer::GetSubtitle(const TCMessage& request, TCMessage& reply) {
@@ -110,15 +136,21 @@ void TrevaloServiceServer::GetSubtitle(const TCMessage& request, TCMessage& repl
                  static_cast<int>(subtitle.pid), subtitle.encrypted ? 1 : 0,
                  static_cast<int>(subtitle.comp_tag), subtitle.lang.c_str(),
                  subtitle.hearing_impaired ? 1 : 0);
-    Json::Value entry;
     reply.body["call_api_success"] = Json::Value(true);
-    entry["pid"] = Json::Value(static_cast<int>(subtitle.pid));
-    entry["encrypted"] = Json::Value(subtitle.encrypted);
-    entry["comp_tag"] = Json::Value(static_cast<int>(subtitle.comp_tag));
-    entry["lang"] = Json::Value(subtitle.lang);
-    entry["hearing_impaired"] = Json::Value(subtitle.hearing_impaired);
-    reply.body["return_data"] = Json::Value(entry.toStyledString());
+    reply.body["return_data"] = Json::Value(EntryObject(subtitle).toStyledString());
     TREVALO_LOGI("Get Subtitle");
+}
+
+void TrevaloServiceServer::GetCatalogue(const TCMessage&, TCMessage& reply) {
+    TREVALO_LOGI("Get Catalogue: %d video, %d audio, %d subtitle",
+                 static_cast<int>(vidList->size()), static_cast<int>(audList->size()),
+                 static_cast<int>(sbtList->size()));
+    Json::Value catalogue(Json::objectValue);
+    catalogue["video"] = EntryArray(*vidList);
+    catalogue["audio"] = EntryArray(*audList);
+    catalogue["subtitle"] = EntryArray(*sbtList);
+    reply.body["return_data"] = catalogue;
+    reply.body["call_api_success"] = Json::Value(true);
 }
 
 void TrevaloServiceServer::GetPID(const TCMessage& request, TCMessage& reply) {

@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
+#include <iostream>
 #include <string>
 
 #include "TrevaloLog.h"
@@ -33,9 +35,52 @@ void InitClock() {
     ecore_init();
 }
 
+// What `trevalo_service --help` prints; the manual page trevalo_service(8) is made from it.
+void PrintUsage() {
+    std::cout
+        << "Usage: trevalo_service [--help]\n"
+           "\n"
+           "The component service of a digital-TV receiver. It owns the D-Bus name\n"
+           "org.ondrel.TCServer.trevalo_service (object /org/ondrel/TCServer/trevalo_service,\n"
+           "interface org.ondrel.TCServer) and answers requests whose JSON body names a method:\n"
+           "SendPMTData takes a programme's PMT section and rebuilds the catalogue of its video,\n"
+           "audio and subtitle components; SizeOfAudio, GetAudio, GetPID and the like read the\n"
+           "catalogue back; SaveCurrentVideoPlayingTime and GetCurrentVideoPlayingTime keep a\n"
+           "playing-time clock; SendPESDataWithFirstPTS is relayed as the TrevaloSignal signal.\n"
+           "trevalo-cli(1) is its command-line client.\n"
+           "\n"
+           "It takes no arguments and is normally started by the bus on the first request to its\n"
+           "name, or by systemd (trevalo_service.service). Its log lines, tagged TREVALO_SERVICE,\n"
+           "go to stderr, or to the journal as one entry each with its priority under systemd.\n"
+           "\n"
+           "Environment:\n"
+           "  DBUS_SESSION_BUS_ADDRESS  the bus to join; the activation files set it to the\n"
+           "                            address of the bus that starts the service\n"
+           "  PLATFORM_SIM_STATE        a JSON file with the state of the simulated platform\n"
+           "                            (system settings, TV service), read again when it changes\n"
+           "  DLOG_MIN_PRIORITY         drop log lines below this priority: V D I W E F S (S: "
+           "all),\n"
+           "                            or verbose, debug, info, warn, error, fatal, silent\n"
+           "  JOURNAL_STREAM            set by systemd: when it names stderr, each log line is "
+           "one\n"
+           "                            journal entry\n"
+           "\n"
+           "Signals:\n"
+           "  SIGINT, SIGTERM  release the catalogue, give the name back and exit with status 0\n"
+           "\n"
+           "Exit status:\n"
+           "  0    stopped by SIGINT or SIGTERM\n"
+           "  255  no bus, or the name is owned by another process\n";
+}
+
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
+    // --help is the one argument it knows; anything else is ignored, as it always was.
+    if (argc > 1 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
+        PrintUsage();
+        return 0;
+    }
     InitClock();
     g_service = new TrevaloService();
     TREVALO_LOGI("Main Begin");

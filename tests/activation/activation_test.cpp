@@ -1,6 +1,10 @@
-// The installed service started by the bus on the first client call: on a session bus, and on a
-// bus without a type whose daemon carries another bus's address.
+// The installed service started by the bus on the first client call: on a session bus, on a
+// bus without a type whose daemon carries another bus's address, and on a system-like bus under
+// the installed policy.
 #include <gmock/gmock.h>
+#include <signal.h>
+#include <stdio.h>
+#include <unistd.h>
 
 #include "activating_bus.h"
 #include "cli_process.h"
@@ -75,6 +79,50 @@ TEST_F(Activation, WithoutTheServiceFilesNothingStartsAndTheClientSaysSo) {
     const CliResult result = InstalledCli(bus, {"catalogue"});
     EXPECT_EQ(result.status, 2);
     EXPECT_THAT(result.err, HasSubstr("ServiceUnknown"));
+}
+
+// Where a dbus-daemon built for `prefix` reads `what`: dbus-1's pkg-config directories with its
+// prefix moved there. Empty without pkg-config or dbus-1.
+std::string DbusDirectoryFor(const std::string& prefix, const std::string& variable) {
+    const std::string command = "pkg-config --define-variable=prefix='" + prefix +
+                                "' --variable=" + variable + " dbus-1 2>/dev/null";
+    std::string directory;
+    if (FILE* pipe = popen(command.c_str(), "r")) {
+        char line[4096];
+        if (fgets(line, sizeof line, pipe) != nullptr) directory = line;
+        pclose(pipe);
+    }
+    while (!directory.empty() && directory.back() == '\n') directory.pop_back();
+    return directory;
+}
+
+TEST_F(Activation, ASystemBusReadingOnlyItsStandardDirectoriesStartsTheServiceUnderItsPolicy) {
+    // A system bus built for the install prefix: deny by default, as the system bus is, and
+    // only the standard service and policy directories of that prefix.
+    const std::string services =
+        DbusDirectoryFor(SharedInstall().Prefix(), "system_bus_services_dir");
+    const std::string data = DbusDirectoryFor(SharedInstall().Prefix(), "datadir");
+    if (services.empty() || data.empty()) GTEST_SKIP() << "pkg-config knows no dbus-1";
+    ActivatingBus bus(
+        "<type>system</type>"
+        "<policy context=\"default\"><deny own=\"*\"/>"
+        "<deny send_type=\"method_call\"/><allow send_type=\"signal\"/>"
+        "<allow send_requested_reply=\"true\" send_type=\"method_return\"/>"
+        "<allow send_requested_reply=\"true\" send_type=\"error\"/>"
+        "<allow receive_type=\"method_call\"/><allow receive_type=\"method_return\"/>"
+        "<allow receive_type=\"error\"/><allow receive_type=\"signal\"/>"
+        "<allow send_destination=\"org.freedesktop.DBus\"/></policy>"
+        "<servicedir>" +
+        services + "</servicedir><includedir>" + data + "/dbus-1/system.d</includedir>");
+    ASSERT_TRUE(bus.Started()) << "the daemon refused the installed policy:\n" << bus.Log();
+    std::string error;
+    EXPECT_FALSE(bus.RequestName("org.ondrel.TCServer.another_service", error));
+    EXPECT_THAT(error, HasSubstr("AccessDenied"));
+    // The bus finds and starts the installed service, as its own user (root): only systemd or the
+    // launch helper switch to the file's User=, and the policy refuses anyone else the name.
+    const CliResult refused = InstalledCli(bus, {"call", "SizeOfAudio"});
+    EXPECT_NE(refused.status, 0);
+    EXPECT_THAT(bus.Log(), HasSubstr("AccessDenied")) << refused.err;
 }
 
 }  // namespace

@@ -30,9 +30,13 @@ class Installed : public ::testing::Test {
     std::string Service() const { return At("libexec/trevalo_service"); }
 };
 
-TEST_F(Installed, PutsTheServiceAndTheClientUnderThePrefix) {
+TEST_F(Installed, PutsTheProgramsTheirManualPagesAndTheCompletionUnderThePrefix) {
     EXPECT_TRUE(IsExecutable(Service()));
     EXPECT_TRUE(IsExecutable(At("bin/trevalo-cli")));
+    EXPECT_THAT(ReadText(At("share/man/man1/trevalo-cli.1")), HasSubstr("\n.SH COMMANDS\n"));
+    EXPECT_THAT(ReadText(At("share/man/man8/trevalo_service.8")), HasSubstr("\n.SH ENVIRONMENT\n"));
+    EXPECT_THAT(ReadText(At("share/bash-completion/completions/trevalo-cli")),
+                HasSubstr("\ncomplete -o bashdefault -o default -F _trevalo_cli trevalo-cli\n"));
 }
 
 TEST_F(Installed, BusServiceFilesStartTheInstalledBinaryOrTheUnit) {
@@ -41,16 +45,19 @@ TEST_F(Installed, BusServiceFilesStartTheInstalledBinaryOrTheUnit) {
     EXPECT_THAT(session, HasSubstr("\n[D-BUS Service]\nName=" + std::string(kBusName) + "\n"));
     EXPECT_THAT(session, HasSubstr("\nExec=/bin/sh -c "));
     EXPECT_THAT(session, HasSubstr(" exec \"" + Service() + "\"'\n"));
-    EXPECT_THAT(session, HasSubstr("\nSystemdService=trevalo_service.service\n"));
+    // The unit by its alias, which `systemctl disable` removes.
+    EXPECT_THAT(session,
+                HasSubstr("\nSystemdService=dbus-" + std::string(kBusName) + ".service\n"));
 
     const std::string system =
         ReadText(At("share/dbus-1/system-services/" + std::string(kBusName) + ".service"));
     EXPECT_THAT(system, HasSubstr("\nName=" + std::string(kBusName) + "\n"));
     EXPECT_THAT(system, HasSubstr("\nUser=trevalo_service\n"));
     EXPECT_THAT(system, HasSubstr(" exec \"" + Service() + "\"'\n"));
+    EXPECT_THAT(system, HasSubstr("\nSystemdService=dbus-" + std::string(kBusName) + ".service\n"));
 }
 
-TEST_F(Installed, SystemdUnitsWaitForTheBusNameAndRestartOnFailure) {
+TEST_F(Installed, SystemdUnitsWaitForTheBusNameAndAreAliasedForTheBus) {
     for (const char* kind : {"system", "user"}) {
         SCOPED_TRACE(kind);
         const std::string unit =
@@ -59,6 +66,9 @@ TEST_F(Installed, SystemdUnitsWaitForTheBusNameAndRestartOnFailure) {
         EXPECT_THAT(unit, HasSubstr("\nBusName=" + std::string(kBusName) + "\n"));
         EXPECT_THAT(unit, HasSubstr("\nExecStart=" + Service() + "\n"));
         EXPECT_THAT(unit, HasSubstr("\nRestart=on-failure\n"));
+        EXPECT_THAT(unit, HasSubstr("\nDocumentation=man:trevalo_service(8) man:trevalo-cli(1)\n"));
+        EXPECT_THAT(unit,
+                    HasSubstr("\n[Install]\nAlias=dbus-" + std::string(kBusName) + ".service\n"));
     }
     EXPECT_THAT(ReadText(At("lib/systemd/system/trevalo_service.service")),
                 HasSubstr("\nEnvironment=DBUS_SESSION_BUS_ADDRESS=unix:path=/run/dbus/"

@@ -3,6 +3,7 @@
 // calls, signals, and following a stream as it changes.
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <cstring>
 #include <fstream>
@@ -201,17 +202,62 @@ TEST_F(CliWithService, CallsAnyMethodAndShowsTheReplyBuffer) {
     EXPECT_THAT(result.out, StartsWith("{\"return_data\":0}\nbuffer (4 bytes): "));
 }
 
-TEST_F(CliWithService, ListensToTheSignalUntilInterrupted) {
-    CliProcess listener({"listen"}, Options());
+TEST(CliListen, WaitsForTheServiceSayingSoOnceThenPrintsItsSignals) {
+    test_support::PrivateBus bus;
+    cli_test::CliOptions options;
+    options.environment = {"DBUS_SESSION_BUS_ADDRESS=" + bus.Address()};
+    CliProcess listener({"listen"}, options);
+    const std::string waiting =
+        "trevalo-cli: listen: waiting for org.ondrel.TCServer.trevalo_service to appear";
+    ASSERT_TRUE(listener.WaitForErr(waiting)) << listener.Err();
+    usleep(600 * 1000);  // a few more attempts in vain
+
+    test_support::ServiceProcess service(bus, TREVALO_SERVICE_BINARY);
     ASSERT_TRUE(listener.WaitForErr("listening for TrevaloSignal")) << listener.Err();
-    client_->Request(R"({"method":"SendPESDataWithFirstPTS","data":{"pts":900000}})",
-                     {0x00, 0x01, 0xBD});
+    test_support::RawClient client(bus, "trevalo_service");
+    client.Request(R"({"method":"SendPESDataWithFirstPTS","data":{"pts":900000}})",
+                   {0x00, 0x01, 0xBD});
     EXPECT_TRUE(listener.WaitForOut(
         "TrevaloSignal {\"data\":{\"pts\":900000},\"method\":\"SendPESDataWithFirstPTS\"} "
         "buffer (3 bytes): 00 01 bd\n"))
         << listener.Out();
     listener.Signal(SIGINT);
     EXPECT_EQ(listener.Wait(), 0);
+    const std::string said = listener.Err();
+    EXPECT_EQ(said.find(waiting), said.rfind(waiting)) << said;
+    EXPECT_EQ(service.Stop(SIGTERM), 0);
+}
+
+TEST_F(CliWithService, WatchPrintsEveryNewCatalogueUntilInterrupted) {
+    CliProcess table({"watch"}, Options());
+    CliProcess json({"watch", "--json"}, Options());
+    ASSERT_TRUE(table.WaitForErr("watching CatalogueChanged")) << table.Err();
+    ASSERT_TRUE(json.WaitForErr("watching CatalogueChanged")) << json.Err();
+    ASSERT_EQ(Cli({"pmt", kMultiProgramme, "--program", "8803"}).status, 0);
+    ASSERT_TRUE(json.WaitForOut("\n")) << json.Out();
+    Json::Value expected = CatalogueSeenDirectly();
+    expected["programNum"] = 8803;
+    EXPECT_EQ(test_support::ParseJson(json.Out()), expected) << json.Out();
+    EXPECT_TRUE(
+        table.WaitForOut("programme 8803: 1 video, 2 audio, 2 subtitle\n"
+                         "KIND      #  PID           TAG  ENCODING  LANG  FLAGS\n"))
+        << table.Out();
+    for (CliProcess* watcher : {&table, &json}) {
+        watcher->Signal(SIGINT);
+        EXPECT_EQ(watcher->Wait(), 0);
+    }
+}
+
+TEST_F(CliWithService, ReadsTheCatalogueEntryByEntryFromAServiceWithoutGetCatalogue) {
+    ASSERT_EQ(service_->Stop(SIGTERM), 0);
+    service_ =
+        std::make_unique<test_support::ServiceProcess>(*bus_, SERVICE_BEFORE_CATALOGUE_BINARY);
+    ASSERT_TRUE(service_->WaitForName("org.ondrel.TCServer.trevalo_service")) << service_->Log();
+    ASSERT_EQ(Cli({"pmt", kMultiProgramme, "--program", "8803"}).status, 0);
+    const CliResult listed = Cli({"catalogue", "--json"});
+    ASSERT_EQ(listed.status, 0) << listed.err;
+    EXPECT_EQ(test_support::ParseJson(listed.out), CatalogueSeenDirectly());
+    EXPECT_THAT(service_->Log(), HasSubstr("] There is no matched method\n"));
 }
 
 TEST_F(CliWithService, FollowsAPipeAndPrintsWhatEachNewVersionChanged) {

@@ -58,6 +58,8 @@ TEST(ExitStatus, BadUsageIs2WithAPointerToHelp) {
         {"pmt", kCapture, "--program", "65536"},
         {"pmt", kCapture, "--program", "one"},
         {"listen", "now"},
+        {"programmes"},
+        {"call", "SizeOfAudio", "--data", std::string(2000, '[') + std::string(2000, ']')},
     };
     // A bus is there, so that nothing but the usage can be the reason.
     test_support::PrivateBus bus;
@@ -67,6 +69,7 @@ TEST(ExitStatus, BadUsageIs2WithAPointerToHelp) {
         EXPECT_EQ(result.status, 2);
         ExpectOneErrorLine(result);
         EXPECT_THAT(result.err, HasSubstr("--help')"));
+        EXPECT_EQ(result.err.find("--help"), result.err.rfind("--help")) << "one hint";
         EXPECT_EQ(result.out, "");
     }
 }
@@ -102,9 +105,9 @@ TEST(ExitStatus, NoBusIs2) {
 TEST(ExitStatus, NoServiceOnTheBusIs2ForEveryCommand) {
     test_support::PrivateBus bus;
     const std::vector<std::vector<std::string>> commands = {
-        {"catalogue"},   {"catalogue", "--json"}, {"pid", "1"},
-        {"time", "get"}, {"time", "save", "5"},   {"call", "SizeOfAudio"},
-        {"listen"},      {"pmt", kCapture},       {"pmt", kCapture, "--follow"},
+        {"catalogue"},     {"catalogue", "--json"},       {"pid", "1"},
+        {"time", "get"},   {"time", "save", "5"},         {"call", "SizeOfAudio"},
+        {"pmt", kCapture}, {"pmt", kCapture, "--follow"},
     };
     for (const auto& arguments : commands) {
         SCOPED_TRACE(::testing::PrintToString(arguments));
@@ -122,13 +125,18 @@ TEST(ExitStatus, NoServiceOnTheBusIs2ForEveryCommand) {
 TEST(ExitStatus, HelpIs0AndDescribesEachCommand) {
     CliResult result = RunCli({"--help"});
     EXPECT_EQ(result.status, 0);
-    for (const char* command : {"call", "catalogue", "pid", "time", "pmt", "listen"}) {
+    EXPECT_EQ(RunCli({"-h"}).out, result.out);
+    for (const char* command :
+         {"call", "catalogue", "pid", "time", "pmt", "programmes", "listen"}) {
         EXPECT_THAT(result.out, HasSubstr("\n  " + std::string(command)));
-        const CliResult help = RunCli({command, "--help"});
-        EXPECT_EQ(help.status, 0) << command;
-        EXPECT_THAT(help.out,
-                    StartsWith("Usage: trevalo-cli [--bus ADDRESS] " + std::string(command)));
-        EXPECT_EQ(help.err, "");
+        for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
+                 {command, "--help"}, {command, "-h"}, {"--help", command}}) {
+            const CliResult help = RunCli(words);
+            EXPECT_EQ(help.status, 0) << command;
+            EXPECT_THAT(help.out,
+                        StartsWith("Usage: trevalo-cli [--bus ADDRESS] " + std::string(command)));
+            EXPECT_EQ(help.err, "");
+        }
     }
 }
 

@@ -74,7 +74,13 @@ TEST_F(ServiceOnBus, KeepsThePlayingTimeAcrossARealDelay) {
     const uint32_t now = TimeOf(last_.buffer);
     EXPECT_GE(now, 60000u + 500 - 200);
     EXPECT_LT(now, 60000u + 500 - 200 + 400);  // generous for a loaded machine
-    const std::string log = service_->Log();
+    // The service writes a request's log lines when its main loop goes idle, which may be after
+    // the reply has arrived here.
+    std::string log = service_->Log();
+    for (int i = 0; i < 200 && log.find("timeTickerDiff=") == std::string::npos; ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        log = service_->Log();
+    }
     EXPECT_THAT(log, HasSubstr("subtitleDelayAdjustment value is 200\n"));
     EXPECT_THAT(log, HasSubstr(" SERVER: SAVED currentVideotime= " + std::to_string(now) +
                                " timeTickerDiff=" + std::to_string(now + 200) + "\n"));
@@ -191,5 +197,57 @@ TEST(ServiceWithoutBus, EndsWith255) {
         EXPECT_LT(log.find("] Create DBus server fail!\n"),
                   log.find("] Failed to create the service\n"));
         EXPECT_NE(log.find("] Trevalo service OnTerminate \n\n"), std::string::npos);
+    }
+}
+
+// "CatalogueChanged" goes out once for every section that rebuilt the catalogue, carrying its
+// programme and list sizes, and never for a refused one; the catalogue a listener then reads is
+// the one announced.
+TEST_F(ServiceOnBus, AnnouncesEveryRebuiltCatalogueAndNoRefusedSection) {
+    test_support::RawClient listener(*bus_, "trevalo_service");
+    listener.Subscribe("CatalogueChanged");
+    const std::string pmt = std::string(TREVALO_TESTDATA_DIR) + "/pmt/";
+    const test_support::Bytes ac3 = test_support::ReadFile(pmt + "test-020.p8803.v13.2.sec");
+    const test_support::Bytes mpeg = test_support::ReadFile(pmt + "test-012.p4006.v2.0.sec");
+    test_support::Bytes damaged = ac3;
+    damaged.back() ^= 0x01;
+    const struct {
+        const char* data;
+        test_support::Bytes section;
+        int answer;
+    } sends[] = {
+        {R"({"reset":true,"programNum":8803})", ac3, 0},
+        {R"({"reset":true,"programNum":8804})", ac3, 1},
+        {R"({"reset":true,"programNum":8803})", damaged, 1},
+        {R"({"reset":true,"programNum":8803})", {}, 1},
+        {R"({"reset":"yes","programNum":8803})", ac3, 1},
+        {R"({"reset":true,"programNum":4006})", mpeg, 0},
+        {R"({"reset":false,"programNum":4006})", mpeg, 0},  // the same again: rebuilt again
+    };
+    std::vector<Json::Value> announced;  // what each accepted section should announce
+    for (const auto& send : sends) {
+        SCOPED_TRACE(send.data);
+        const Json::Value data = test_support::ParseJson(send.data);
+        Json::Value request;
+        request["method"] = "SendPMTData";
+        request["data"] = data;
+        ASSERT_EQ(Call(request.toStyledString(), send.section)["return_data"],
+                  Json::Value(send.answer));
+        if (send.answer != 0) continue;
+        const Json::Value lists = Call(R"({"method":"GetCatalogue"})")["return_data"];
+        Json::Value expected;
+        expected["programNum"] = data["programNum"];
+        for (const char* kind : {"video", "audio", "subtitle"}) {
+            expected[kind] = static_cast<int>(lists[kind].size());
+        }
+        announced.push_back(expected);
+    }
+    ASSERT_TRUE(listener.WaitForSignals(announced.size()));
+    EXPECT_FALSE(listener.WaitForSignals(announced.size() + 1, 200));
+    for (size_t i = 0; i < announced.size(); ++i) {
+        const test_support::Reply& signal = listener.Signals()[i];
+        EXPECT_EQ(signal.error_name, "CatalogueChanged");
+        EXPECT_EQ(test_support::ParseJson(signal.body), announced[i]) << signal.body;
+        EXPECT_TRUE(signal.buffer.empty());
     }
 }

@@ -56,16 +56,7 @@ std::string EncodingCell(ComponentKind kind, const Json::Value& entry) {
 std::string LanguageCell(const Json::Value& entry) {
     const Json::Value& lang = entry["lang"];
     if (!lang.isString()) return "-";
-    std::string text;
-    for (const unsigned char c : lang.asString()) {
-        if (c >= 0x20 && c < 0x7F) {
-            text.push_back(static_cast<char>(c));
-        } else {
-            char escaped[8];
-            std::snprintf(escaped, sizeof escaped, "\\x%02X", c);
-            text += escaped;
-        }
-    }
+    const std::string text = PrintableText(lang.asString());
     return text.empty() ? "\"\"" : text;
 }
 
@@ -86,6 +77,20 @@ std::string FlagsCell(const Json::Value& entry) {
 }
 
 }  // namespace
+
+std::string PrintableText(const std::string& bytes) {
+    std::string text;
+    for (const unsigned char c : bytes) {
+        if (c >= 0x20 && c < 0x7F) {
+            text.push_back(static_cast<char>(c));
+        } else {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\x%02X", c);
+            text += escaped;
+        }
+    }
+    return text;
+}
 
 std::string FormatCatalogueTable(const std::vector<CatalogueRow>& rows) {
     if (rows.empty()) return "(no components)\n";

@@ -13,7 +13,7 @@ int RunCatalogue(const CommandContext& context, const Arguments& arguments) {
         throw UsageError("unexpected '" + arguments.Operands()[0] + "'");
     }
     ServiceConnection service(context.bus_address);
-    const Catalogue catalogue = ReadCatalogue(service);
+    const Catalogue catalogue = ReadWholeCatalogue(service);
     std::cout << (arguments.Flag("--json") ? FormatCatalogueJson(catalogue)
                                            : FormatCatalogueTable(AllRows(catalogue)));
     return kExitSuccess;

@@ -9,6 +9,7 @@
 #include "commands.h"
 #include "json_text.h"
 #include "service_connection.h"
+#include "service_wait.h"
 
 namespace trevalo_cli {
 namespace {
@@ -36,9 +37,7 @@ int RunListen(const CommandContext& context, const Arguments& arguments) {
     }
     ServiceConnection service(context.bus_address);
     service.Client().Subscribe(kSignalName, PrintSignal);
-    // One request first: the service is there (or gets started), and since the bus handles a
-    // connection's messages in order, the subscription is in place before anything is printed.
-    service.Request("SizeOfVideo");
+    if (!WaitForService(service, "listen")) return kExitSuccess;
     std::cerr << "listening for " << kSignalName << " from " << service.Client().BusName()
               << " (Ctrl-C stops)" << std::endl;
 

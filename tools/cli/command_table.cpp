@@ -21,12 +21,12 @@ const std::vector<CommandEntry>& AllCommands() {
         {"catalogue",
          "catalogue [--json]",
          "print the programme's components",
-         "Reads the video, audio and subtitle lists (sizes, then every entry) and prints them as\n"
-         "one table: KIND, index, PID, component tag ('-' when the stream has none), encoding\n"
-         "by name and code, language, and the flags encrypted, CA system, audio description,\n"
-         "hearing impaired. With --json, prints one JSON document {\"audio\": [...], "
-         "\"subtitle\":\n"
-         "[...], \"video\": [...]} holding the entries exactly as the service gave them.\n",
+         "Reads the video, audio and subtitle lists in one GetCatalogue call (from a service\n"
+         "without that method: the sizes, then every entry) and prints them as one table: KIND,\n"
+         "index, PID, component tag ('-' when the stream has none), encoding by name and code,\n"
+         "language, and the flags encrypted, CA system, audio description, hearing impaired.\n"
+         "With --json, prints one JSON document {\"audio\": [...], \"subtitle\": [...],\n"
+         "\"video\": [...]} holding the entries exactly as the service gave them.\n",
          {{}, {"--json"}},
          RunCatalogue},
         {"pid",
@@ -40,9 +40,10 @@ const std::vector<CommandEntry>& AllCommands() {
         {"time",
          "time save MS | time get",
          "save or read the playing time",
-         "time save MS   stores the playing time MS (milliseconds, 0-4294967295)\n"
-         "time get       prints the stored time plus the time elapsed since, less the subtitle\n"
-         "               delay, in milliseconds\n",
+         "  time save MS  stores the playing time MS (milliseconds, 0-4294967295)\n"
+         "  time get      prints the stored time plus the time elapsed since, less the subtitle\n"
+         "                delay, in milliseconds (before any save: the monotonic clock's\n"
+         "                milliseconds, less the delay)\n",
          {{}, {}},
          RunTime},
         {"pmt",
@@ -63,13 +64,40 @@ const std::vector<CommandEntry>& AllCommands() {
          "the service refuses the section.\n",
          {{"--program"}, {"--follow"}},
          RunPmt},
+        {"programmes",
+         "programmes FILE|-",
+         "list a stream's programmes, without the service",
+         "Reads an MPEG-2 transport stream from FILE or standard input as pmt does, until every\n"
+         "programme of its PAT has shown a valid PMT or the input ends, and prints for each\n"
+         "programme its number, the PID and version of its PMT and the PCR PID, then one line\n"
+         "per elementary stream: PID, stream type (for private data, what its descriptors say\n"
+         "it carries) and the languages of its ISO 639 language, subtitling and teletext\n"
+         "descriptors. Needs no bus and no service.\n"
+         "\n"
+         "Status 1 when the input holds no PAT, or no valid PMT of any of its programmes.\n",
+         {{}, {}},
+         RunProgrammes},
         {"listen",
          "listen",
          "print every TrevaloSignal until interrupted",
          "Prints one line per TrevaloSignal the service sends: the body as JSON, then the buffer\n"
-         "in hexadecimal. Ctrl-C (or SIGTERM) stops it with status 0.\n",
+         "in hexadecimal. When the service is not on the bus yet (and the bus cannot start it),\n"
+         "says so once on stderr and waits for it to appear. Ctrl-C (or SIGTERM) stops it with\n"
+         "status 0.\n",
          {{}, {}},
          RunListen},
+        {"watch",
+         "watch [--json]",
+         "print the catalogue whenever it changes",
+         "Waits for CatalogueChanged, which the service sends whenever a PMT section rebuilt its\n"
+         "catalogue, and prints the catalogue then: a line \"programme N: V video, A audio, S\n"
+         "subtitle\" and the table of the catalogue command. With --json, one line per change:\n"
+         "{\"programNum\": N, \"audio\": [...], \"subtitle\": [...], \"video\": [...]}. Changes\n"
+         "that come faster than they are printed show as one, the newest. When the service is not\n"
+         "on the bus yet, says so once on stderr and waits for it. Ctrl-C (or SIGTERM) stops it\n"
+         "with status 0.\n",
+         {{}, {"--json"}},
+         RunWatch},
     };
     return commands;
 }

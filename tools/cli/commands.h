@@ -21,6 +21,8 @@ int RunPid(const CommandContext& context, const Arguments& arguments);
 int RunTime(const CommandContext& context, const Arguments& arguments);
 int RunPmt(const CommandContext& context, const Arguments& arguments);
 int RunListen(const CommandContext& context, const Arguments& arguments);
+int RunWatch(const CommandContext& context, const Arguments& arguments);
+int RunProgrammes(const CommandContext& context, const Arguments& arguments);
 
 struct CommandEntry {
     const char* name;

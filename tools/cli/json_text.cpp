@@ -6,14 +6,25 @@
 #include <memory>
 
 namespace trevalo_cli {
+namespace {
+
+constexpr int kNestingLimit = 1000;
+
+}  // namespace
 
 bool ParseJson(const std::string& text, Json::Value& value, std::string* error) {
     Json::CharReaderBuilder builder;
     Json::CharReaderBuilder::strictMode(&builder.settings_);
+    builder["stackLimit"] = kNestingLimit;
     builder["strictRoot"] = false;  // a bare number or string is a value too ("--data 0")
     std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     std::string errors;
-    if (reader->parse(text.data(), text.data() + text.size(), &value, &errors)) return true;
+    try {
+        if (reader->parse(text.data(), text.data() + text.size(), &value, &errors)) return true;
+    } catch (const Json::Exception& failure) {
+        // jsoncpp reports nesting past its stack limit by throwing, not by a false result.
+        errors = "nested more deeply than " + std::to_string(kNestingLimit) + " levels";
+    }
     if (error != nullptr) {
         // jsoncpp's report spans lines ("* Line 1, Column 13\n  Syntax error: ..."): make it one.
         error->clear();

@@ -12,10 +12,13 @@ using namespace trevalo_cli;
 
 namespace {
 
+// The layout of the help texts is what help_to_man turns into the manual page: headings end in
+// ':', items are "  TERM  meaning", other indented lines are examples.
 void PrintOverview(std::ostream& out) {
     out << "Usage: trevalo-cli [--bus ADDRESS] COMMAND [ARGUMENTS]\n"
            "\n"
-           "Talks to trevalo_service (bus name org.ondrel.TCServer.trevalo_service).\n"
+           "Talks to trevalo_service (bus name org.ondrel.TCServer.trevalo_service) on D-Bus;\n"
+           "'programmes' reads a transport stream without it.\n"
            "\n"
            "Commands:\n";
     size_t width = 0;
@@ -28,33 +31,53 @@ void PrintOverview(std::ostream& out) {
             << "\n";
     }
     out << "\n"
-           "Options (before or after the command):\n"
-           "  --bus ADDRESS   the D-Bus address (default: $DBUS_SESSION_BUS_ADDRESS)\n"
-           "  --help          this text; 'trevalo-cli COMMAND --help' describes a command\n"
+           "Options, before or after the command:\n"
+           "  --bus ADDRESS  the D-Bus address of the bus (default: $DBUS_SESSION_BUS_ADDRESS)\n"
+           "  -h, --help     this text; 'trevalo-cli COMMAND --help' or 'trevalo-cli --help\n"
+           "                 COMMAND' describes a command\n"
            "\n"
-           "Exit status: 0 done; 1 the service or the input answered with a failure;\n"
-           "2 bad usage, or no service to answer.\n";
+           "Environment:\n"
+           "  DBUS_SESSION_BUS_ADDRESS  the bus, when --bus does not name one\n"
+           "\n"
+           "Exit status:\n"
+           "  0  done\n"
+           "  1  the service or the input answered with a failure\n"
+           "  2  bad usage, an input that cannot be read, no bus, or no service to answer\n"
+           "\n"
+           "Errors are one line on stderr: 'trevalo-cli: COMMAND: what went wrong'.\n";
 }
 
 void PrintCommandHelp(const CommandEntry& command, std::ostream& out) {
     out << "Usage: trevalo-cli [--bus ADDRESS] " << command.usage << "\n\n" << command.help;
 }
 
-const CommandEntry* FindCommand(const std::string& name) {
+// Throws a usage error for a name no command has.
+const CommandEntry& CommandNamed(const std::string& name) {
     for (const CommandEntry& command : AllCommands()) {
-        if (name == command.name) return &command;
+        if (name == command.name) return command;
     }
-    return nullptr;
+    throw UsageError("unknown command '" + name + "'");
+}
+
+bool IsOption(const std::string& word) {
+    return word.size() > 1 && word[0] == '-';
 }
 
 int Run(const std::vector<std::string>& words, std::string& command_name) {
     CommandContext context;
     size_t at = 0;
     // Options before the command.
-    for (; at < words.size() && words[at].rfind("--", 0) == 0; ++at) {
+    for (; at < words.size() && IsOption(words[at]); ++at) {
         const std::string& word = words[at];
-        if (word == "--help") {
-            PrintOverview(std::cout);
+        if (word == "--help" || word == "-h") {
+            // "--help COMMAND" describes the command, as "COMMAND --help" does.
+            if (at + 1 < words.size() && !IsOption(words[at + 1])) {
+                const CommandEntry& command = CommandNamed(words[at + 1]);
+                command_name = command.name;
+                PrintCommandHelp(command, std::cout);
+            } else {
+                PrintOverview(std::cout);
+            }
             return kExitSuccess;
         }
         if (word == "--bus" && at + 1 < words.size()) {
@@ -67,17 +90,15 @@ int Run(const std::vector<std::string>& words, std::string& command_name) {
         }
     }
     if (at == words.size()) throw UsageError("no command given");
-    const CommandEntry* command = FindCommand(words[at]);
-    if (command == nullptr) {
-        throw UsageError("unknown command '" + words[at] + "' (see trevalo-cli --help)");
-    }
+    const CommandEntry* command = &CommandNamed(words[at]);
     command_name = command->name;
 
     OptionNames names = command->options;
     names.with_value.insert("--bus");
     names.flags.insert("--help");
+    names.flags.insert("-h");
     const Arguments arguments(std::vector<std::string>(words.begin() + at + 1, words.end()), names);
-    if (arguments.Flag("--help")) {
+    if (arguments.Flag("--help") || arguments.Flag("-h")) {
         PrintCommandHelp(*command, std::cout);
         return kExitSuccess;
     }
@@ -89,17 +110,24 @@ int Run(const std::vector<std::string>& words, std::string& command_name) {
 
 int main(int argc, char** argv) {
     std::string command_name;
+    const auto report = [&command_name](const std::string& message) {
+        std::cout.flush();
+        std::cerr << "trevalo-cli: " << (command_name.empty() ? "" : command_name + ": ")
+                  << message;
+    };
     try {
         return Run(std::vector<std::string>(argv + 1, argv + argc), command_name);
     } catch (const CommandError& error) {
-        std::cout.flush();
-        std::cerr << "trevalo-cli: " << (command_name.empty() ? "" : command_name + ": ")
-                  << error.what();
+        report(error.what());
         if (error.GetKind() == CommandError::Kind::kUsage) {
             std::cerr << " (see 'trevalo-cli " << (command_name.empty() ? "" : command_name + " ")
                       << "--help')";
         }
         std::cerr << "\n";
         return error.ExitStatus();
+    } catch (const std::exception& failure) {
+        // Not foreseen (memory exhausted, a library's own exception): still one line, no abort.
+        report(std::string("cannot go on: ") + failure.what() + "\n");
+        return kExitUsage;
     }
 }

@@ -14,6 +14,10 @@ constexpr const char* kNoServiceErrors[] = {
 
 constexpr const char kRemoteErrorPrefix[] = "GDBus.Error:";
 
+// Of those, the ones that mean nobody owns the name and nothing could be started.
+constexpr const char* kAbsentServiceErrors[] = {"org.freedesktop.DBus.Error.ServiceUnknown",
+                                                "org.freedesktop.DBus.Error.NameHasNoOwner"};
+
 }  // namespace
 
 ServiceConnection::ServiceConnection(const std::string& bus_address) : m_Client(kServerName) {
@@ -39,6 +43,15 @@ Ondrel::TCMessage ServiceConnection::Request(const std::string& method, const Js
         }
     }
     throw FailureAnswer(method + " failed: " + error);
+}
+
+bool ServiceIsAbsent(const CommandError& error) {
+    if (error.GetKind() != CommandError::Kind::kNoService) return false;
+    const std::string message = error.what();
+    for (const char* name : kAbsentServiceErrors) {
+        if (message.find(name) != std::string::npos) return true;
+    }
+    return false;
 }
 
 }  // namespace trevalo_cli

@@ -10,6 +10,7 @@
 
 #include "Ondrel/TCClient.h"
 #include "Ondrel/TCMessage.h"
+#include "command_error.h"
 
 namespace trevalo_cli {
 
@@ -32,6 +33,10 @@ class ServiceConnection {
   private:
     Ondrel::TCClient m_Client;
 };
+
+// Whether `error`, thrown by ServiceConnection::Request, says that nobody owns the service's
+// name and the bus has nothing to start: the service is not up yet, rather than failing.
+bool ServiceIsAbsent(const CommandError& error);
 
 }  // namespace trevalo_cli
 

@@ -88,6 +88,26 @@ Catalogue ReadCatalogue(ServiceConnection& service) {
     return catalogue;
 }
 
+Catalogue ReadWholeCatalogue(ServiceConnection& service) {
+    const Ondrel::TCMessage reply = service.Request("GetCatalogue");
+    const Json::Value& lists = ReturnData(reply);
+    // The unknown-method answer: the dispatcher's empty "return_data", nothing else.
+    if (lists == Json::Value("") && !reply.body.isMember("call_api_success")) {
+        return ReadCatalogue(service);
+    }
+    if (!lists.isObject()) throw UnexpectedAnswer("GetCatalogue", reply);
+    Catalogue catalogue;
+    for (const ComponentKind kind : kAllKinds) {
+        const Json::Value& entries = lists[KindName(kind)];
+        if (!entries.isArray()) throw UnexpectedAnswer("GetCatalogue", reply);
+        for (const Json::Value& entry : entries) {
+            if (!entry.isObject()) throw UnexpectedAnswer("GetCatalogue", reply);
+            catalogue.List(kind).push_back(entry);
+        }
+    }
+    return catalogue;
+}
+
 int LookUpPid(ServiceConnection& service, int tag) {
     const Ondrel::TCMessage reply = service.Request("GetPID", Json::Value(tag));
     const Json::Value& pid = ReturnData(reply);

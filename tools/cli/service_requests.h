@@ -19,6 +19,10 @@ bool SendPmtSection(ServiceConnection& service, const std::vector<uint8_t>& sect
 // The three lists, through "SizeOf..." and "Get..." for every index.
 Catalogue ReadCatalogue(ServiceConnection& service);
 
+// The three lists in one "GetCatalogue" call; through ReadCatalogue when the service answers it
+// as an unknown method (a service from before that method).
+Catalogue ReadWholeCatalogue(ServiceConnection& service);
+
 // "GetPID": the PID carrying component tag `tag`, 0 when none does.
 int LookUpPid(ServiceConnection& service, int tag);
 

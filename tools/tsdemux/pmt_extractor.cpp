@@ -1,6 +1,5 @@
 #include "tsdemux/pmt_extractor.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "tsdemux/ts_packet.h"
@@ -35,45 +34,13 @@ void PmtExtractor::OnPacket(const uint8_t* packet) {
 void PmtExtractor::OnPatSection(const std::vector<uint8_t>& section) {
     const SectionCheck check = CheckLongSection(section);
     if (check == SectionCheck::kBadCrc) ++m_BadCrc;
-    if (check != SectionCheck::kOk) return;
-    const SectionHeader header = ReadSectionHeader(section);
-    // A PAT sent ahead of its time (current_next_indicator 0) does not apply yet.
-    if (header.table_id != kPatTableId || !header.current_next ||
-        header.section_number > header.last_section_number) {
-        return;
-    }
-    if (header.version != m_PatVersion || header.last_section_number != m_PatLastSection) {
-        m_PatVersion = header.version;
-        m_PatLastSection = header.last_section_number;
-        m_PatParts.clear();
-    }
-    m_PatParts[header.section_number] = ReadPatEntries(section);
-    if (m_PatParts.size() != static_cast<size_t>(m_PatLastSection) + 1) return;
+    if (check != SectionCheck::kOk || !m_Pat.Take(section)) return;
 
-    std::vector<ProgramEntry> programmes;
-    for (const auto& part : m_PatParts) {
-        for (const ProgramEntry& entry : part.second) {
-            if (entry.program_number != 0) programmes.push_back(entry);
-        }
-    }
-    UseProgrammes(std::move(programmes));
-}
-
-void PmtExtractor::UseProgrammes(std::vector<ProgramEntry> programmes) {
-    const auto same = [](const ProgramEntry& a, const ProgramEntry& b) {
-        return a.program_number == b.program_number && a.pid == b.pid;
-    };
-    if (m_PatComplete && programmes.size() == m_Programmes.size() &&
-        std::equal(programmes.begin(), programmes.end(), m_Programmes.begin(), same)) {
-        return;  // the same PAT again
-    }
-    m_PatComplete = true;
-    m_Programmes = std::move(programmes);
     // The first programme, once chosen, stays the one followed.
-    if (m_Program == 0 && !m_Programmes.empty()) m_Program = m_Programmes.front().program_number;
-
+    const std::vector<ProgramEntry>& programmes = m_Pat.Programmes();
+    if (m_Program == 0 && !programmes.empty()) m_Program = programmes.front().program_number;
     int pmt_pid = -1;
-    for (const ProgramEntry& entry : m_Programmes) {
+    for (const ProgramEntry& entry : programmes) {
         if (entry.program_number == m_Program) {
             pmt_pid = entry.pid;
             break;

@@ -7,10 +7,10 @@
 
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <vector>
 
 #include "tsdemux/packet_reader.h"
+#include "tsdemux/pat_collector.h"
 #include "tsdemux/psi_section.h"
 #include "tsdemux/section_assembler.h"
 
@@ -37,9 +37,9 @@ class PmtExtractor {
     void Finish();
 
     // What was seen so far, to tell why no PMT came out.
-    bool PatComplete() const { return m_PatComplete; }
+    bool PatComplete() const { return m_Pat.Complete(); }
     // The programmes of the last complete PAT, in its order, without the network PID entry.
-    const std::vector<ProgramEntry>& Programmes() const { return m_Programmes; }
+    const std::vector<ProgramEntry>& Programmes() const { return m_Pat.Programmes(); }
     // The last complete PAT does not list the programme asked for.
     bool ProgrammeMissing() const { return m_ProgrammeMissing; }
     // The programme followed: the one asked for, or the first of the PAT once it is known.
@@ -53,7 +53,6 @@ class PmtExtractor {
     void OnPacket(const uint8_t* packet);
     void OnPatSection(const std::vector<uint8_t>& section);
     void OnPmtSection(const std::vector<uint8_t>& section);
-    void UseProgrammes(std::vector<ProgramEntry> programmes);
 
     PmtHandler m_OnPmt;
     uint16_t m_Program;
@@ -61,13 +60,7 @@ class PmtExtractor {
     SectionAssembler m_PatAssembler;
     SectionAssembler m_PmtAssembler;
 
-    // The sections of the PAT version being gathered, by section_number.
-    int m_PatVersion = -1;
-    uint8_t m_PatLastSection = 0;
-    std::map<uint8_t, std::vector<ProgramEntry>> m_PatParts;
-
-    bool m_PatComplete = false;
-    std::vector<ProgramEntry> m_Programmes;
+    PatCollector m_Pat;
     bool m_ProgrammeMissing = false;
     int m_PmtPid = -1;
     uint64_t m_BadCrc = 0;

@@ -1,0 +1,72 @@
+// What is made from trevalo-cli's own --help: the bash completion (read from --help while
+// completing) and the manual page (made at build time). A change of the help's layout that
+// breaks either shows here.
+#include <gmock/gmock.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "cli_process.h"
+
+namespace {
+
+using ::testing::HasSubstr;
+
+std::string Shell(const std::string& command) {
+    std::string output;
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) return output;
+    char buffer[4096];
+    size_t count = 0;
+    while ((count = fread(buffer, 1, sizeof buffer, pipe)) > 0) output.append(buffer, count);
+    pclose(pipe);
+    return output;
+}
+
+// What the completion offers for the words typed so far (the last one being completed), one
+// per line, sorted.
+std::string Completions(const std::string& typed) {
+    const std::string script = std::string("source '") + TREVALO_COMPLETION_SCRIPT +
+                               "'; COMP_WORDS=('" + TREVALO_CLI_BINARY + "' " + typed +
+                               "); COMP_CWORD=$((${#COMP_WORDS[@]} - 1)); _trevalo_cli; "
+                               "printf '%s\\n' \"${COMPREPLY[@]}\" | sort";
+    setenv("TREVALO_COMPLETION_RUN", script.c_str(), 1);
+    return Shell("bash -c \"$TREVALO_COMPLETION_RUN\"");
+}
+
+TEST(FromHelp, BashCompletionOffersTheCommandsOptionsAndWordsOfTheHelp) {
+    const struct {
+        const char* typed;
+        const char* offered;
+    } cases[] = {
+        {"''", "call\ncatalogue\nlisten\npid\npmt\nprogrammes\ntime\nwatch\n"},
+        {"p", "pid\npmt\nprogrammes\n"},
+        {"--bus unix:path=/x ca", "call\ncatalogue\n"},
+        {"--", "--bus\n--help\n"},
+        {"pmt rec.ts --", "--bus\n--follow\n--help\n--program\n"},
+        {"call GetAudio --d", "--data\n"},
+        {"time ''", "get\nsave\n"},
+        {"pmt rec.ts --program ''", "\n"},  // a number: nothing to offer
+    };
+    for (const auto& entry : cases) {
+        SCOPED_TRACE(entry.typed);
+        EXPECT_EQ(Completions(entry.typed), entry.offered);
+    }
+}
+
+TEST(FromHelp, ManualPageHoldsEveryCommandAndRendersWithoutWarnings) {
+    const std::string page = std::string(TREVALO_MAN_PAGE_DIR) + "/trevalo-cli.1";
+    const std::string warnings = Shell("groff -man -ww -z '" + page + "' 2>&1");
+    EXPECT_EQ(warnings, "");
+    const std::string text = Shell("MANWIDTH=200 man -l '" + page + "' 2>&1");
+    for (const char* command :
+         {"call", "catalogue", "pid", "time", "pmt", "programmes", "listen"}) {
+        const cli_test::CliResult help = cli_test::RunCli({command, "--help"});
+        const std::string usage = help.out.substr(0, help.out.find('\n'));
+        EXPECT_THAT(text, HasSubstr("\n   " + usage.substr(usage.find(command)) + "\n"));
+    }
+    EXPECT_THAT(text, HasSubstr("\nEXIT STATUS\n       0      done\n"));
+}
+
+}  // namespace

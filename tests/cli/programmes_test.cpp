@@ -1,0 +1,78 @@
+// programmes: the programmes of a stream, read without any bus; checked against what libdvbpsi
+// reads from the same captures, and on a known programme in full.
+#include <gmock/gmock.h>
+
+#include <cstdio>
+#include <fstream>
+#include <iterator>
+
+#include "cli_process.h"
+#include "dvbpsi_pmt_reader.h"
+
+namespace {
+
+using cli_test::CliResult;
+using cli_test::RunCli;
+using ::testing::HasSubstr;
+
+const std::string kTs = std::string(TREVALO_TESTDATA_DIR) + "/ts/";
+
+std::string ReadFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+TEST(Programmes, ListsEveryProgrammeOfACaptureWithThePmtLibdvbpsiFinds) {
+    for (const char* capture : {"multi-programme-ac3-subtitles.ts", "avc-aac-eac3.ts"}) {
+        SCOPED_TRACE(capture);
+        const std::string bytes = ReadFile(kTs + capture);
+        const CliResult result = RunCli({"programmes", kTs + capture});  // no bus at all
+        ASSERT_EQ(result.status, 0) << result.err;
+        const std::vector<ts_test::ReferenceProgramme> reference =
+            ts_test::ReadWithDvbpsi(ts_test::Bytes(bytes.begin(), bytes.end()));
+        ASSERT_FALSE(reference.empty());
+        size_t listed = 0;
+        for (size_t at = 0; (at = result.out.find("\nprogramme ", at + 1)) != std::string::npos;) {
+            ++listed;
+        }
+        EXPECT_EQ(listed + 1, reference.size()) << result.out;  // the first has no '\n' before
+        for (const ts_test::ReferenceProgramme& programme : reference) {
+            ASSERT_FALSE(programme.sections.empty());
+            const ts_test::Bytes& section = programme.sections.front();
+            char header[96];
+            std::snprintf(header, sizeof header,
+                          "programme %u: PMT version %u on PID %u (0x%04X), PCR PID %u ",
+                          programme.program_number, (section[5] >> 1) & 0x1F, programme.pmt_pid,
+                          programme.pmt_pid, (section[8] & 0x1F) << 8 | section[9]);
+            EXPECT_THAT(result.out, HasSubstr(header));
+        }
+    }
+}
+
+TEST(Programmes, ShowsEachStreamsTypeAndLanguagesFromStandardInput) {
+    cli_test::CliOptions options;
+    options.input = ReadFile(kTs + "multi-programme-ac3-subtitles.ts");
+    const CliResult result = RunCli({"programmes", "-"}, options);
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_THAT(result.out,
+                HasSubstr("programme 8802: PMT version 15 on PID 200 (0x00C8), PCR PID 210 "
+                          "(0x00D2)\n"
+                          "  PID            TYPE                              LANG\n"
+                          "  210 (0x00D2)   0x1B AVC video                    -\n"
+                          "  221 (0x00DD)   0x06 private data: AC-3           fra\n"
+                          "  222 (0x00DE)   0x06 private data: AC-3           eng\n"
+                          "  242 (0x00F2)   0x06 private data: DVB subtitles  fra\n"
+                          "  243 (0x00F3)   0x06 private data: DVB subtitles  fra\n"
+                          "  4369 (0x1111)  0x0D DSM-CC sections              -\n"));
+}
+
+TEST(Programmes, AStreamWithoutAPatIs1) {
+    cli_test::CliOptions options;
+    options.input = std::string(188 * 8, '\0');
+    for (size_t at = 0; at < options.input.size(); at += 188) options.input[at] = 0x47;
+    const CliResult result = RunCli({"programmes", "-"}, options);
+    EXPECT_EQ(result.status, 1);
+    EXPECT_EQ(result.err, "trevalo-cli: programmes: no PAT in standard input\n");
+}
+
+}  // namespace

@@ -1,0 +1,102 @@
+// watch [--json]: the catalogue every time the service announces a new one, until SIGINT or
+// SIGTERM.
+#include <glib-unix.h>
+#include <glib.h>
+#include <signal.h>
+
+#include <iostream>
+#include <string>
+
+#include "catalogue_table.h"
+#include "command_error.h"
+#include "commands.h"
+#include "json_text.h"
+#include "service_requests.h"
+#include "service_wait.h"
+
+namespace trevalo_cli {
+namespace {
+
+constexpr const char kSignalName[] = "CatalogueChanged";
+
+struct Watch {
+    ServiceConnection& service;
+    bool json;
+    Json::Value announced;  // the body of the newest signal not printed yet
+    guint printing = 0;     // the idle source that prints it, 0 when none is due
+};
+
+// "programme N: V video, A audio, S subtitle", the sizes of the catalogue as it was read.
+std::string Heading(const Json::Value& announced, const Catalogue& catalogue) {
+    std::string heading = "programme " + CompactJson(announced["programNum"]) + ":";
+    for (const ComponentKind kind : kAllKinds) {
+        heading += std::string(kind == kAllKinds[0] ? " " : ", ") +
+                   std::to_string(catalogue.List(kind).size()) + " " + KindName(kind);
+    }
+    return heading;
+}
+
+void Print(const Json::Value& announced, const Catalogue& catalogue, bool json) {
+    if (json) {
+        Json::Value line(Json::objectValue);
+        line["programNum"] = announced["programNum"];
+        for (const ComponentKind kind : kAllKinds) {
+            Json::Value& list = line[KindName(kind)] = Json::Value(Json::arrayValue);
+            for (const Json::Value& entry : catalogue.List(kind)) list.append(entry);
+        }
+        std::cout << CompactJson(line) << std::endl;  // a line at a time, also into a pipe
+    } else {
+        std::cout << Heading(announced, catalogue) << "\n"
+                  << FormatCatalogueTable(AllRows(catalogue)) << std::endl;
+    }
+}
+
+// Reads and prints the catalogue once per turn of the loop: signals that came meanwhile are
+// folded into one reading, which shows the newest catalogue anyway.
+gboolean PrintNewest(gpointer data) {
+    auto* watch = static_cast<Watch*>(data);
+    watch->printing = 0;
+    try {
+        Print(watch->announced, ReadWholeCatalogue(watch->service), watch->json);
+    } catch (const CommandError& error) {
+        // The service may be gone or restarting; the next announcement is printed again.
+        std::cerr << "trevalo-cli: watch: " << error.what() << std::endl;
+    }
+    return G_SOURCE_REMOVE;
+}
+
+gboolean QuitLoop(gpointer loop) {
+    g_main_loop_quit(static_cast<GMainLoop*>(loop));
+    return G_SOURCE_CONTINUE;
+}
+
+}  // namespace
+
+int RunWatch(const CommandContext& context, const Arguments& arguments) {
+    if (!arguments.Operands().empty()) {
+        throw UsageError("unexpected '" + arguments.Operands()[0] + "'");
+    }
+    ServiceConnection service(context.bus_address);
+    Watch watch{service, arguments.Flag("--json"), Json::Value(), 0};
+    service.Client().Subscribe(kSignalName,
+                               [&watch](const std::string&, const Ondrel::TCMessage& message) {
+                                   watch.announced = message.body;
+                                   if (watch.printing == 0)
+                                       watch.printing = g_idle_add(PrintNewest, &watch);
+                               });
+    if (!WaitForService(service, "watch")) return kExitSuccess;
+    std::cerr << "watching " << kSignalName << " from " << service.Client().BusName()
+              << " (Ctrl-C stops)" << std::endl;
+
+    GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
+    const guint on_interrupt = g_unix_signal_add(SIGINT, QuitLoop, loop);
+    const guint on_terminate = g_unix_signal_add(SIGTERM, QuitLoop, loop);
+    g_main_loop_run(loop);
+    g_source_remove(on_interrupt);
+    g_source_remove(on_terminate);
+    if (watch.printing != 0) g_source_remove(watch.printing);
+    g_main_loop_unref(loop);
+    return kExitSuccess;
+}
+
+}  // namespace trevalo_cli

@@ -1,0 +1,34 @@
+// The elementary streams a PMT section lists (ISO/IEC 13818-1, 2.4.4.8), with what their
+// descriptors say about what they carry and in which languages (ETSI EN 300 468).
+#ifndef TSDEMUX_PMT_STREAMS_H
+#define TSDEMUX_PMT_STREAMS_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace tsdemux {
+
+struct ElementaryStream {
+    uint8_t stream_type = 0;
+    uint16_t pid = 0;
+    // The tags of its descriptors, in order.
+    std::vector<uint8_t> descriptor_tags;
+    // The language codes of its ISO 639 language, subtitling and teletext descriptors, in
+    // order, each once; bytes as broadcast.
+    std::vector<std::string> languages;
+};
+
+struct PmtStreams {
+    uint16_t pcr_pid = 0;
+    std::vector<ElementaryStream> streams;
+    // A length field ran past the section: the streams before that point are listed.
+    bool truncated = false;
+};
+
+// Reads a PMT section (table_id to CRC_32) that passed CheckLongSection.
+PmtStreams ReadPmtStreams(const std::vector<uint8_t>& section);
+
+}  // namespace tsdemux
+
+#endif
