@@ -6,6 +6,8 @@
 set(TREVALO_BUS_NAME "org.ondrel.TCServer.trevalo_service")
 set(TREVALO_UNIT "trevalo_service.service")
 set(TREVALO_UNIT_ALIAS "dbus-${TREVALO_BUS_NAME}.service")
+# The system user the service runs as on the system bus (sysusers.d creates it).
+set(TREVALO_USER "trevalo_service")
 
 function(trevalo_below_prefix out directory)
   if(IS_ABSOLUTE "${directory}")
@@ -51,7 +53,8 @@ set(installed_files
   "system-bus-policy.conf.in|POLICY|${TREVALO_BUS_NAME}.conf|the system bus refuses the service its name (it exits 255)"
   "systemd-system.service.in|SYSTEM_UNITS|${TREVALO_UNIT}|systemd knows no system unit ${TREVALO_UNIT}"
   "systemd-user.service.in|USER_UNITS|${TREVALO_UNIT}|systemd knows no user unit ${TREVALO_UNIT}"
-  "trevalo-cli.bash-completion|COMPLETIONS|trevalo-cli|bash does not complete trevalo-cli")
+  "trevalo-cli.bash-completion|COMPLETIONS|trevalo-cli|bash does not complete trevalo-cli"
+  "sysusers.conf.in|SYSUSERS|trevalo_service.conf|the service's user is not made: its system unit cannot start")
 
 set(notes "")
 foreach(entry IN LISTS installed_files)

@@ -78,6 +78,7 @@ trevalo_directory(SYSTEM_SERVICES dbus-1 system_bus_services_dir share/dbus-1/sy
   "the system-bus activation files")
 trevalo_directory(POLICY dbus-1 policy share/dbus-1/system.d "" "the system-bus policies")
 trevalo_directory(SYSTEM_UNITS systemd systemdsystemunitdir lib/systemd/system "" "the systemd system units")
+trevalo_directory(SYSUSERS systemd sysusersdir lib/sysusers.d "" "the sysusers.d entries")
 trevalo_directory(USER_UNITS systemd systemduserunitdir lib/systemd/user "" "the systemd user units")
 trevalo_directory(COMPLETIONS bash-completion completionsdir share/bash-completion/completions
   "/usr/local/share/bash-completion/completions;/usr/share/bash-completion/completions"

@@ -17,6 +17,7 @@ test_packages=(
   dbus-daemon dbus-bin libglib2.0-bin
   libgtest-dev libgmock-dev libbenchmark-dev libdvbpsi-dev
   clang clang-format libclang-rt-14-dev
+  systemd
 )
 demo_packages=(
   dbus-daemon dbus-bin

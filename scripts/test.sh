@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Builds and runs every test twice: plain on a Release build (what ships), then under
-# AddressSanitizer and UndefinedBehaviorSanitizer on a RelWithDebInfo build; then fuzzes the
-# section parser for a minute. Warnings are errors in these builds.
+# AddressSanitizer and UndefinedBehaviorSanitizer on a RelWithDebInfo build; then runs the three
+# fuzz targets side by side for a minute. Warnings are errors in these builds.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh test
@@ -22,7 +22,7 @@ ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 UBSAN_OPTIONS=print_stacktrace=1 \
   run_suite build-asan RelWithDebInfo -DTREVALO_SANITIZE=ON -DTREVALO_BENCH=OFF
 
 if [ -x scripts/fuzz.sh ]; then
-  echo "== fuzzing the section parser" >&2
+  echo "== fuzzing the section parser, the request path and the transport-stream reader" >&2
   scripts/fuzz.sh "${TREVALO_FUZZ_SECONDS:-60}"
 fi
 echo "== all tests passed" >&2

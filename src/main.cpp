@@ -2,10 +2,12 @@
 #include <glib-unix.h>
 #include <glib.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <string>
 
 #include "TrevaloLog.h"
 #include "TrevaloService.h"
@@ -25,6 +27,11 @@ void InitClock() {
     // Ecore's system modules reach for the system bus and complain when it is absent; the
     // service only needs its monotonic clock, which ecore_init switches on.
     setenv("ECORE_NO_SYSTEM_MODULES", "1", 1);
+    // Without XDG_RUNTIME_DIR, EFL makes $HOME/.run and aborts when it cannot, as for the
+    // service's system user (home "/", a read-only system). The service keeps no runtime files:
+    // the conventional path is named, never created.
+    const std::string runtime_dir = "/run/user/" + std::to_string(getuid());
+    setenv("XDG_RUNTIME_DIR", runtime_dir.c_str(), 0);
     ecore_init();
 }
 

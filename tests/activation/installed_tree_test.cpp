@@ -3,6 +3,10 @@
 
 #include <gmock/gmock.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <cstdio>
+#include <cstdlib>
 
 namespace {
 
@@ -48,7 +52,7 @@ TEST_F(Installed, BusServiceFilesStartTheInstalledBinaryOrTheUnit) {
     const std::string system =
         ReadText(At("share/dbus-1/system-services/" + std::string(kBusName) + ".service"));
     EXPECT_THAT(system, HasSubstr("\nName=" + std::string(kBusName) + "\n"));
-    EXPECT_THAT(system, HasSubstr("\nUser=root\n"));
+    EXPECT_THAT(system, HasSubstr("\nUser=trevalo_service\n"));
     EXPECT_THAT(system, HasSubstr(" exec \"" + Service() + "\"'\n"));
     EXPECT_THAT(system, HasSubstr("\nSystemdService=dbus-" + std::string(kBusName) + ".service\n"));
 }
@@ -69,6 +73,27 @@ TEST_F(Installed, SystemdUnitsWaitForTheBusNameAndAreAliasedForTheBus) {
     EXPECT_THAT(ReadText(At("lib/systemd/system/trevalo_service.service")),
                 HasSubstr("\nEnvironment=DBUS_SESSION_BUS_ADDRESS=unix:path=/run/dbus/"
                           "system_bus_socket\n"));
+}
+
+// systemd's own measure of what the installed system unit leaves open; systemd-analyze comes
+// with the systemd package, which scripts/setup.sh installs.
+TEST_F(Installed, SystemUnitExposureIsAtMostOne) {
+    const std::string command = "systemd-analyze security --offline=yes '" +
+                                At("lib/systemd/system/trevalo_service.service") + "' 2>&1";
+    std::string report;
+    FILE* output = popen(command.c_str(), "r");
+    ASSERT_NE(output, nullptr);
+    char chunk[4096];
+    for (size_t n; (n = fread(chunk, 1, sizeof chunk, output)) > 0;) report.append(chunk, n);
+    const int status = pclose(output);
+    ASSERT_NE(status, -1);
+    ASSERT_NE(WEXITSTATUS(status), 127) << "no systemd-analyze: run scripts/setup.sh\n" << report;
+
+    const std::string label = "Overall exposure level for trevalo_service.service: ";
+    const size_t at = report.find(label);
+    ASSERT_NE(at, std::string::npos) << report;
+    const double exposure = std::strtod(report.c_str() + at + label.size(), nullptr);
+    EXPECT_LE(exposure, 1.0) << report;
 }
 
 }  // namespace

@@ -269,10 +269,24 @@ TEST_F(CliWithService, FollowsAGrowingRecordingUntilInterrupted) {
 TEST_F(CliWithService, FailureAnswersAre1AndSayWhy) {
     std::string text;
     while (text.size() < 50000) text += "This is a text file, not a transport stream. ";
-    const std::string garbage = WriteFile("notes.txt", ts_test::Bytes(text.begin(), text.end()));
-    CliResult result = Cli({"pmt", garbage});
-    EXPECT_EQ(result.status, 1);
-    EXPECT_EQ(result.err, "trevalo-cli: pmt: no transport-stream packets in " + garbage + "\n");
+    const std::string notes = WriteFile("notes.txt", ts_test::Bytes(text.begin(), text.end()));
+    // Random bytes, one in 32 a sync byte; the capture cut inside the packet of 8803's PMT.
+    const std::string noise = WriteFile("noise.ts", ts_test::Garbage(256 * 1024, 7));
+    ts_test::Bytes capture = test_support::ReadFile(kMultiProgramme);
+    capture.resize(9 * 188 + 100);
+    const std::string cut = WriteFile("cut.ts", capture);
+    const std::pair<std::vector<std::string>, std::string> unusable[] = {
+        {{"pmt", notes}, "no transport-stream packets in " + notes},
+        {{"pmt", noise}, "no PAT in " + noise},  // packets found by chance, none of them a PAT
+        {{"pmt", cut, "--program", "8803"},
+         "no valid PMT of programme 8803 on PID 300 (0x012C) in " + cut},
+    };
+    CliResult result;
+    for (const auto& [arguments, reason] : unusable) {
+        result = Cli(arguments);
+        EXPECT_EQ(result.status, 1) << arguments[1];
+        EXPECT_EQ(result.err, "trevalo-cli: pmt: " + reason + "\n");
+    }
 
     uint8_t counter = 0;
     const std::string pat_only = WriteFile(

@@ -1,6 +1,7 @@
 #include "cli_process.h"
 
 #include <fcntl.h>
+#include <grp.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -78,6 +79,11 @@ CliProcess::CliProcess(const std::vector<std::string>& arguments, const CliOptio
         close(input[1]);
         close(out);
         close(err);
+        if (options.uid >= 0 &&
+            (setgroups(0, nullptr) != 0 || setgid(static_cast<gid_t>(options.gid)) != 0 ||
+             setuid(static_cast<uid_t>(options.uid)) != 0)) {
+            _exit(126);
+        }
         execve(argv[0], argv.data(), envp.data());
         _exit(127);
     }

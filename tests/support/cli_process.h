@@ -14,6 +14,9 @@ struct CliOptions {
     std::vector<std::string> environment;  // "NAME=value"
     std::string input;                     // written to its standard input through a pipe
     std::string program = TREVALO_CLI_BINARY;
+    // Run as this user (uid and gid, no supplementary groups); -1 keeps ours. Takes root.
+    int uid = -1;
+    int gid = -1;
 };
 
 class CliProcess {

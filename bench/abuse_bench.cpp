@@ -1,0 +1,115 @@
+// The service's resident memory under hostile clients: after a warm-up, 100,000 random requests
+// (tests/load/random_requests.h), then buffers 1 KiB below the bus's 32 MiB message limit. Prints
+// the answers counted and the resident memory (VmRSS) at each step; exits 1 when a request went
+// unanswered or the memory ends more than 1 MiB above where it started.
+//
+//   abuse_bench [--requests N] [--huge N]
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string>
+
+#include "bus_fixture.h"
+#include "random_requests.h"
+
+namespace {
+
+constexpr size_t kBufferAtTheLimit = 32 * 1024 * 1024 - 1024;
+constexpr long kAllowedGrowthKiB = 1024;
+
+// VmRSS of the process owning the service's name, in KiB; -1 when unknown.
+long ResidentKiB(pid_t pid) {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.rfind("VmRSS:", 0) == 0) return std::atol(line.c_str() + 6);
+    }
+    return -1;
+}
+
+pid_t OwnerPid(test_support::RawClient& client) {
+    GVariant* result = g_dbus_connection_call_sync(
+        client.Connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
+        "org.freedesktop.DBus", "GetConnectionUnixProcessID",
+        g_variant_new("(s)", client.BusName().c_str()), G_VARIANT_TYPE("(u)"),
+        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    if (result == nullptr) return -1;
+    guint32 pid = 0;
+    g_variant_get(result, "(u)", &pid);
+    g_variant_unref(result);
+    return static_cast<pid_t>(pid);
+}
+
+// Sends `count` random requests; the number answered as the service promises.
+long SendRandom(test_support::RawClient& client, abuse::RandomRequests& requests, long count) {
+    long answered = 0;
+    for (long i = 0; i < count; ++i) {
+        const abuse::RandomRequest request = requests.Next();
+        const test_support::Reply reply = client.Request(request.body, request.buffer, 30000);
+        const bool right =
+            reply.ok ? request.json && test_support::ParseJson(reply.body).isMember("return_data")
+                     : reply.error_name == "org.ondrel.TCServer.Error.InvalidMessage";
+        if (right) ++answered;
+    }
+    return answered;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    long request_count = 100000;
+    long huge_count = 10;
+    for (int i = 1; i + 1 < argc; i += 2) {
+        if (std::strcmp(argv[i], "--requests") == 0) request_count = std::atol(argv[i + 1]);
+        if (std::strcmp(argv[i], "--huge") == 0) huge_count = std::atol(argv[i + 1]);
+    }
+    test_support::PrivateBus bus;
+    test_support::ServiceProcess service(bus, TREVALO_SERVICE_BINARY);
+    if (!service.WaitForName("org.ondrel.TCServer.trevalo_service")) {
+        std::fprintf(stderr, "the service did not start:\n%s", service.Log().c_str());
+        return 1;
+    }
+    test_support::RawClient client(bus, "trevalo_service");
+    const pid_t pid = OwnerPid(client);
+    abuse::RandomRequests requests(2026, abuse::CapturedSections(TREVALO_TESTDATA_DIR "/pmt"));
+
+    // Warm-up: what the first requests create once (the parser, the readers) is not growth.
+    const long warm = SendRandom(client, requests, 1000);
+    const long start = ResidentKiB(pid);
+    std::printf("after %d warm-up requests (%ld answered): VmRSS %ld KiB\n", 1000, warm, start);
+
+    const auto began = std::chrono::steady_clock::now();
+    const long answered = SendRandom(client, requests, request_count);
+    const double seconds =
+        std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
+    const long after_random = ResidentKiB(pid);
+    std::printf("%ld random requests, %ld answered, %.1f s: VmRSS %ld KiB (%+ld KiB)\n",
+                request_count, answered, seconds, after_random, after_random - start);
+
+    const test_support::Bytes huge(kBufferAtTheLimit, 0x47);
+    const char* const bodies[] = {
+        R"({"method":"SendPMTData","data":{"reset":true,"programNum":1}})",
+        R"({"method":"SaveCurrentVideoPlayingTime"})", R"({"method":"SendPESDataWithFirstPTS"})"};
+    long huge_answered = 0;
+    long peak = after_random;
+    for (long i = 0; i < huge_count; ++i) {
+        if (client.Request(bodies[i % 3], huge, 120000).ok) ++huge_answered;
+        peak = std::max(peak, ResidentKiB(pid));
+    }
+    usleep(200 * 1000);
+    const long end = ResidentKiB(pid);
+    std::printf(
+        "%ld buffers of %zu bytes, %ld answered: VmRSS peak %ld KiB, then %ld KiB (%+ld KiB "
+        "from the start)\n",
+        huge_count, kBufferAtTheLimit, huge_answered, peak, end, end - start);
+
+    const bool kept = answered == request_count && huge_answered == huge_count &&
+                      end - start <= kAllowedGrowthKiB && service.Running();
+    std::printf("%s\n", kept ? "within bounds" : "OUT OF BOUNDS");
+    service.Stop(SIGTERM);
+    return kept ? 0 : 1;
+}

@@ -1,0 +1,180 @@
+// The installed system-bus policy on a private bus that denies by default, as a system bus does:
+// the service's own system user owns the name, no other user can (root included), and another
+// user can call every method, introspect the object and hear the signal.
+#include <gmock/gmock.h>
+#include <pwd.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "bus_fixture.h"
+#include "cli_process.h"
+#include "installed_tree.h"
+
+namespace {
+
+using ActivatingBus = test_support::PrivateBus;
+using activation_test::kBusName;
+using activation_test::SharedInstall;
+using cli_test::CliOptions;
+using cli_test::CliProcess;
+using cli_test::CliResult;
+using test_support::ReadText;
+using ::testing::HasSubstr;
+
+constexpr const char kServiceUser[] = "trevalo_service";
+constexpr const char kOtherUser[] = "nobody";
+
+// The default policy of a system bus: nothing may be owned or called unless a policy file says.
+constexpr const char kSystemBusDefaults[] =
+    "<type>system</type>"
+    "<policy context=\"default\"><allow user=\"*\"/><deny own=\"*\"/>"
+    "<deny send_type=\"method_call\"/><allow send_type=\"signal\"/>"
+    "<allow send_requested_reply=\"true\" send_type=\"method_return\"/>"
+    "<allow send_requested_reply=\"true\" send_type=\"error\"/>"
+    "<allow receive_type=\"method_call\"/><allow receive_type=\"method_return\"/>"
+    "<allow receive_type=\"error\"/><allow receive_type=\"signal\"/>"
+    "<allow send_destination=\"org.freedesktop.DBus\"/></policy>";
+
+struct User {
+    int uid = -1;
+    int gid = -1;
+};
+
+User FindUser(const char* name) {
+    const passwd* entry = getpwnam(name);
+    return entry == nullptr
+               ? User{}
+               : User{static_cast<int>(entry->pw_uid), static_cast<int>(entry->pw_gid)};
+}
+
+uid_t OwnerOfProcess(pid_t pid) {
+    struct stat status {};
+    return stat(("/proc/" + std::to_string(pid)).c_str(), &status) == 0 ? status.st_uid : -1;
+}
+
+class SystemBusPolicy : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        if (getuid() != 0) {
+            GTEST_SKIP() << "needs root: it creates the service's system user with "
+                            "systemd-sysusers and runs the service and clients as other users";
+        }
+        ASSERT_TRUE(SharedInstall().Succeeded()) << SharedInstall().Log();
+        // What installing the package does: create the user from the installed entry.
+        const std::string sysusers = "systemd-sysusers '" + SharedInstall().Prefix() +
+                                     "/lib/sysusers.d/trevalo_service.conf'";
+        ASSERT_EQ(std::system(sysusers.c_str()), 0) << sysusers;
+        m_Service = FindUser(kServiceUser);
+        m_Other = FindUser(kOtherUser);
+        ASSERT_GT(m_Service.uid, 0) << "systemd-sysusers made no user " << kServiceUser;
+        ASSERT_GT(m_Other.uid, 0);
+        // The temporary directories are root's alone; the other users must reach the programs
+        // and the bus socket.
+        ASSERT_EQ(chmod(SharedInstall().Prefix().c_str(), 0755), 0);
+        ASSERT_TRUE(m_Bus.Started()) << "the daemon refused the installed policy:\n" << m_Bus.Log();
+        ASSERT_EQ(chmod(m_Bus.Directory().c_str(), 0755), 0);
+    }
+
+    CliOptions As(const User& user, const std::string& program = "") const {
+        CliOptions options;
+        options.program = program.empty() ? SharedInstall().Prefix() + "/bin/trevalo-cli" : program;
+        options.environment = {"DBUS_SESSION_BUS_ADDRESS=" + m_Bus.Address()};
+        options.uid = user.uid;
+        options.gid = user.gid;
+        return options;
+    }
+    std::string ServiceProgram() const {
+        return SharedInstall().Prefix() + "/libexec/trevalo_service";
+    }
+
+    pid_t WaitForOwner() const {
+        pid_t owner = -1;
+        for (int i = 0; i < 500 && owner <= 0; ++i) {
+            owner = m_Bus.OwnerPid(kBusName);
+            if (owner <= 0) usleep(10000);
+        }
+        return owner;
+    }
+
+    ActivatingBus m_Bus{kSystemBusDefaults + ("<includedir>" + SharedInstall().Prefix() +
+                                              "/share/dbus-1/system.d</includedir>")};
+    User m_Service;
+    User m_Other;
+};
+
+TEST_F(SystemBusPolicy, NoUserButTheServicesOwnsTheName) {
+    std::string error;
+    EXPECT_FALSE(m_Bus.RequestName(kBusName, error));  // we are root
+    EXPECT_THAT(error, HasSubstr("AccessDenied"));
+
+    const CliResult other = cli_test::RunCli({}, As(m_Other, ServiceProgram()));
+    EXPECT_EQ(other.status, 255);
+    EXPECT_THAT(other.err, HasSubstr("cannot request " + std::string(kBusName) +
+                                     ": Permission denied"));
+
+    CliProcess service({}, As(m_Service, ServiceProgram()));
+    const pid_t owner = WaitForOwner();
+    ASSERT_GT(owner, 0) << service.Err() << m_Bus.Log();
+    EXPECT_EQ(OwnerOfProcess(owner), static_cast<uid_t>(m_Service.uid));
+    service.Signal(SIGTERM);
+    EXPECT_EQ(service.Wait(), 0) << service.Err();
+}
+
+TEST_F(SystemBusPolicy, AnotherUserCallsEveryMethodIntrospectsAndHearsTheSignal) {
+    CliProcess service({}, As(m_Service, ServiceProgram()));
+    ASSERT_GT(WaitForOwner(), 0) << service.Err() << m_Bus.Log();
+    CliProcess listener({"listen"}, As(m_Other));
+    ASSERT_TRUE(listener.WaitForErr("listening for TrevaloSignal")) << listener.Err();
+
+    struct Call {
+        const char* method;
+        const char* data;
+        std::string buffer;
+        const char* answer;
+    };
+    const std::string section =
+        ReadText(TREVALO_TESTDATA_DIR "/pmt/test-020.p8803.v13.2.sec");  // two audio tracks
+    const Call calls[] = {
+        {"SendPMTData", R"({"reset":true,"programNum":8803})", section, R"({"return_data":0})"},
+        {"SizeOfAudio", nullptr, "", R"({"return_data":2})"},
+        {"SizeOfVideo", nullptr, "", R"({"return_data":1})"},
+        {"SizeOfSubtitle", nullptr, "", R"({"return_data":2})"},
+        {"GetAudio", "0", "", R"("call_api_success":true)"},
+        {"GetVideo", "0", "", R"("call_api_success":true)"},
+        {"GetSubtitle", "0", "", R"("call_api_success":true)"},
+        {"GetPID", "3", "", R"({"return_data":342})"},
+        {"SaveCurrentVideoPlayingTime", nullptr, std::string("\x10\x27\0\0", 4),
+         R"({"return_data":0})"},
+        {"GetCurrentVideoPlayingTime", nullptr, "", R"({"return_data":0})"},
+        {"SendPESDataWithFirstPTS", R"({"from":"another user"})", "", R"({"return_data":""})"},
+    };
+    for (const Call& call : calls) {
+        SCOPED_TRACE(call.method);
+        std::vector<std::string> arguments = {"call", call.method};
+        if (call.data != nullptr) arguments.insert(arguments.end(), {"--data", call.data});
+        CliOptions options = As(m_Other);
+        if (!call.buffer.empty()) {
+            arguments.insert(arguments.end(), {"--buffer-file", "-"});
+            options.input = call.buffer;
+        }
+        const CliResult result = cli_test::RunCli(arguments, options);
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_THAT(result.out, HasSubstr(call.answer));
+    }
+
+    const CliResult introspected =
+        cli_test::RunCli({"introspect", "--address", m_Bus.Address(), "--dest", kBusName,
+                          "--object-path", "/org/ondrel/TCServer/trevalo_service"},
+                         As(m_Other, "/usr/bin/gdbus"));
+    EXPECT_EQ(introspected.status, 0) << introspected.err;
+    EXPECT_THAT(introspected.out, HasSubstr("interface org.ondrel.TCServer"));
+
+    EXPECT_TRUE(listener.WaitForOut(R"(TrevaloSignal {"data":{"from":"another user"})"))
+        << listener.Out();
+    listener.Signal(SIGTERM);
+    service.Signal(SIGTERM);
+    EXPECT_EQ(service.Wait(), 0) << service.Err();
+}
+
+}  // namespace
