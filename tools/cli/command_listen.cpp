@@ -7,6 +7,7 @@
 
 #include "command_error.h"
 #include "commands.h"
+#include "interruption.h"
 #include "json_text.h"
 #include "service_connection.h"
 #include "service_wait.h"
@@ -15,11 +16,6 @@ namespace trevalo_cli {
 namespace {
 
 constexpr const char kSignalName[] = "TrevaloSignal";
-
-gboolean QuitLoop(gpointer loop) {
-    g_main_loop_quit(static_cast<GMainLoop*>(loop));
-    return G_SOURCE_CONTINUE;
-}
 
 void PrintSignal(const std::string& name, const Ondrel::TCMessage& message) {
     std::cout << name << " " << CompactJson(message.body);
@@ -41,13 +37,7 @@ int RunListen(const CommandContext& context, const Arguments& arguments) {
     std::cerr << "listening for " << kSignalName << " from " << service.Client().BusName()
               << " (Ctrl-C stops)" << std::endl;
 
-    GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
-    const guint on_interrupt = g_unix_signal_add(SIGINT, QuitLoop, loop);
-    const guint on_terminate = g_unix_signal_add(SIGTERM, QuitLoop, loop);
-    g_main_loop_run(loop);
-    g_source_remove(on_interrupt);
-    g_source_remove(on_terminate);
-    g_main_loop_unref(loop);
+    RunMainLoopUntilInterrupted();
     return kExitSuccess;
 }
 

@@ -10,6 +10,7 @@
 #include "catalogue_table.h"
 #include "command_error.h"
 #include "commands.h"
+#include "interruption.h"
 #include "json_text.h"
 #include "service_requests.h"
 #include "service_wait.h"
@@ -65,11 +66,6 @@ gboolean PrintNewest(gpointer data) {
     return G_SOURCE_REMOVE;
 }
 
-gboolean QuitLoop(gpointer loop) {
-    g_main_loop_quit(static_cast<GMainLoop*>(loop));
-    return G_SOURCE_CONTINUE;
-}
-
 }  // namespace
 
 int RunWatch(const CommandContext& context, const Arguments& arguments) {
@@ -88,14 +84,8 @@ int RunWatch(const CommandContext& context, const Arguments& arguments) {
     std::cerr << "watching " << kSignalName << " from " << service.Client().BusName()
               << " (Ctrl-C stops)" << std::endl;
 
-    GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
-    const guint on_interrupt = g_unix_signal_add(SIGINT, QuitLoop, loop);
-    const guint on_terminate = g_unix_signal_add(SIGTERM, QuitLoop, loop);
-    g_main_loop_run(loop);
-    g_source_remove(on_interrupt);
-    g_source_remove(on_terminate);
+    RunMainLoopUntilInterrupted();
     if (watch.printing != 0) g_source_remove(watch.printing);
-    g_main_loop_unref(loop);
     return kExitSuccess;
 }
 

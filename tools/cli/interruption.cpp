@@ -1,5 +1,7 @@
 #include "interruption.h"
 
+#include <glib-unix.h>
+#include <glib.h>
 #include <signal.h>
 
 namespace trevalo_cli {
@@ -9,6 +11,11 @@ volatile sig_atomic_t g_interrupted = 0;
 
 void OnSignal(int) {
     g_interrupted = 1;
+}
+
+gboolean QuitLoop(gpointer loop) {
+    g_main_loop_quit(static_cast<GMainLoop*>(loop));
+    return G_SOURCE_CONTINUE;
 }
 
 }  // namespace
@@ -24,6 +31,16 @@ void CatchInterruption() {
 
 bool Interrupted() {
     return g_interrupted != 0;
+}
+
+void RunMainLoopUntilInterrupted() {
+    GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
+    const guint on_interrupt = g_unix_signal_add(SIGINT, QuitLoop, loop);
+    const guint on_terminate = g_unix_signal_add(SIGTERM, QuitLoop, loop);
+    g_main_loop_run(loop);
+    g_source_remove(on_interrupt);
+    g_source_remove(on_terminate);
+    g_main_loop_unref(loop);
 }
 
 }  // namespace trevalo_cli

@@ -9,6 +9,10 @@ namespace trevalo_cli {
 void CatchInterruption();
 bool Interrupted();
 
+// Runs the default main context until SIGINT or SIGTERM, for the commands that print what the
+// service sends.
+void RunMainLoopUntilInterrupted();
+
 }  // namespace trevalo_cli
 
 #endif
