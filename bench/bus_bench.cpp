@@ -39,8 +39,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <fstream>
-#include <future>
 #include <functional>
+#include <future>
 #include <map>
 #include <memory>
 #include <mutex>

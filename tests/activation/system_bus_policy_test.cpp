@@ -110,8 +110,8 @@ TEST_F(SystemBusPolicy, NoUserButTheServicesOwnsTheName) {
 
     const CliResult other = cli_test::RunCli({}, As(m_Other, ServiceProgram()));
     EXPECT_EQ(other.status, 255);
-    EXPECT_THAT(other.err, HasSubstr("cannot request " + std::string(kBusName) +
-                                     ": Permission denied"));
+    EXPECT_THAT(other.err,
+                HasSubstr("cannot request " + std::string(kBusName) + ": Permission denied"));
 
     CliProcess service({}, As(m_Service, ServiceProgram()));
     const pid_t owner = WaitForOwner();
