@@ -6,7 +6,7 @@
 #include <stdio.h>
 #include <unistd.h>
 
-#include "cli_process.h"
+#include "child_process.h"
 #include "installed_tree.h"
 
 namespace {
@@ -15,7 +15,7 @@ using ActivatingBus = test_support::PrivateBus;
 using activation_test::ExecutableOf;
 using activation_test::kBusName;
 using activation_test::SharedInstall;
-using cli_test::CliResult;
+using test_support::ChildResult;
 using ::testing::HasSubstr;
 
 constexpr const char kPermissivePolicy[] =
@@ -28,12 +28,12 @@ std::string SessionBusConfig(bool typed) {
            SharedInstall().Prefix() + "/share/dbus-1/services</servicedir>" + kPermissivePolicy;
 }
 
-CliResult InstalledCli(const ActivatingBus& bus, const std::vector<std::string>& arguments) {
-    cli_test::CliOptions options;
+ChildResult InstalledCli(const ActivatingBus& bus, const std::vector<std::string>& arguments) {
+    test_support::ChildOptions options;
     options.program = SharedInstall().Prefix() + "/bin/trevalo-cli";
     std::vector<std::string> words = {"--bus", bus.Address()};
     words.insert(words.end(), arguments.begin(), arguments.end());
-    return cli_test::RunCli(words, options);
+    return test_support::RunCli(words, options);
 }
 
 // The first call starts the installed service, which then owns the name and keeps serving.
@@ -41,7 +41,7 @@ void ExpectActivationOn(const ActivatingBus& bus) {
     ASSERT_TRUE(bus.Started()) << bus.Log();
     EXPECT_EQ(bus.OwnerPid(kBusName), -1);
 
-    const CliResult first = InstalledCli(bus, {"call", "SizeOfAudio"});
+    const ChildResult first = InstalledCli(bus, {"call", "SizeOfAudio"});
     EXPECT_EQ(first.status, 0) << first.err << bus.Log();
     EXPECT_EQ(first.out, "{\"return_data\":0}\n");
 
@@ -49,7 +49,7 @@ void ExpectActivationOn(const ActivatingBus& bus) {
     ASSERT_GT(owner, 0) << bus.Log();
     EXPECT_EQ(ExecutableOf(owner), SharedInstall().Prefix() + "/libexec/trevalo_service");
 
-    const CliResult second = InstalledCli(bus, {"time", "save", "1234"});
+    const ChildResult second = InstalledCli(bus, {"time", "save", "1234"});
     EXPECT_EQ(second.status, 0) << second.err;
     EXPECT_EQ(bus.OwnerPid(kBusName), owner);  // the same process, not a second start
     EXPECT_TRUE(test_support::StopProcess(owner));
@@ -76,7 +76,7 @@ TEST_F(Activation, TheServiceJoinsTheBusThatStartedItWhateverTheDaemonInherited)
 TEST_F(Activation, WithoutTheServiceFilesNothingStartsAndTheClientSaysSo) {
     ActivatingBus bus(std::string("<type>session</type>") + kPermissivePolicy);
     ASSERT_TRUE(bus.Started()) << bus.Log();
-    const CliResult result = InstalledCli(bus, {"catalogue"});
+    const ChildResult result = InstalledCli(bus, {"catalogue"});
     EXPECT_EQ(result.status, 2);
     EXPECT_THAT(result.err, HasSubstr("ServiceUnknown"));
 }
@@ -120,7 +120,7 @@ TEST_F(Activation, ASystemBusReadingOnlyItsStandardDirectoriesStartsTheServiceUn
     EXPECT_THAT(error, HasSubstr("AccessDenied"));
     // The bus finds and starts the installed service, as its own user (root): only systemd or the
     // launch helper switch to the file's User=, and the policy refuses anyone else the name.
-    const CliResult refused = InstalledCli(bus, {"call", "SizeOfAudio"});
+    const ChildResult refused = InstalledCli(bus, {"call", "SizeOfAudio"});
     EXPECT_NE(refused.status, 0);
     EXPECT_THAT(bus.Log(), HasSubstr("AccessDenied")) << refused.err;
 }

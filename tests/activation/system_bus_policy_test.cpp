@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 #include "bus_fixture.h"
-#include "cli_process.h"
+#include "child_process.h"
 #include "installed_tree.h"
 
 namespace {
@@ -16,9 +16,9 @@ namespace {
 using ActivatingBus = test_support::PrivateBus;
 using activation_test::kBusName;
 using activation_test::SharedInstall;
-using cli_test::CliOptions;
-using cli_test::CliProcess;
-using cli_test::CliResult;
+using test_support::ChildOptions;
+using test_support::ChildProcess;
+using test_support::ChildResult;
 using test_support::ReadText;
 using ::testing::HasSubstr;
 
@@ -76,8 +76,8 @@ class SystemBusPolicy : public ::testing::Test {
         ASSERT_EQ(chmod(m_Bus.Directory().c_str(), 0755), 0);
     }
 
-    CliOptions As(const User& user, const std::string& program = "") const {
-        CliOptions options;
+    ChildOptions As(const User& user, const std::string& program = "") const {
+        ChildOptions options;
         options.program = program.empty() ? SharedInstall().Prefix() + "/bin/trevalo-cli" : program;
         options.environment = {"DBUS_SESSION_BUS_ADDRESS=" + m_Bus.Address()};
         options.uid = user.uid;
@@ -108,12 +108,12 @@ TEST_F(SystemBusPolicy, NoUserButTheServicesOwnsTheName) {
     EXPECT_FALSE(m_Bus.RequestName(kBusName, error));  // we are root
     EXPECT_THAT(error, HasSubstr("AccessDenied"));
 
-    const CliResult other = cli_test::RunCli({}, As(m_Other, ServiceProgram()));
+    const ChildResult other = test_support::RunCli({}, As(m_Other, ServiceProgram()));
     EXPECT_EQ(other.status, 255);
     EXPECT_THAT(other.err,
                 HasSubstr("cannot request " + std::string(kBusName) + ": Permission denied"));
 
-    CliProcess service({}, As(m_Service, ServiceProgram()));
+    ChildProcess service({}, As(m_Service, ServiceProgram()));
     const pid_t owner = WaitForOwner();
     ASSERT_GT(owner, 0) << service.Err() << m_Bus.Log();
     EXPECT_EQ(OwnerOfProcess(owner), static_cast<uid_t>(m_Service.uid));
@@ -122,9 +122,9 @@ TEST_F(SystemBusPolicy, NoUserButTheServicesOwnsTheName) {
 }
 
 TEST_F(SystemBusPolicy, AnotherUserCallsEveryMethodIntrospectsAndHearsTheSignal) {
-    CliProcess service({}, As(m_Service, ServiceProgram()));
+    ChildProcess service({}, As(m_Service, ServiceProgram()));
     ASSERT_GT(WaitForOwner(), 0) << service.Err() << m_Bus.Log();
-    CliProcess listener({"listen"}, As(m_Other));
+    ChildProcess listener({"listen"}, As(m_Other));
     ASSERT_TRUE(listener.WaitForErr("listening for TrevaloSignal")) << listener.Err();
 
     struct Call {
@@ -153,20 +153,20 @@ TEST_F(SystemBusPolicy, AnotherUserCallsEveryMethodIntrospectsAndHearsTheSignal)
         SCOPED_TRACE(call.method);
         std::vector<std::string> arguments = {"call", call.method};
         if (call.data != nullptr) arguments.insert(arguments.end(), {"--data", call.data});
-        CliOptions options = As(m_Other);
+        ChildOptions options = As(m_Other);
         if (!call.buffer.empty()) {
             arguments.insert(arguments.end(), {"--buffer-file", "-"});
             options.input = call.buffer;
         }
-        const CliResult result = cli_test::RunCli(arguments, options);
+        const ChildResult result = test_support::RunCli(arguments, options);
         EXPECT_EQ(result.status, 0) << result.err;
         EXPECT_THAT(result.out, HasSubstr(call.answer));
     }
 
-    const CliResult introspected =
-        cli_test::RunCli({"introspect", "--address", m_Bus.Address(), "--dest", kBusName,
-                          "--object-path", "/org/ondrel/TCServer/trevalo_service"},
-                         As(m_Other, "/usr/bin/gdbus"));
+    const ChildResult introspected =
+        test_support::RunCli({"introspect", "--address", m_Bus.Address(), "--dest", kBusName,
+                              "--object-path", "/org/ondrel/TCServer/trevalo_service"},
+                             As(m_Other, "/usr/bin/gdbus"));
     EXPECT_EQ(introspected.status, 0) << introspected.err;
     EXPECT_THAT(introspected.out, HasSubstr("interface org.ondrel.TCServer"));
 

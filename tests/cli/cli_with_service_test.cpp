@@ -9,13 +9,13 @@
 #include <memory>
 
 #include "bus_fixture.h"
-#include "cli_process.h"
+#include "child_process.h"
 #include "stream_builder.h"
 
 namespace {
 
-using cli_test::CliProcess;
-using cli_test::CliResult;
+using test_support::ChildProcess;
+using test_support::ChildResult;
 using ::testing::HasSubstr;
 using ::testing::Not;
 using ::testing::StartsWith;
@@ -39,14 +39,14 @@ class CliWithService : public ::testing::Test {
         EXPECT_EQ(service_->Stop(SIGTERM), 0) << service_->Log();
     }
 
-    cli_test::CliOptions Options(const std::string& input = "") const {
-        cli_test::CliOptions options;
+    test_support::ChildOptions Options(const std::string& input = "") const {
+        test_support::ChildOptions options;
         options.environment = {"DBUS_SESSION_BUS_ADDRESS=" + bus_->Address()};
         options.input = input;
         return options;
     }
-    CliResult Cli(const std::vector<std::string>& arguments, const std::string& input = "") {
-        return cli_test::RunCli(arguments, Options(input));
+    ChildResult Cli(const std::vector<std::string>& arguments, const std::string& input = "") {
+        return test_support::RunCli(arguments, Options(input));
     }
 
     std::string WriteFile(const std::string& name, const ts_test::Bytes& bytes) {
@@ -102,7 +102,7 @@ ts_test::Bytes ChangingStream(const ts_test::Bytes& first, const ts_test::Bytes&
 }
 
 TEST_F(CliWithService, PrintsTheTableOfAKnownProgrammeAndLooksUpItsTags) {
-    const CliResult sent = Cli({"pmt", kMultiProgramme, "--program", "8803"});
+    const ChildResult sent = Cli({"pmt", kMultiProgramme, "--program", "8803"});
     ASSERT_EQ(sent.status, 0) << sent.err;
     const std::string table =
         "KIND      #  PID           TAG  ENCODING  LANG  FLAGS\n"
@@ -120,21 +120,21 @@ TEST_F(CliWithService, PrintsTheTableOfAKnownProgrammeAndLooksUpItsTags) {
                                    {"1", "321\n"},
                                    {"0x3", "342\n"},
                                    {"4", "343\n"}}) {
-        const CliResult found = Cli({"pid", tag});
+        const ChildResult found = Cli({"pid", tag});
         EXPECT_EQ(found.status, 0) << tag;
         EXPECT_EQ(found.out, pid) << tag;
     }
-    const CliResult missing = Cli({"pid", "255"});
+    const ChildResult missing = Cli({"pid", "255"});
     EXPECT_EQ(missing.status, 1);
     EXPECT_EQ(missing.out, "");
     EXPECT_EQ(missing.err, "trevalo-cli: pid: no component carries tag 255\n");
 }
 
 TEST_F(CliWithService, SavesAndReadsThePlayingTime) {
-    const CliResult saved = Cli({"time", "save", "5000"});
+    const ChildResult saved = Cli({"time", "save", "5000"});
     EXPECT_EQ(saved.status, 0) << saved.err;
     EXPECT_EQ(saved.out, "");
-    const CliResult read = Cli({"time", "get"});
+    const ChildResult read = Cli({"time", "get"});
     ASSERT_EQ(read.status, 0) << read.err;
     const unsigned long now = std::stoul(read.out);
     EXPECT_GE(now, 5000u);
@@ -142,7 +142,7 @@ TEST_F(CliWithService, SavesAndReadsThePlayingTime) {
 }
 
 TEST_F(CliWithService, CallsAnyMethodAndShowsTheReplyBuffer) {
-    CliResult result = Cli({"call", "SizeOfAudio"});
+    ChildResult result = Cli({"call", "SizeOfAudio"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(result.out, "{\"return_data\":0}\n");
 
@@ -169,9 +169,9 @@ TEST_F(CliWithService, CallsAnyMethodAndShowsTheReplyBuffer) {
 
 TEST(CliListen, WaitsForTheServiceSayingSoOnceThenPrintsItsSignals) {
     test_support::PrivateBus bus;
-    cli_test::CliOptions options;
+    test_support::ChildOptions options;
     options.environment = {"DBUS_SESSION_BUS_ADDRESS=" + bus.Address()};
-    CliProcess listener({"listen"}, options);
+    ChildProcess listener({"listen"}, options);
     const std::string waiting =
         "trevalo-cli: listen: waiting for org.ondrel.TCServer.trevalo_service to appear";
     ASSERT_TRUE(listener.WaitForErr(waiting)) << listener.Err();
@@ -194,8 +194,8 @@ TEST(CliListen, WaitsForTheServiceSayingSoOnceThenPrintsItsSignals) {
 }
 
 TEST_F(CliWithService, WatchPrintsEveryNewCatalogueUntilInterrupted) {
-    CliProcess table({"watch"}, Options());
-    CliProcess json({"watch", "--json"}, Options());
+    ChildProcess table({"watch"}, Options());
+    ChildProcess json({"watch", "--json"}, Options());
     ASSERT_TRUE(table.WaitForErr("watching CatalogueChanged")) << table.Err();
     ASSERT_TRUE(json.WaitForErr("watching CatalogueChanged")) << json.Err();
     ASSERT_EQ(Cli({"pmt", kMultiProgramme, "--program", "8803"}).status, 0);
@@ -207,7 +207,7 @@ TEST_F(CliWithService, WatchPrintsEveryNewCatalogueUntilInterrupted) {
         table.WaitForOut("programme 8803: 1 video, 2 audio, 2 subtitle\n"
                          "KIND      #  PID           TAG  ENCODING  LANG  FLAGS\n"))
         << table.Out();
-    for (CliProcess* watcher : {&table, &json}) {
+    for (ChildProcess* watcher : {&table, &json}) {
         watcher->Signal(SIGINT);
         EXPECT_EQ(watcher->Wait(), 0);
     }
@@ -219,7 +219,7 @@ TEST_F(CliWithService, ReadsTheCatalogueEntryByEntryFromAServiceWithoutGetCatalo
         std::make_unique<test_support::ServiceProcess>(*bus_, SERVICE_BEFORE_CATALOGUE_BINARY);
     ASSERT_TRUE(service_->WaitForName("org.ondrel.TCServer.trevalo_service")) << service_->Log();
     ASSERT_EQ(Cli({"pmt", kMultiProgramme, "--program", "8803"}).status, 0);
-    const CliResult listed = Cli({"catalogue", "--json"});
+    const ChildResult listed = Cli({"catalogue", "--json"});
     ASSERT_EQ(listed.status, 0) << listed.err;
     EXPECT_EQ(test_support::ParseJson(listed.out), CatalogueSeenDirectly());
     EXPECT_THAT(service_->Log(), HasSubstr("] There is no matched method\n"));
@@ -230,7 +230,7 @@ TEST_F(CliWithService, FollowsAPipeAndPrintsWhatEachNewVersionChanged) {
     const ts_test::Bytes v2 =
         ts_test::MakePmtSection(7, 2, {{0x1B, 0x101}, {0x03, 0x102}, {0x0F, 0x103}});
     const ts_test::Bytes stream = ChangingStream(v1, v2);
-    const CliResult result =
+    const ChildResult result =
         Cli({"pmt", "-", "--follow"}, std::string(stream.begin(), stream.end()));
     ASSERT_EQ(result.status, 0) << result.err;
     const std::string changed = "programme 7: PMT version 2 on PID 256 (0x0100), " +
@@ -252,7 +252,7 @@ TEST_F(CliWithService, FollowsAGrowingRecordingUntilInterrupted) {
     const std::string path =
         WriteFile("recording.ts", ts_test::Bytes(stream.begin(), stream.begin() + half));
 
-    CliProcess follower({"pmt", path, "--follow"}, Options());
+    ChildProcess follower({"pmt", path, "--follow"}, Options());
     ASSERT_TRUE(follower.WaitForOut("PMT version 1")) << follower.Err();
     {
         std::ofstream append(path, std::ios::binary | std::ios::app);
@@ -281,7 +281,7 @@ TEST_F(CliWithService, FailureAnswersAre1AndSayWhy) {
         {{"pmt", cut, "--program", "8803"},
          "no valid PMT of programme 8803 on PID 300 (0x012C) in " + cut},
     };
-    CliResult result;
+    ChildResult result;
     for (const auto& [arguments, reason] : unusable) {
         result = Cli(arguments);
         EXPECT_EQ(result.status, 1) << arguments[1];
@@ -305,12 +305,8 @@ TEST_F(CliWithService, FailureAnswersAre1AndSayWhy) {
     // and keeps the catalogue it had.
     ASSERT_EQ(Cli({"pmt", kMultiProgramme, "--program", "8803"}).status, 0);
     ts_test::Bytes overrun = ts_test::MakePmtSection(7, 0, {{0x1B, 0x101}});
-    overrun.resize(overrun.size() - 4);
-    overrun[10] = 0xF3;
-    overrun[11] = 0xFF;
-    const uint32_t crc = pmt_test::ReferenceCrc32(overrun.data(), overrun.size());
-    for (int shift = 24; shift >= 0; shift -= 8)
-        overrun.push_back(static_cast<uint8_t>(crc >> shift));
+    pmt_test::SetLengthField(overrun, pmt_test::kProgramInfoLengthOffset, 0x3FF);
+    pmt_test::RestampCrc(overrun);
     counter = 0;
     uint8_t pmt_counter = 0;
     const std::string refused = WriteFile(

@@ -4,12 +4,12 @@
 #include <gmock/gmock.h>
 
 #include "bus_fixture.h"
-#include "cli_process.h"
+#include "child_process.h"
 
 namespace {
 
-using cli_test::CliResult;
-using cli_test::RunCli;
+using test_support::ChildResult;
+using test_support::RunCli;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -21,7 +21,7 @@ TEST(ExitStatus, EveryFailureIs2WithOneErrorLine) {
     for (const std::string& kind : failures.getMemberNames()) {
         const Json::Value& failure = failures[kind];
         if (!failure.isObject()) continue;
-        cli_test::CliOptions options;
+        test_support::ChildOptions options;
         // Without a session bus the client turns to the system bus: none there either.
         options.environment = {"DBUS_SYSTEM_BUS_ADDRESS=unix:path=/nonexistent/system-bus"};
         if (failure["bus"] == "empty")
@@ -33,7 +33,7 @@ TEST(ExitStatus, EveryFailureIs2WithOneErrorLine) {
             }
             if (failure["bus"] == "after") words.insert(words.end(), {"--bus", bus.Address()});
             SCOPED_TRACE(kind + ": " + ::testing::PrintToString(words));
-            const CliResult result = RunCli(words, options);
+            const ChildResult result = RunCli(words, options);
             EXPECT_EQ(result.status, 2);
             EXPECT_THAT(result.err, StartsWith("trevalo-cli: "));
             EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
@@ -49,7 +49,7 @@ TEST(ExitStatus, EveryFailureIs2WithOneErrorLine) {
 }
 
 TEST(ExitStatus, HelpIs0AndDescribesEachCommand) {
-    CliResult result = RunCli({"--help"});
+    ChildResult result = RunCli({"--help"});
     EXPECT_EQ(result.status, 0);
     EXPECT_EQ(RunCli({"-h"}).out, result.out);
     for (const char* command :
@@ -57,7 +57,7 @@ TEST(ExitStatus, HelpIs0AndDescribesEachCommand) {
         EXPECT_THAT(result.out, HasSubstr("\n  " + std::string(command)));
         for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
                  {command, "--help"}, {command, "-h"}, {"--help", command}}) {
-            const CliResult help = RunCli(words);
+            const ChildResult help = RunCli(words);
             EXPECT_EQ(help.status, 0) << command;
             EXPECT_THAT(help.out,
                         StartsWith("Usage: trevalo-cli [--bus ADDRESS] " + std::string(command)));

@@ -7,7 +7,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "cli_process.h"
+#include "child_process.h"
 
 namespace {
 
@@ -62,7 +62,7 @@ TEST(FromHelp, ManualPageHoldsEveryCommandAndRendersWithoutWarnings) {
     const std::string text = Shell("MANWIDTH=200 man -l '" + page + "' 2>&1");
     for (const char* command :
          {"call", "catalogue", "pid", "time", "pmt", "programmes", "listen"}) {
-        const cli_test::CliResult help = cli_test::RunCli({command, "--help"});
+        const test_support::ChildResult help = test_support::RunCli({command, "--help"});
         const std::string usage = help.out.substr(0, help.out.find('\n'));
         EXPECT_THAT(text, HasSubstr("\n   " + usage.substr(usage.find(command)) + "\n"));
     }

@@ -3,30 +3,24 @@
 #include <gmock/gmock.h>
 
 #include <cstdio>
-#include <fstream>
-#include <iterator>
 
-#include "cli_process.h"
+#include "child_process.h"
 #include "dvbpsi_pmt_reader.h"
+#include "test_data.h"
 
 namespace {
 
-using cli_test::CliResult;
-using cli_test::RunCli;
+using test_support::ChildResult;
+using test_support::RunCli;
 using ::testing::HasSubstr;
 
 const std::string kTs = std::string(TREVALO_TESTDATA_DIR) + "/ts/";
 
-std::string ReadFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
-
 TEST(Programmes, ListsEveryProgrammeOfACaptureWithThePmtLibdvbpsiFinds) {
     for (const char* capture : {"multi-programme-ac3-subtitles.ts", "avc-aac-eac3.ts"}) {
         SCOPED_TRACE(capture);
-        const std::string bytes = ReadFile(kTs + capture);
-        const CliResult result = RunCli({"programmes", kTs + capture});  // no bus at all
+        const std::string bytes = test_support::ReadText(kTs + capture);
+        const ChildResult result = RunCli({"programmes", kTs + capture});  // no bus at all
         ASSERT_EQ(result.status, 0) << result.err;
         const std::vector<ts_test::ReferenceProgramme> reference =
             ts_test::ReadWithDvbpsi(ts_test::Bytes(bytes.begin(), bytes.end()));
@@ -50,9 +44,9 @@ TEST(Programmes, ListsEveryProgrammeOfACaptureWithThePmtLibdvbpsiFinds) {
 }
 
 TEST(Programmes, ShowsEachStreamsTypeAndLanguagesFromStandardInput) {
-    cli_test::CliOptions options;
-    options.input = ReadFile(kTs + "multi-programme-ac3-subtitles.ts");
-    const CliResult result = RunCli({"programmes", "-"}, options);
+    test_support::ChildOptions options;
+    options.input = test_support::ReadText(kTs + "multi-programme-ac3-subtitles.ts");
+    const ChildResult result = RunCli({"programmes", "-"}, options);
     ASSERT_EQ(result.status, 0) << result.err;
     EXPECT_THAT(result.out,
                 HasSubstr("programme 8802: PMT version 15 on PID 200 (0x00C8), PCR PID 210 "
@@ -67,10 +61,10 @@ TEST(Programmes, ShowsEachStreamsTypeAndLanguagesFromStandardInput) {
 }
 
 TEST(Programmes, AStreamWithoutAPatIs1) {
-    cli_test::CliOptions options;
+    test_support::ChildOptions options;
     options.input = std::string(188 * 8, '\0');
     for (size_t at = 0; at < options.input.size(); at += 188) options.input[at] = 0x47;
-    const CliResult result = RunCli({"programmes", "-"}, options);
+    const ChildResult result = RunCli({"programmes", "-"}, options);
     EXPECT_EQ(result.status, 1);
     EXPECT_EQ(result.err, "trevalo-cli: programmes: no PAT in standard input\n");
 }

@@ -32,19 +32,6 @@ size_t Find(const std::string& log, const std::string& needle, size_t from = 0) 
 
 }  // namespace
 
-TEST_F(ServiceOnBus, AnswersEveryCatalogueMethodOnAnEmptyCatalogue) {
-    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")["return_data"], Json::Value(0));
-    EXPECT_EQ(Call(R"({"method":"SizeOfVideo"})")["return_data"], Json::Value(0));
-    EXPECT_EQ(Call(R"({"method":"SizeOfSubtitle"})")["return_data"], Json::Value(0));
-    for (const char* method : {"GetAudio", "GetVideo", "GetSubtitle"}) {
-        const Json::Value reply = Call(std::string(R"({"method":")") + method + R"(","data":0})");
-        EXPECT_EQ(reply["return_data"], Json::Value("")) << method;
-        EXPECT_FALSE(reply.isMember("call_api_success")) << method;
-    }
-    EXPECT_EQ(Call(R"({"method":"GetPID","data":5})")["return_data"], Json::Value(0));
-    EXPECT_TRUE(last_.buffer.empty());
-}
-
 TEST_F(ServiceOnBus, RelaysTheSignalWithTheVeryRequest) {
     test_support::RawClient listener(*bus_, "trevalo_service");
     listener.Subscribe("TrevaloSignal");

@@ -9,6 +9,7 @@
 #include "captured_sections.h"
 #include "pmt_section_builder.h"
 #include "sectionparser_exercise.h"
+#include "test_data.h"
 
 using namespace pmt_test;
 
@@ -32,7 +33,7 @@ void Exercise(const Bytes& input) {
 TEST(FuzzRegressions, EveryKeptCrashInputRunsClean) {
     for (const auto& path : RegressionInputs()) {
         SCOPED_TRACE(path);
-        Exercise(ReadFile(path));
+        Exercise(test_support::ReadFile(path));
     }
 }
 

@@ -100,17 +100,52 @@ TEST_F(SectionValidity, SectionLengthAbove1021IsTooLongAndOnly1024BytesAreKept) 
     }
 }
 
-TEST_F(SectionValidity, SectionLengthOffByOneFailsTheLoopsEvenWithAFittingCrc) {
-    // One byte more: a stray byte after the last entry. One byte less: the last entry's
-    // ES_info runs into the CRC_32.
-    EXPECT_EQ(StatusOf(WithLength(kSectionLengthOffset, +1)), SECTION_ES_ENTRY_TRUNCATED);
-    EXPECT_EQ(StatusOf(WithLength(kSectionLengthOffset, -1)), SECTION_ES_INFO_OVERRUN);
-}
-
-TEST_F(SectionValidity, ProgramInfoLengthOffByOne) {
-    EXPECT_EQ(StatusOf(WithLength(kProgramInfoLengthOffset, +1)), SECTION_DESCRIPTOR_OVERRUN);
-    EXPECT_EQ(StatusOf(WithLength(kProgramInfoLengthOffset, -1)), SECTION_DESCRIPTOR_OVERRUN);
-    EXPECT_EQ(StatusOf(WithLength(kProgramInfoLengthOffset, +1, false)), SECTION_CRC_MISMATCH);
+// One length field off, with a CRC_32 that fits the damage unless said otherwise: each rule
+// alone names the status.
+TEST_F(SectionValidity, EachLengthFieldOffByOneNamesItsRule) {
+    const size_t esInfo = FirstStreamOffset(SampleSection()) + 3;
+    const struct {
+        const char* what;
+        size_t offset;
+        int delta;
+        bool restamp;
+        ESectionStatus status;
+    } cases[] = {
+        // A stray byte after the last entry; the last entry's ES_info running into the CRC_32.
+        {"section_length +1", kSectionLengthOffset, +1, true, SECTION_ES_ENTRY_TRUNCATED},
+        {"section_length +4", kSectionLengthOffset, +4, true, SECTION_ES_ENTRY_TRUNCATED},
+        {"section_length -1", kSectionLengthOffset, -1, true, SECTION_ES_INFO_OVERRUN},
+        {"program_info_length +1", kProgramInfoLengthOffset, +1, true, SECTION_DESCRIPTOR_OVERRUN},
+        {"program_info_length -1", kProgramInfoLengthOffset, -1, true, SECTION_DESCRIPTOR_OVERRUN},
+        {"program_info_length +1, old CRC", kProgramInfoLengthOffset, +1, false,
+         SECTION_CRC_MISMATCH},
+        {"ES_info_length +1", esInfo, +1, true, SECTION_DESCRIPTOR_OVERRUN},
+        {"ES_info_length -1", esInfo, -1, true, SECTION_DESCRIPTOR_OVERRUN},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(StatusOf(WithLength(c.offset, c.delta, c.restamp)), c.status) << c.what;
+    }
+    // The CA descriptor that ends the last stream's loop, and the one in the program_info loop.
+    const Bytes sample = SampleSection();
+    for (size_t offset : {sample.size() - 4 - CA(0, 0).size(), kFirstLoopOffset}) {
+        ASSERT_EQ(sample[offset], 0x09);
+        for (int delta : {+1, -1}) {
+            Bytes section = sample;
+            section[offset + 1] = static_cast<unsigned char>(section[offset + 1] + delta);
+            RestampCrc(section);
+            EXPECT_EQ(StatusOf(section), SECTION_DESCRIPTOR_OVERRUN)
+                << "descriptor_length at " << offset << " " << delta;
+        }
+    }
+    Bytes unsyntactic = sample;
+    unsyntactic[1] &= 0x7F;
+    RestampCrc(unsyntactic);
+    EXPECT_EQ(StatusOf(unsyntactic), SECTION_NOT_SYNTAX_FORM);
+    // Five zero bytes are a whole entry: stream_type 0, PID 0, no descriptors.
+    const TCPMTInstance* instance = Parse(WithLength(kSectionLengthOffset, 5));
+    ASSERT_NE(instance, nullptr);
+    EXPECT_TRUE(instance->IsValid());
+    EXPECT_EQ(instance->NumOfElementary(), 3);
 }
 
 TEST_F(SectionValidity, ProgramInfoLengthMayReachButNotPassTheCrc) {
@@ -120,48 +155,6 @@ TEST_F(SectionValidity, ProgramInfoLengthMayReachButNotPassTheCrc) {
     SetLengthField(section, kProgramInfoLengthOffset, static_cast<int>(descriptor.size()) + 1);
     RestampCrc(section);
     EXPECT_EQ(StatusOf(section), SECTION_PROGRAM_INFO_OVERRUN);
-}
-
-TEST_F(SectionValidity, ESInfoLengthOffByOneOnAStreamFollowedByAnother) {
-    const size_t offset = FirstStreamOffset(SampleSection()) + 3;
-    EXPECT_EQ(StatusOf(WithLength(offset, +1)), SECTION_DESCRIPTOR_OVERRUN);
-    EXPECT_EQ(StatusOf(WithLength(offset, -1)), SECTION_DESCRIPTOR_OVERRUN);
-}
-
-TEST_F(SectionValidity, DescriptorLengthOffByOne) {
-    // The CA descriptor that ends the last stream's loop, and the one in the program_info loop.
-    const Bytes sample = SampleSection();
-    const size_t lastDescriptor = sample.size() - 4 - CA(0, 0).size();
-    const size_t programDescriptor = kFirstLoopOffset;
-    for (size_t offset : {lastDescriptor, programDescriptor}) {
-        ASSERT_EQ(sample[offset], 0x09);
-        for (int delta : {+1, -1}) {
-            Bytes section = sample;
-            section[offset + 1] = static_cast<unsigned char>(section[offset + 1] + delta);
-            RestampCrc(section);
-            EXPECT_EQ(StatusOf(section), SECTION_DESCRIPTOR_OVERRUN)
-                << "offset " << offset << " delta " << delta;
-        }
-    }
-}
-
-TEST_F(SectionValidity, SectionSyntaxIndicatorMustBeSet) {
-    Bytes section = SampleSection();
-    section[1] &= 0x7F;
-    RestampCrc(section);
-    EXPECT_EQ(StatusOf(section), SECTION_NOT_SYNTAX_FORM);
-}
-
-TEST_F(SectionValidity, BytesAfterTheLastEntryMustMakeAWholeEntry) {
-    for (int extra = 1; extra <= 4; ++extra) {
-        EXPECT_EQ(StatusOf(WithLength(kSectionLengthOffset, extra)), SECTION_ES_ENTRY_TRUNCATED)
-            << extra << " stray bytes";
-    }
-    // Five zero bytes are a whole entry: stream_type 0, PID 0, no descriptors.
-    const TCPMTInstance* instance = Parse(WithLength(kSectionLengthOffset, 5));
-    ASSERT_NE(instance, nullptr);
-    EXPECT_TRUE(instance->IsValid());
-    EXPECT_EQ(instance->NumOfElementary(), 3);
 }
 
 TEST_F(SectionValidity, DescriptorHeaderCutByItsLoop) {

@@ -35,9 +35,20 @@ class CapturedSectionTest : public PmtHandlerTest,
         return SendPmt(bytes, GetParam().golden["programme"].asInt(), true);
     }
 
-    // The catalogue as a client reads it: sizes, every entry, one index past each list, and
-    // GetPID for the tags of the golden data.
+    // The catalogue as a client reads it: sizes, every entry, one index past each list, GetPID
+    // for the tags of the golden data, and the whole catalogue in one answer.
     void ExpectCatalogue(const Json::Value& expected) {
+        TakeLog();
+        const Json::Value whole = Dispatch(Method("GetCatalogue")).body;
+        EXPECT_EQ(whole["call_api_success"], true);
+        Json::Value lists(Json::objectValue);
+        for (const char* kind : {"video", "audio", "subtitle"}) lists[kind] = expected[kind];
+        // Through text, as a client reads it: jsoncpp's == tells signed from unsigned numbers.
+        EXPECT_EQ(test_support::ParseJson(whole["return_data"].toStyledString()), lists);
+        EXPECT_EQ(TakeLog().at(1), "I:Get Catalogue: " + std::to_string(lists["video"].size()) +
+                                       " video, " + std::to_string(lists["audio"].size()) +
+                                       " audio, " + std::to_string(lists["subtitle"].size()) +
+                                       " subtitle");
         for (const char* kind : {"Audio", "Video", "Subtitle"}) {
             SCOPED_TRACE(kind);
             std::string lower = kind;

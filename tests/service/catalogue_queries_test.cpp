@@ -1,8 +1,8 @@
 // The size, entry and PID queries over a catalogue filled by hand.
 #include <gmock/gmock.h>
 
-#include "bus_fixture.h"
 #include "handler_fixture.h"
+#include "test_data.h"
 
 using ::testing::ElementsAre;
 

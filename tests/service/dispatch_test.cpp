@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "handler_fixture.h"
+#include "test_data.h"
 
 using ::testing::ElementsAre;
 using ::testing::StartsWith;
@@ -19,66 +20,27 @@ TEST_F(DispatchTest, LogsTheRequestThenTheAnswer) {
     EXPECT_EQ(log[2], "I:ret_data = 0");
 }
 
-// A "method" that asString converts (a number, a boolean) simply matches no name.
-TEST_F(DispatchTest, UnknownMethodsKeepTheEmptyAnswer) {
-    const Json::Value methods[] = {
-        "sizeofaudio", "SizeOfAudio ", "", "GetPid", "SendPMTdata", 7, -1.5, true};
-    for (const Json::Value& method : methods) {
-        SCOPED_TRACE(method.toStyledString());
+// tests/data/unmatched_requests.json: "method" names that match nothing (a number or a boolean,
+// which asString converts, included) and bodies of the wrong kind or without a method.
+TEST_F(DispatchTest, UnmatchedRequestsGetTheEmptyAnswerAndOneErrorLine) {
+    const Json::Value unmatched =
+        test_support::ReadJsonFile(test_support::GoldenPath("unmatched_requests.json"));
+    std::vector<std::pair<Json::Value, std::string>> cases;
+    for (const Json::Value& method : unmatched["methods"]) {
         Json::Value body;
         body["method"] = method;
-        Ondrel::TCMessage reply = Dispatch(body);
-        Json::Value only_default;
-        only_default["return_data"] = "";
-        EXPECT_EQ(reply.body, only_default);
-        const auto log = TakeLog();
-        ASSERT_EQ(log.size(), 3u);
-        EXPECT_EQ(log[1], "E:There is no matched method");
-        EXPECT_EQ(log[2], "I:ret_data = ");
+        cases.emplace_back(body, "E:There is no matched method");
     }
-}
-
-TEST_F(DispatchTest, MissingMethodIsUnknown) {
-    Json::Value body;
-    body["data"] = 1;
-    Ondrel::TCMessage reply = Dispatch(body);
-    EXPECT_EQ(reply.body["return_data"], Json::Value(""));
-    EXPECT_EQ(TakeLog()[1], "E:There is no matched method");
-
-    reply = Dispatch(Json::Value());  // a null body: no method at all
-    EXPECT_EQ(reply.body["return_data"], Json::Value(""));
-    EXPECT_EQ(TakeLog()[1], "E:There is no matched method");
-}
-
-TEST_F(DispatchTest, WrongKindsGetTheUnknownMethodAnswerAndOneErrorLine) {
-    Json::Value object_method;
-    object_method["method"]["name"] = "SizeOfAudio";
-    Json::Value array_body(Json::arrayValue);
-    array_body.append("SizeOfAudio");
-    Json::Value array_method;
-    array_method["method"].append("SizeOfAudio");
-
-    const struct {
-        Json::Value body;
-        const char* error;
-    } cases[] = {
-        {object_method, "E:There is no matched method: \"method\" is an object, not a string"},
-        {array_method, "E:There is no matched method: \"method\" is an array, not a string"},
-        {array_body, "E:There is no matched method: the request body is an array, not an object"},
-        {Json::Value(12),
-         "E:There is no matched method: the request body is a signed integer, "
-         "not an object"},
-        {Json::Value("SizeOfAudio"),
-         "E:There is no matched method: the request body is a string, not an object"},
-    };
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.error);
-        Ondrel::TCMessage reply = Dispatch(c.body);
-        EXPECT_EQ(reply.body["return_data"], Json::Value(""));
-        EXPECT_FALSE(reply.body.isMember("call_api_success"));
+    for (const Json::Value& c : unmatched["bodies"])
+        cases.emplace_back(c["body"], c["error"].asString());
+    Json::Value only_default;
+    only_default["return_data"] = "";
+    for (const auto& [body, error] : cases) {
+        SCOPED_TRACE(body.toStyledString());
+        EXPECT_EQ(Dispatch(body).body, only_default);
         const auto log = TakeLog();
         ASSERT_EQ(log.size(), 3u);
-        EXPECT_EQ(log[1], c.error);
+        EXPECT_EQ(log[1], error);
         EXPECT_EQ(log[2], "I:ret_data = ");
     }
     // And the next request is served.

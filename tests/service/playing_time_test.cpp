@@ -1,12 +1,11 @@
 // The playing-time store: save, extrapolation on the monotonic clock, the subtitle delay.
 #include <Ecore.h>
 #include <gmock/gmock.h>
-#include <unistd.h>
 
 #include <cstring>
-#include <fstream>
 
 #include "handler_fixture.h"
+#include "sim_state_file.h"
 
 namespace {
 
@@ -28,29 +27,22 @@ class PlayingTimeTest : public HandlerTest {
   protected:
     void SetUp() override {
         HandlerTest::SetUp();
-        state_path_ = "/tmp/trevalo-playing-time-" + std::to_string(getpid()) + ".json";
-        setenv("PLATFORM_SIM_STATE", state_path_.c_str(), 1);
         TrevaloServiceServer::m_CurrentVideoPlayingTime = 0;
         TrevaloServiceServer::m_TimeTicker = 0.0;
     }
     void TearDown() override {
-        unsetenv("PLATFORM_SIM_STATE");
-        unlink(state_path_.c_str());
+        sim_state_file::Unset();
         HandlerTest::TearDown();
     }
     // Sets system setting 709 (a JSON text: a number, or null for a failing read).
-    void SetDelay(const std::string& value) {
-        const std::string temporary = state_path_ + ".new";
-        std::ofstream(temporary) << "{\"system_info\": {\"709\": " << value << "}}";
-        ASSERT_EQ(rename(temporary.c_str(), state_path_.c_str()), 0);
+    static void SetDelay(const std::string& value) {
+        sim_state_file::Write("{\"system_info\": {\"709\": " + value + "}}");
     }
     // Pretends the last save was `seconds_ago` seconds ago, with the time `saved`.
     static void SavedAgo(uint32_t saved, double seconds_ago) {
         TrevaloServiceServer::m_CurrentVideoPlayingTime = saved;
         TrevaloServiceServer::m_TimeTicker = ecore_time_get() - seconds_ago;
     }
-
-    std::string state_path_;
 };
 
 }  // namespace

@@ -2,34 +2,23 @@
 #ifndef TESTS_SERVICE_PMT_FIXTURE_H
 #define TESTS_SERVICE_PMT_FIXTURE_H
 
-#include <unistd.h>
-
-#include <cstdio>
-#include <fstream>
-
 #include "handler_fixture.h"
 #include "pmt_section_builder.h"
+#include "sim_state_file.h"
 
 class PmtHandlerTest : public HandlerTest {
   protected:
     void SetUp() override {
         HandlerTest::SetUp();
-        state_path_ = "/tmp/trevalo-pmt-state-" + std::to_string(getpid()) + ".json";
-        setenv("PLATFORM_SIM_STATE", state_path_.c_str(), 1);
         SetTvService("{}");
     }
     void TearDown() override {
-        unsetenv("PLATFORM_SIM_STATE");
-        unlink(state_path_.c_str());
+        sim_state_file::Unset();
         HandlerTest::TearDown();
     }
 
     // The "tv_service" block of the simulated platform (a JSON object text).
-    void SetTvService(const std::string& block) {
-        const std::string temporary = state_path_ + ".new";
-        std::ofstream(temporary) << "{\"tv_service\": " << block << "}";
-        ASSERT_EQ(rename(temporary.c_str(), state_path_.c_str()), 0);
-    }
+    static void SetTvService(const std::string& block) { sim_state_file::WriteTvService(block); }
 
     // "SendPMTData" with the section; returns "return_data".
     Json::Value SendPmt(const pmt_test::Bytes& section, int program_number = 1,
@@ -64,8 +53,6 @@ class PmtHandlerTest : public HandlerTest {
         }
         return found;
     }
-
-    std::string state_path_;
 };
 
 #endif

@@ -1,20 +1,14 @@
 #include "bus_fixture.h"
 
-#include <fcntl.h>
 #include <json/reader.h>
 #include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
-#include <cstring>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 #include <thread>
-
-extern char** environ;
 
 namespace test_support {
 namespace {
@@ -27,15 +21,13 @@ std::string MakeTempDirectory() {
     return pattern;
 }
 
-// Waits for `pid` to end; its status, or -1 when it was killed or the time ran out.
-int WaitPid(pid_t pid, int timeout_ms, int& raw_status) {
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
-    while (true) {
-        pid_t done = waitpid(pid, &raw_status, WNOHANG);
-        if (done == pid) return WIFEXITED(raw_status) ? WEXITSTATUS(raw_status) : -1;
-        if (done < 0 || Clock::now() > deadline) return -2;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
+// A connection of our own to the bus at `address`; null when it cannot be made.
+GDBusConnection* Connect(const std::string& address) {
+    return g_dbus_connection_new_for_address_sync(
+        address.c_str(),
+        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
+        nullptr, nullptr, nullptr);
 }
 
 }  // namespace
@@ -54,55 +46,26 @@ PrivateBus::PrivateBus(const std::string& config_body, const std::vector<std::st
                              "<busconfig><listen>unix:dir="
                           << m_Directory << "</listen><auth>EXTERNAL</auth>" << config_body
                           << "</busconfig>\n";
-    // Built before fork: between fork and exec only async-signal-safe calls are sound.
-    std::vector<std::string> environment_text;
-    for (char** entry = environ; *entry != nullptr; ++entry) {
-        const std::string setting = *entry;
-        bool replaced = false;
-        for (const std::string& given : environment) {
-            replaced = replaced || given.substr(0, given.find('=') + 1) ==
-                                       setting.substr(0, setting.find('=') + 1);
-        }
-        if (!replaced) environment_text.push_back(setting);
+    ChildOptions options;
+    options.program = "/usr/bin/dbus-daemon";
+    options.environment = environment;
+    m_Daemon = std::make_unique<ChildProcess>(
+        std::vector<std::string>{"--config-file=" + config, "--nofork", "--print-address=1"},
+        options);
+    // The address is its first line; a daemon that refuses its configuration ends instead.
+    const auto deadline = Clock::now() + std::chrono::seconds(10);
+    while (m_Daemon->Out().find('\n') == std::string::npos && m_Daemon->Running() &&
+           Clock::now() < deadline) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    environment_text.insert(environment_text.end(), environment.begin(), environment.end());
-    std::vector<char*> envp;
-    for (std::string& setting : environment_text) envp.push_back(setting.data());
-    envp.push_back(nullptr);
-    std::string config_option = "--config-file=" + config;
-    char program[] = "/usr/bin/dbus-daemon";
-    char no_fork[] = "--nofork";
-    char print_address[] = "--print-address=1";
-    char* argv[] = {program, config_option.data(), no_fork, print_address, nullptr};
-    const int log = open((m_Directory + "/bus.log").c_str(), O_WRONLY | O_CREAT, 0644);
-    int address_pipe[2];
-    if (pipe(address_pipe) != 0) throw std::runtime_error("pipe failed");
-    m_Pid = fork();
-    if (m_Pid == 0) {
-        dup2(address_pipe[1], STDOUT_FILENO);
-        dup2(log, STDERR_FILENO);
-        close(log);
-        close(address_pipe[0]);
-        close(address_pipe[1]);
-        execve(program, argv, envp.data());
-        _exit(127);
-    }
-    close(log);
-    close(address_pipe[1]);
-    char c;
-    while (read(address_pipe[0], &c, 1) == 1 && c != '\n') m_Address.push_back(c);
-    close(address_pipe[0]);
+    const std::string out = m_Daemon->Out();
+    if (out.find('\n') != std::string::npos) m_Address = out.substr(0, out.find('\n'));
 }
 
 PrivateBus::~PrivateBus() {
-    if (m_Pid > 0) {
-        kill(m_Pid, SIGTERM);
-        int status = 0;
-        if (WaitPid(m_Pid, 5000, status) == -2) {
-            kill(m_Pid, SIGKILL);
-            waitpid(m_Pid, &status, 0);
-        }
-    }
+    m_Daemon->Signal(SIGTERM);
+    m_Daemon->Wait(5000);
+    m_Daemon.reset();  // SIGKILL if it is still there
     const std::string remove = "rm -rf '" + m_Directory + "'";
     if (std::system(remove.c_str()) != 0) {
         // Best effort: a leftover directory in /tmp harms nothing.
@@ -110,64 +73,37 @@ PrivateBus::~PrivateBus() {
 }
 
 void PrivateBus::Kill() {
-    if (m_Pid <= 0) return;
-    kill(m_Pid, SIGKILL);
-    int status = 0;
-    waitpid(m_Pid, &status, 0);
-    m_Pid = -1;
+    m_Daemon->Signal(SIGKILL);
+    m_Daemon->Wait();
 }
+
+namespace {
+
+ChildOptions ServiceOptions(const PrivateBus& bus, const std::string& program,
+                            const std::vector<std::string>& environment) {
+    ChildOptions options;
+    options.program = program;
+    options.environment = {"DBUS_SESSION_BUS_ADDRESS=" + bus.Address()};
+    for (const std::string& setting : environment) {
+        if (setting.rfind("DBUS_SESSION_BUS_ADDRESS=", 0) == 0) {
+            options.environment[0] = setting;
+        } else {
+            options.environment.push_back(setting);
+        }
+    }
+    return options;
+}
+
+}  // namespace
 
 ServiceProcess::ServiceProcess(const PrivateBus& bus, const std::string& program,
                                const std::vector<std::string>& environment)
-    : m_BusAddress(bus.Address()) {
-    static int runs = 0;
-    m_LogPath = bus.Directory() + "/stderr-" + std::to_string(++runs) + ".log";
-    m_Pid = fork();
-    if (m_Pid == 0) {
-        const int log = open(m_LogPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        dup2(log, STDERR_FILENO);
-        close(log);
-        setenv("DBUS_SESSION_BUS_ADDRESS", bus.Address().c_str(), 1);
-        for (const std::string& setting : environment) {
-            const auto equals = setting.find('=');
-            setenv(setting.substr(0, equals).c_str(), setting.substr(equals + 1).c_str(), 1);
-        }
-        execl(program.c_str(), program.c_str(), static_cast<char*>(nullptr));
-        _exit(127);
-    }
-}
-
-ServiceProcess::~ServiceProcess() {
-    if (m_Pid > 0 && Running()) {
-        kill(m_Pid, SIGKILL);
-        int status = 0;
-        waitpid(m_Pid, &status, 0);
-    }
-}
-
-bool ServiceProcess::Running() {
-    if (m_Pid <= 0) return false;
-    int status = 0;
-    if (waitpid(m_Pid, &status, WNOHANG) == m_Pid) {
-        m_Status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        m_Pid = -1;
-        return false;
-    }
-    return true;
-}
+    : ChildProcess({}, ServiceOptions(bus, program, environment)), m_BusAddress(bus.Address()) {}
 
 bool ServiceProcess::WaitForName(const std::string& bus_name, int timeout_ms) {
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
-    GError* error = nullptr;
-    GDBusConnection* connection = g_dbus_connection_new_for_address_sync(
-        m_BusAddress.c_str(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, &error);
-    if (connection == nullptr) {
-        g_error_free(error);
-        return false;
-    }
+    GDBusConnection* connection = Connect(m_BusAddress);
+    if (connection == nullptr) return false;
     bool owned = false;
     while (!owned && Running() && Clock::now() < deadline) {
         GVariant* result = g_dbus_connection_call_sync(
@@ -187,42 +123,11 @@ bool ServiceProcess::WaitForName(const std::string& bus_name, int timeout_ms) {
     return owned;
 }
 
-int ServiceProcess::Stop(int signal_number, int timeout_ms) {
-    if (m_Pid > 0) kill(m_Pid, signal_number);
-    return WaitForExit(timeout_ms);
-}
-
-int ServiceProcess::WaitForExit(int timeout_ms) {
-    if (m_Pid <= 0) return m_Status;
-    int raw = 0;
-    const int status = WaitPid(m_Pid, timeout_ms, raw);
-    if (status == -2) return -1;  // still running: the destructor kills it
-    m_Pid = -1;
-    m_Status = status;
-    return status;
-}
-
-std::string ServiceProcess::Log() const {
-    std::ifstream file(m_LogPath, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
 RawClient::RawClient(const PrivateBus& bus, const std::string& server_name)
     : m_BusName("org.ondrel.TCServer." + server_name),
       m_ObjectPath("/org/ondrel/TCServer/" + server_name) {
-    GError* error = nullptr;
-    m_Bus = g_dbus_connection_new_for_address_sync(
-        bus.Address().c_str(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, &error);
-    if (m_Bus == nullptr) {
-        std::string why = error->message;
-        g_error_free(error);
-        throw std::runtime_error("cannot connect: " + why);
-    }
+    m_Bus = Connect(bus.Address());
+    if (m_Bus == nullptr) throw std::runtime_error("cannot connect to " + bus.Address());
 }
 
 RawClient::~RawClient() {
@@ -304,18 +209,10 @@ bool RawClient::WaitForSignals(size_t count, int timeout_ms) {
 }
 
 std::string PrivateBus::Log() const {
-    return ReadText(m_Directory + "/bus.log");
+    return m_Daemon->Err();
 }
 
 namespace {
-
-GDBusConnection* Connect(const std::string& address) {
-    return g_dbus_connection_new_for_address_sync(
-        address.c_str(),
-        static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                          G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-        nullptr, nullptr, nullptr);
-}
 
 // A call to the bus daemon itself on a connection of our own; null with `error` on failure.
 GVariant* CallDaemon(const std::string& address, const char* method, GVariant* arguments,
@@ -374,13 +271,6 @@ bool StopProcess(pid_t pid) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return false;
-}
-
-std::string ReadText(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
 }
 
 }  // namespace test_support

@@ -7,9 +7,11 @@
 #include <json/value.h>
 #include <sys/types.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "child_process.h"
 #include "test_data.h"
 
 namespace test_support {
@@ -42,47 +44,33 @@ class PrivateBus {
   private:
     std::string m_Directory;
     std::string m_Address;
-    pid_t m_Pid = -1;
+    std::unique_ptr<ChildProcess> m_Daemon;
 };
 
-// One run of a program with DBUS_SESSION_BUS_ADDRESS set to the bus, its stderr kept in a file.
-class ServiceProcess {
+// The service (or another program) run with DBUS_SESSION_BUS_ADDRESS set to the bus; Log() is
+// its stderr.
+class ServiceProcess : public ChildProcess {
   public:
     // `environment` holds extra "NAME=value" settings.
     ServiceProcess(const PrivateBus& bus, const std::string& program,
                    const std::vector<std::string>& environment = {});
-    ~ServiceProcess();  // SIGKILL if still running
-    ServiceProcess(const ServiceProcess&) = delete;
-    ServiceProcess& operator=(const ServiceProcess&) = delete;
 
     // Waits until `bus_name` has an owner on the bus; false after `timeout_ms` or if it exits.
     bool WaitForName(const std::string& bus_name, int timeout_ms = 10000);
-
-    // Sends `signal_number` and waits for the exit; returns the exit status, or -1 when the
-    // process was killed by a signal or did not end within `timeout_ms`.
-    int Stop(int signal_number, int timeout_ms = 10000);
-
-    // Waits for the process to end by itself; same result as Stop.
-    int WaitForExit(int timeout_ms = 10000);
-
-    bool Running();
-
-    // Everything written to stderr so far.
-    std::string Log() const;
-    pid_t Pid() const { return m_Pid; }
+    // Sends `signal_number` and waits for the exit, as Wait does.
+    int Stop(int signal_number, int timeout_ms = 10000) {
+        Signal(signal_number);
+        return Wait(timeout_ms);
+    }
+    int WaitForExit(int timeout_ms = 10000) { return Wait(timeout_ms); }
+    std::string Log() const { return Err(); }
 
   private:
     std::string m_BusAddress;
-    pid_t m_Pid = -1;
-    int m_Status = -1;
-    std::string m_LogPath;
 };
 
 // Sends SIGTERM to `pid` (not a child of ours: a service the bus started) and waits for it to go.
 bool StopProcess(pid_t pid);
-
-// The file's text; empty when it cannot be read.
-std::string ReadText(const std::string& path);
 
 // The reply of one Request call.
 struct Reply {

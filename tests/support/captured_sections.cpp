@@ -8,11 +8,6 @@
 
 namespace pmt_test {
 
-std::vector<unsigned char> ReadFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
 namespace {
 
 // The number after `marker` (".p" or ".v") in a file name, -1 when there is none.
@@ -41,7 +36,9 @@ std::vector<CapturedSection> LoadCapturedSections() {
         section.name = entry.path().stem().string();
         section.programNumber = NumberAfter(section.name, ".p");
         section.version = NumberAfter(section.name, ".v");
-        section.bytes = ReadFile(entry.path().string());
+        std::ifstream file(entry.path(), std::ios::binary);
+        section.bytes.assign(std::istreambuf_iterator<char>(file),
+                             std::istreambuf_iterator<char>());
         sections.push_back(std::move(section));
     }
     std::sort(sections.begin(), sections.end(),

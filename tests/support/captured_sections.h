@@ -21,8 +21,6 @@ const std::vector<CapturedSection>& CapturedSections();
 // File names usable as gtest parameter names.
 std::string TestName(const CapturedSection& section);
 
-std::vector<unsigned char> ReadFile(const std::string& path);
-
 }  // namespace pmt_test
 
 #endif

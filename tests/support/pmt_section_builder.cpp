@@ -99,6 +99,11 @@ PmtBuilder& PmtBuilder::Version(uint8_t version) {
     return *this;
 }
 
+PmtBuilder& PmtBuilder::CurrentNext(bool currentNext) {
+    m_CurrentNext = currentNext;
+    return *this;
+}
+
 PmtBuilder& PmtBuilder::PcrPid(uint16_t pcrPid) {
     m_PcrPid = pcrPid;
     return *this;
@@ -118,7 +123,8 @@ PmtBuilder& PmtBuilder::Stream(uint8_t streamType, uint16_t pid,
 Bytes PmtBuilder::Build() const {
     Bytes section{m_TableId, 0, 0};
     AppendU16(section, m_ProgramNumber);
-    section.push_back(static_cast<unsigned char>(0xC1 | ((m_Version & 0x1F) << 1)));
+    section.push_back(
+        static_cast<unsigned char>(0xC0 | ((m_Version & 0x1F) << 1) | (m_CurrentNext ? 1 : 0)));
     section.push_back(0);  // section_number
     section.push_back(0);  // last_section_number
     AppendU16(section, 0xE000u | m_PcrPid);

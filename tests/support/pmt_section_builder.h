@@ -52,6 +52,7 @@ class PmtBuilder {
     PmtBuilder& TableId(uint8_t tableId);
     PmtBuilder& ProgramNumber(uint16_t programNumber);
     PmtBuilder& Version(uint8_t version);
+    PmtBuilder& CurrentNext(bool currentNext);
     PmtBuilder& PcrPid(uint16_t pcrPid);
     PmtBuilder& ProgramDescriptor(const Bytes& descriptor);
     PmtBuilder& Stream(uint8_t streamType, uint16_t pid,
@@ -68,6 +69,7 @@ class PmtBuilder {
     uint8_t m_TableId = 0x02;
     uint16_t m_ProgramNumber = 1;
     uint8_t m_Version = 0;
+    bool m_CurrentNext = true;
     uint16_t m_PcrPid = 0x0100;
     std::vector<Bytes> m_ProgramDescriptors;
     std::vector<StreamEntry> m_Streams;

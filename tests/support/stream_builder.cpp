@@ -15,31 +15,6 @@ uint32_t Next(uint32_t& state) {
     return state >> 24;
 }
 
-Bytes WithCrc(Bytes section) {
-    const uint32_t crc = pmt_test::ReferenceCrc32(section.data(), section.size());
-    for (int shift = 24; shift >= 0; shift -= 8)
-        section.push_back(static_cast<uint8_t>(crc >> shift));
-    return section;
-}
-
-// table_id, section_length (to be set), extension, version, section numbers 0 of 0.
-Bytes LongHeader(uint8_t table_id, uint16_t extension, uint8_t version, bool current_next) {
-    return {table_id,
-            0xB0,
-            0x00,
-            static_cast<uint8_t>(extension >> 8),
-            static_cast<uint8_t>(extension),
-            static_cast<uint8_t>(0xC0 | (version & 0x1F) << 1 | (current_next ? 1 : 0)),
-            0x00,
-            0x00};
-}
-
-void SetLength(Bytes& section) {
-    const size_t length = section.size() - 3 + 4;  // after section_length, CRC_32 included
-    section[1] = static_cast<uint8_t>(0xB0 | (length >> 8));
-    section[2] = static_cast<uint8_t>(length);
-}
-
 }  // namespace
 
 Bytes MakePacket(const PacketFields& fields) {
@@ -66,29 +41,34 @@ Bytes MakePacket(const PacketFields& fields) {
 Bytes MakePatSection(uint16_t transport_stream_id, uint8_t version,
                      const std::vector<std::pair<uint16_t, uint16_t>>& programmes_and_pids,
                      bool current_next) {
-    Bytes section = LongHeader(0x00, transport_stream_id, version, current_next);
+    Bytes section = {0x00,
+                     0xB0,
+                     0x00,
+                     static_cast<uint8_t>(transport_stream_id >> 8),
+                     static_cast<uint8_t>(transport_stream_id),
+                     static_cast<uint8_t>(0xC0 | (version & 0x1F) << 1 | (current_next ? 1 : 0)),
+                     0x00,
+                     0x00};
     for (const auto& [programme, pid] : programmes_and_pids) {
         section.insert(section.end(),
                        {static_cast<uint8_t>(programme >> 8), static_cast<uint8_t>(programme),
                         static_cast<uint8_t>(0xE0 | pid >> 8), static_cast<uint8_t>(pid)});
     }
-    SetLength(section);
-    return WithCrc(section);
+    section.resize(section.size() + 4);  // CRC_32
+    pmt_test::SetLengthField(section, pmt_test::kSectionLengthOffset,
+                             static_cast<int>(section.size() - 3));
+    pmt_test::RestampCrc(section);
+    return section;
 }
 
 Bytes MakePmtSection(uint16_t program_number, uint8_t version,
                      const std::vector<std::pair<uint8_t, uint16_t>>& types_and_pids,
                      bool current_next) {
-    Bytes section = LongHeader(0x02, program_number, version, current_next);
-    const uint16_t pcr_pid = types_and_pids.empty() ? 0x1FFF : types_and_pids.front().second;
-    section.insert(section.end(), {static_cast<uint8_t>(0xE0 | pcr_pid >> 8),
-                                   static_cast<uint8_t>(pcr_pid), 0xF0, 0x00});
-    for (const auto& [type, pid] : types_and_pids) {
-        section.insert(section.end(), {type, static_cast<uint8_t>(0xE0 | pid >> 8),
-                                       static_cast<uint8_t>(pid), 0xF0, 0x00});
-    }
-    SetLength(section);
-    return WithCrc(section);
+    pmt_test::PmtBuilder builder;
+    builder.ProgramNumber(program_number).Version(version).CurrentNext(current_next);
+    builder.PcrPid(types_and_pids.empty() ? 0x1FFF : types_and_pids.front().second);
+    for (const auto& [type, pid] : types_and_pids) builder.Stream(type, pid);
+    return builder.Build();
 }
 
 Bytes Packetize(const Bytes& section, uint16_t pid, uint8_t& counter) {

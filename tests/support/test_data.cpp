@@ -15,6 +15,11 @@ Bytes ReadFile(const std::string& path) {
     return Bytes(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
 }
 
+std::string ReadText(const std::string& path) {
+    const Bytes bytes = ReadFile(path);
+    return std::string(bytes.begin(), bytes.end());
+}
+
 std::string TestDataPath(const std::string& relative_path) {
     return std::string(TREVALO_TESTDATA_DIR) + "/" + relative_path;
 }

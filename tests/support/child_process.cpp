@@ -1,4 +1,4 @@
-#include "cli_process.h"
+#include "child_process.h"
 
 #include <fcntl.h>
 #include <grp.h>
@@ -6,30 +6,23 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-extern char** environ;
-
 #include <chrono>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <stdexcept>
 #include <thread>
 
-namespace cli_test {
+#include "test_data.h"
+
+extern char** environ;
+
+namespace test_support {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-std::string ReadWhole(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream text;
-    text << file.rdbuf();
-    return text.str();
-}
-
 bool WaitForText(const std::string& path, const std::string& text, int timeout_ms) {
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
-    while (ReadWhole(path).find(text) == std::string::npos) {
+    while (ReadText(path).find(text) == std::string::npos) {
         if (Clock::now() > deadline) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
@@ -38,7 +31,7 @@ bool WaitForText(const std::string& path, const std::string& text, int timeout_m
 
 }  // namespace
 
-CliProcess::CliProcess(const std::vector<std::string>& arguments, const CliOptions& options) {
+ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const ChildOptions& options) {
     char pattern[] = "/tmp/trevalo-cli-test-XXXXXX";
     if (mkdtemp(pattern) == nullptr) throw std::runtime_error("mkdtemp failed");
     m_Directory = pattern;
@@ -102,7 +95,7 @@ CliProcess::CliProcess(const std::vector<std::string>& arguments, const CliOptio
     close(input[1]);
 }
 
-CliProcess::~CliProcess() {
+ChildProcess::~ChildProcess() {
     if (m_Pid > 0) {
         kill(m_Pid, SIGKILL);
         int status = 0;
@@ -114,48 +107,50 @@ CliProcess::~CliProcess() {
     }
 }
 
-int CliProcess::Wait(int timeout_ms) {
-    if (m_Pid <= 0) return m_Status;
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
-    while (Clock::now() < deadline) {
-        int status = 0;
-        if (waitpid(m_Pid, &status, WNOHANG) == m_Pid) {
-            m_Pid = -1;
-            m_Status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-            return m_Status;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return -1;
+bool ChildProcess::Running() {
+    int status = 0;
+    if (m_Pid <= 0 || waitpid(m_Pid, &status, WNOHANG) != m_Pid) return m_Pid > 0;
+    m_Pid = -1;
+    m_Status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return false;
 }
 
-void CliProcess::Signal(int signal_number) {
+int ChildProcess::Wait(int timeout_ms) {
+    const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
+    while (Running()) {
+        if (Clock::now() > deadline) return -1;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return m_Status;
+}
+
+void ChildProcess::Signal(int signal_number) {
     if (m_Pid > 0) kill(m_Pid, signal_number);
 }
 
-std::string CliProcess::Out() const {
-    return ReadWhole(m_Directory + "/out");
+std::string ChildProcess::Out() const {
+    return ReadText(m_Directory + "/out");
 }
 
-std::string CliProcess::Err() const {
-    return ReadWhole(m_Directory + "/err");
+std::string ChildProcess::Err() const {
+    return ReadText(m_Directory + "/err");
 }
 
-bool CliProcess::WaitForOut(const std::string& text, int timeout_ms) const {
+bool ChildProcess::WaitForOut(const std::string& text, int timeout_ms) const {
     return WaitForText(m_Directory + "/out", text, timeout_ms);
 }
 
-bool CliProcess::WaitForErr(const std::string& text, int timeout_ms) const {
+bool ChildProcess::WaitForErr(const std::string& text, int timeout_ms) const {
     return WaitForText(m_Directory + "/err", text, timeout_ms);
 }
 
-CliResult RunCli(const std::vector<std::string>& arguments, const CliOptions& options) {
-    CliProcess process(arguments, options);
-    CliResult result;
+ChildResult RunCli(const std::vector<std::string>& arguments, const ChildOptions& options) {
+    ChildProcess process(arguments, options);
+    ChildResult result;
     result.status = process.Wait();
     result.out = process.Out();
     result.err = process.Err();
     return result;
 }
 
-}  // namespace cli_test
+}  // namespace test_support

@@ -1,16 +1,16 @@
-// Test support: trevalo-cli run as a child process, its output kept in files, its environment
-// free of any bus address but the one a test gives it.
-#ifndef TESTS_CLI_CLI_PROCESS_H
-#define TESTS_CLI_CLI_PROCESS_H
+// Test support: a program run as a child process (the client, or the service on a private bus),
+// its output kept in files, its environment free of any bus address but the one a test gives it.
+#ifndef TESTS_CHILD_PROCESS_H
+#define TESTS_CHILD_PROCESS_H
 
 #include <sys/types.h>
 
 #include <string>
 #include <vector>
 
-namespace cli_test {
+namespace test_support {
 
-struct CliOptions {
+struct ChildOptions {
     std::vector<std::string> environment;  // "NAME=value"
     std::string input;                     // written to its standard input through a pipe
     std::string program = TREVALO_CLI_BINARY;
@@ -19,16 +19,18 @@ struct CliOptions {
     int gid = -1;
 };
 
-class CliProcess {
+class ChildProcess {
   public:
-    CliProcess(const std::vector<std::string>& arguments, const CliOptions& options = {});
-    ~CliProcess();  // SIGKILL if still running
-    CliProcess(const CliProcess&) = delete;
-    CliProcess& operator=(const CliProcess&) = delete;
+    ChildProcess(const std::vector<std::string>& arguments, const ChildOptions& options = {});
+    ~ChildProcess();  // SIGKILL if still running
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
 
     // The exit status; -1 when it was killed by a signal or did not end within `timeout_ms`.
     int Wait(int timeout_ms = 30000);
     void Signal(int signal_number);
+    bool Running();
+    pid_t Pid() const { return m_Pid; }
 
     std::string Out() const;
     std::string Err() const;
@@ -42,15 +44,15 @@ class CliProcess {
     int m_Status = -1;
 };
 
-struct CliResult {
+struct ChildResult {
     int status = -1;
     std::string out;
     std::string err;
 };
 
-// Runs to the end.
-CliResult RunCli(const std::vector<std::string>& arguments, const CliOptions& options = {});
+// Runs the client (or `options.program`) to the end.
+ChildResult RunCli(const std::vector<std::string>& arguments, const ChildOptions& options = {});
 
-}  // namespace cli_test
+}  // namespace test_support
 
 #endif
