@@ -121,6 +121,8 @@ TEST_F(SectionValidity, EachLengthFieldOffByOneNamesItsRule) {
          SECTION_CRC_MISMATCH},
         {"ES_info_length +1", esInfo, +1, true, SECTION_DESCRIPTOR_OVERRUN},
         {"ES_info_length -1", esInfo, -1, true, SECTION_DESCRIPTOR_OVERRUN},
+        // The field's top two bits are '00' in a valid section, but they count.
+        {"ES_info_length +0x400", esInfo, +0x400, true, SECTION_ES_INFO_OVERRUN},
     };
     for (const auto& c : cases) {
         EXPECT_EQ(StatusOf(WithLength(c.offset, c.delta, c.restamp)), c.status) << c.what;

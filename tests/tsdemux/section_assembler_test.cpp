@@ -76,6 +76,7 @@ TEST_F(Assembler, ReadsSeveralSectionsInOnePacketAndStopsAtStuffing) {
     ASSERT_EQ(sections_.size(), 2u);
     EXPECT_EQ(sections_[0], first);
     EXPECT_EQ(sections_[1], second);
+    EXPECT_EQ(assembler_.DroppedSections(), 0u);  // the filler is no section, not even a bad one
 }
 
 TEST_F(Assembler, FinishesTheSectionInProgressWithTheBytesBeforeThePointer) {
