@@ -1,5 +1,5 @@
 // The service's resident memory under hostile clients: after a warm-up, 100,000 random requests
-// (tests/load/random_requests.h), then buffers 1 KiB below the bus's 32 MiB message limit. Prints
+// (random_requests.h), then buffers 1 KiB below the bus's 32 MiB message limit. Prints
 // the answers counted and the resident memory (VmRSS) at each step; exits 1 when a request went
 // unanswered or the memory ends more than 1 MiB above where it started.
 //

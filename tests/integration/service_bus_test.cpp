@@ -114,6 +114,27 @@ TEST_F(ServiceOnBus, BadRequestsAreAnsweredAndTheNextIsServed) {
     EXPECT_EQ(Find(service_->Log(), "[message:not json]"), std::string::npos);
 }
 
+// A hostile client's largest message: a buffer 1 KiB under dbus-daemon's default 32 MiB limit
+// (which the system bus keeps), sent to the handlers that read buffers and relayed as a signal.
+TEST_F(ServiceOnBus, BufferAtTheBusLimitIsAnsweredAndRelayed) {
+    client_->Subscribe("TrevaloSignal");
+    const test_support::Bytes huge(32 * 1024 * 1024 - 1024, 0x47);
+    const std::pair<const char*, const char*> calls[] = {
+        {R"({"method":"SendPMTData","data":{"reset":true,"programNum":1}})",
+         R"({"return_data":1})"},
+        {R"({"method":"SaveCurrentVideoPlayingTime"})", R"({"return_data":0})"},
+        {R"({"method":"SendPESDataWithFirstPTS"})", R"({"return_data":""})"},
+    };
+    for (const auto& [body, answer] : calls) {
+        const test_support::Reply reply = client_->Request(body, huge, 120000);
+        EXPECT_TRUE(reply.ok) << body << " -> " << reply.error_name << service_->Log();
+        EXPECT_EQ(reply.body, answer) << body;
+    }
+    ASSERT_TRUE(client_->WaitForSignals(1, 120000));
+    EXPECT_EQ(client_->Signals()[0].buffer.size(), huge.size());
+    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")["return_data"], Json::Value(0));
+}
+
 TEST_F(ServiceOnBus, AnswersOnTheWellKnownNameWithIntrospection) {
     GVariant* xml = g_dbus_connection_call_sync(
         client_->Connection(), kServiceBusName, "/org/ondrel/TCServer/trevalo_service",

@@ -1,8 +1,8 @@
 // Requests a hostile or broken client might send: every method and some that do not exist, with
 // "data" of every JSON kind and range, bodies that are not JSON, and buffers empty, tiny, random,
 // or a captured PMT section with bytes flipped. Deterministic for a given generator state.
-#ifndef TESTS_LOAD_RANDOM_REQUESTS_H
-#define TESTS_LOAD_RANDOM_REQUESTS_H
+#ifndef BENCH_RANDOM_REQUESTS_H
+#define BENCH_RANDOM_REQUESTS_H
 
 #include <random>
 #include <string>
