@@ -34,10 +34,7 @@ python3 "$root/fuzz/make_seeds.py" "$testdata" "$build/seeds/request_path" "$bui
 mkdir -p "$build/seeds/sectionparser"
 cp "$testdata"/pmt/*.sec "$build/seeds/sectionparser/"
 shopt -s nullglob
-for regression in "$root"/tests/sectionparser/regressions/*.bin; do
-  cp "$regression" "$build/seeds/sectionparser/"
-done
-for target in request_path tsdemux; do
+for target in sectionparser request_path tsdemux; do
   for regression in "$root/fuzz/regressions/$target"/*; do cp "$regression" "$build/seeds/$target/"; done
 done
 

@@ -73,14 +73,6 @@ TEST_F(Activation, TheServiceJoinsTheBusThatStartedItWhateverTheDaemonInherited)
     ExpectActivationOn(bus);
 }
 
-TEST_F(Activation, WithoutTheServiceFilesNothingStartsAndTheClientSaysSo) {
-    ActivatingBus bus(std::string("<type>session</type>") + kPermissivePolicy);
-    ASSERT_TRUE(bus.Started()) << bus.Log();
-    const ChildResult result = InstalledCli(bus, {"catalogue"});
-    EXPECT_EQ(result.status, 2);
-    EXPECT_THAT(result.err, HasSubstr("ServiceUnknown"));
-}
-
 // Where a dbus-daemon built for `prefix` reads `what`: dbus-1's pkg-config directories with its
 // prefix moved there. Empty without pkg-config or dbus-1.
 std::string DbusDirectoryFor(const std::string& prefix, const std::string& variable) {

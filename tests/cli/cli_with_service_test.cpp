@@ -8,8 +8,8 @@
 #include <fstream>
 #include <memory>
 
-#include "bus_fixture.h"
 #include "child_process.h"
+#include "service_on_bus.h"
 #include "stream_builder.h"
 
 namespace {
@@ -17,28 +17,13 @@ namespace {
 using test_support::ChildProcess;
 using test_support::ChildResult;
 using ::testing::HasSubstr;
-using ::testing::Not;
 using ::testing::StartsWith;
 
 const std::string kTs = std::string(TREVALO_TESTDATA_DIR) + "/ts/";
 const std::string kMultiProgramme = kTs + "multi-programme-ac3-subtitles.ts";
 
-class CliWithService : public ::testing::Test {
+class CliWithService : public ServiceOnBus {
   protected:
-    void SetUp() override {
-        bus_ = std::make_unique<test_support::PrivateBus>();
-        service_ = std::make_unique<test_support::ServiceProcess>(
-            *bus_, TREVALO_SERVICE_BINARY,
-            std::vector<std::string>{"PLATFORM_SIM_STATE=" + bus_->Directory() + "/none.json"});
-        ASSERT_TRUE(service_->WaitForName("org.ondrel.TCServer.trevalo_service"))
-            << service_->Log();
-        client_ = std::make_unique<test_support::RawClient>(*bus_, "trevalo_service");
-    }
-    void TearDown() override {
-        client_.reset();
-        EXPECT_EQ(service_->Stop(SIGTERM), 0) << service_->Log();
-    }
-
     test_support::ChildOptions Options(const std::string& input = "") const {
         test_support::ChildOptions options;
         options.environment = {"DBUS_SESSION_BUS_ADDRESS=" + bus_->Address()};
@@ -77,10 +62,6 @@ class CliWithService : public ::testing::Test {
         }
         return document;
     }
-
-    std::unique_ptr<test_support::PrivateBus> bus_;
-    std::unique_ptr<test_support::ServiceProcess> service_;
-    std::unique_ptr<test_support::RawClient> client_;
 };
 
 // A stream of programme 7 whose PMT goes from `first` to `second`: six packets of each, the
@@ -217,7 +198,7 @@ TEST_F(CliWithService, ReadsTheCatalogueEntryByEntryFromAServiceWithoutGetCatalo
     ASSERT_EQ(service_->Stop(SIGTERM), 0);
     service_ =
         std::make_unique<test_support::ServiceProcess>(*bus_, SERVICE_BEFORE_CATALOGUE_BINARY);
-    ASSERT_TRUE(service_->WaitForName("org.ondrel.TCServer.trevalo_service")) << service_->Log();
+    ASSERT_TRUE(service_->WaitForName(kServiceBusName)) << service_->Log();
     ASSERT_EQ(Cli({"pmt", kMultiProgramme, "--program", "8803"}).status, 0);
     const ChildResult listed = Cli({"catalogue", "--json"});
     ASSERT_EQ(listed.status, 0) << listed.err;
@@ -225,24 +206,7 @@ TEST_F(CliWithService, ReadsTheCatalogueEntryByEntryFromAServiceWithoutGetCatalo
     EXPECT_THAT(service_->Log(), HasSubstr("] There is no matched method\n"));
 }
 
-TEST_F(CliWithService, FollowsAPipeAndPrintsWhatEachNewVersionChanged) {
-    const ts_test::Bytes v1 = ts_test::MakePmtSection(7, 1, {{0x1B, 0x101}, {0x03, 0x102}});
-    const ts_test::Bytes v2 =
-        ts_test::MakePmtSection(7, 2, {{0x1B, 0x101}, {0x03, 0x102}, {0x0F, 0x103}});
-    const ts_test::Bytes stream = ChangingStream(v1, v2);
-    const ChildResult result =
-        Cli({"pmt", "-", "--follow"}, std::string(stream.begin(), stream.end()));
-    ASSERT_EQ(result.status, 0) << result.err;
-    const std::string changed = "programme 7: PMT version 2 on PID 256 (0x0100), " +
-                                std::to_string(v2.size()) + " bytes: catalogue rebuilt\n";
-    EXPECT_THAT(result.out, StartsWith("programme 7: PMT version 1 on PID 256 (0x0100), "));
-    EXPECT_THAT(result.out, HasSubstr("\naudio  0  258 (0x0102)  -    MPEG audio (2)  zzz\n"));
-    EXPECT_THAT(result.out, HasSubstr(changed + "  KIND   #  PID"));
-    EXPECT_THAT(result.out, HasSubstr("\n+ audio  1  259 (0x0103)  -    AAC ADTS (3)  zzz\n"));
-    EXPECT_THAT(result.out, Not(HasSubstr("\n- ")));
-    EXPECT_EQ(Cli({"pid", "255"}).out, "258\n");  // the service holds version 2
-}
-
+// What each new version changed, as a recording being written grows.
 TEST_F(CliWithService, FollowsAGrowingRecordingUntilInterrupted) {
     const ts_test::Bytes v1 = ts_test::MakePmtSection(7, 1, {{0x1B, 0x101}});
     const ts_test::Bytes v2 = ts_test::MakePmtSection(7, 2, {{0x02, 0x111}});
@@ -264,6 +228,7 @@ TEST_F(CliWithService, FollowsAGrowingRecordingUntilInterrupted) {
     follower.Signal(SIGINT);
     EXPECT_EQ(follower.Wait(), 0);
     EXPECT_THAT(follower.Out(), HasSubstr("- video  0  257 (0x0101)"));
+    EXPECT_EQ(Cli({"pid", "255"}).out, "273\n");  // the service holds version 2
 }
 
 TEST_F(CliWithService, FailureAnswersAre1AndSayWhy) {

@@ -61,22 +61,10 @@ TEST_F(ServiceOnBus, KeepsThePlayingTimeAcrossARealDelay) {
     const uint32_t now = TimeOf(last_.buffer);
     EXPECT_GE(now, 60000u + 500 - 200);
     EXPECT_LT(now, 60000u + 500 - 200 + 400);  // generous for a loaded machine
-    // The service writes a request's log lines when its main loop goes idle, which may be after
-    // the reply has arrived here.
-    std::string log = service_->Log();
-    for (int i = 0; i < 200 && log.find("timeTickerDiff=") == std::string::npos; ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-        log = service_->Log();
-    }
-    EXPECT_THAT(log, HasSubstr("subtitleDelayAdjustment value is 200\n"));
-    EXPECT_THAT(log, HasSubstr(" SERVER: SAVED currentVideotime= " + std::to_string(now) +
-                               " timeTickerDiff=" + std::to_string(now + 200) + "\n"));
-
     // The platform changes while the service runs: the next query sees the new delay.
     SetPlatformState(R"({"system_info": {"709": null}})");
     Call(R"({"method":"GetCurrentVideoPlayingTime"})");
     EXPECT_GE(TimeOf(last_.buffer), now + 200);
-    EXPECT_THAT(service_->Log(), HasSubstr("failed to get subtitle delay time\n"));
 }
 
 TEST_F(ServiceOnBus, BadRequestsAreAnsweredAndTheNextIsServed) {
@@ -88,13 +76,7 @@ TEST_F(ServiceOnBus, BadRequestsAreAnsweredAndTheNextIsServed) {
         {"not json", true},
         {R"({"method":"SizeOfAudio"} trailing)", true},
         {std::string(100000, '['), true},  // nesting deeper than the parser goes
-        {R"({"method":{"x":1}})", false},
-        {R"([1,2,3])", false},
-        {R"(42)", false},
-        {R"({"method":"GetAudio","data":"zero"})", false},
-        {R"({"method":"GetAudio","data":-1})", false},
-        {R"({"method":"GetPID","data":[1]})", false},
-        {R"({"method":"NoSuchMethod"})", false},
+        {R"([1,2,3])", false},             // JSON, so the dispatcher's to refuse
         {R"({"method":"SaveCurrentVideoPlayingTime"})", false},
     };
     for (const auto& request : requests) {
@@ -150,23 +132,18 @@ TEST_F(ServiceOnBus, AnswersOnTheWellKnownNameWithIntrospection) {
     EXPECT_THAT(introspection, HasSubstr("<signal name=\"TrevaloSignal\">"));
 }
 
-TEST_F(ServiceOnBus, LogsStartUpInOrder) {
-    const std::string log = service_->Log();
-    const size_t constructor = Find(log, "E/TREVALO_SERVICE(");
-    const size_t main_begin = Find(log, "] Main Begin\n");
-    const size_t on_create = Find(log, "] Trevalo service OnCreate \n\n");
-    EXPECT_NE(constructor, std::string::npos);
-    EXPECT_THAT(log.substr(constructor, log.find('\n', constructor) - constructor),
-                HasSubstr("] TrevaloService constructor!!"));
-    EXPECT_LT(constructor, main_begin);
-    EXPECT_LT(main_begin, on_create);
-    EXPECT_NE(on_create, std::string::npos);
-}
-
-TEST_F(ServiceOnBus, StopsInOrderOnSigtermAndSigint) {
+TEST_F(ServiceOnBus, StartsAndStopsInOrderOnSigtermAndSigint) {
     EXPECT_EQ(service_->Stop(SIGTERM), 0);
     std::string log = service_->Log();
-    EXPECT_THAT(log, HasSubstr("] Trevalo service OnTerminate \n\n"));
+    const size_t constructor = Find(log, "E/TREVALO_SERVICE(");
+    EXPECT_THAT(log.substr(constructor, log.find('\n', constructor) - constructor),
+                HasSubstr("] TrevaloService constructor!!"));
+    const size_t main_begin = Find(log, "] Main Begin\n");
+    const size_t on_create = Find(log, "] Trevalo service OnCreate \n\n");
+    EXPECT_LT(constructor, main_begin);
+    EXPECT_LT(main_begin, on_create);
+    EXPECT_LT(on_create, Find(log, "] Trevalo service OnTerminate \n\n"));
+    EXPECT_NE(Find(log, "] Trevalo service OnTerminate \n\n"), std::string::npos);
     EXPECT_EQ(Find(log, "destructor!!"), std::string::npos);  // the object is never deleted
 
     StartService();

@@ -52,15 +52,10 @@ TEST(PlatformLog, FormatsEveryConversionAsTheCLibraryDoes) {
                 static_cast<void*>(nullptr));
     EXPECT_LINE(DLOG_DEBUG, 'D', "%s: %s(%d) > [%s:%d] %s\n", "file.cpp", "Function", 12,
                 "Function", 12, "message");
-}
-
-TEST(PlatformLog, HandsUnusualConversionsToTheCLibrary) {
+    // Unusual conversions go to the C library; long lines are written whole.
     EXPECT_LINE(DLOG_INFO, 'I', "%5d|%-3s|%.2f|%08x|%+d\n", 42, "a", 3.14159, 255u, 7);
     EXPECT_LINE(DLOG_FATAL, 'F', "%lx %hhu %zd\n", 0xABCDEFul, static_cast<unsigned char>(200),
                 static_cast<ssize_t>(-5));
-}
-
-TEST(PlatformLog, WritesLongLinesWhole) {
     const std::string long_text(5000, 'x');
     EXPECT_LINE(DLOG_INFO, 'I', "start %s end %d\n", long_text.c_str(), 5);
     EXPECT_LINE(DLOG_INFO, 'I', "%.3f then %s\n", 1.5, long_text.c_str());

@@ -110,53 +110,32 @@ TEST_F(CatalogueQueryTest, IndexOfTheWrongKindIsAnInvalidIndex) {
     EXPECT_EQ(Entry(Dispatch(Method("GetAudio", 0)))["pid"], Json::Value(1));
 }
 
-TEST_F(CatalogueQueryTest, PidSearchesAudioThenSubtitlesThenVideo) {
-    AddVideo(0x10, 5);
-    AddSubtitle(0x20, 5);
-    AddSubtitle(0x21, 6);
-    AddVideo(0x11, 6);
-    AddVideo(0x12, 7);
-    AddAudio(0x30, 5);
-    AddAudio(0x31, 5);
-    TakeLog();
-    EXPECT_EQ(Dispatch(Method("GetPID", 5)).body["return_data"], Json::Value(0x30));
-    EXPECT_THAT(TakeLog(),
-                ElementsAre(testing::_, "I:Get PID for input component tag", "I:compTag=5",
-                            "I:Found the Audio PID 48", "I:Got the PID,returning to trevalo-api",
-                            "I:ret_data = 48"));
-    EXPECT_EQ(Dispatch(Method("GetPID", 6)).body["return_data"], Json::Value(0x21));
-    EXPECT_EQ(TakeLog()[3], "I:Found the Subtitle PID 33");
-    EXPECT_EQ(Dispatch(Method("GetPID", 7)).body["return_data"], Json::Value(0x12));
-    EXPECT_EQ(TakeLog()[3], "I:Found the Video PID 18");
-}
-
-TEST_F(CatalogueQueryTest, PidTagUsesTheLowEightBits) {
-    AddAudio(0x40, 0);
-    AddAudio(0x41, 255);
-    EXPECT_EQ(Dispatch(Method("GetPID", 256)).body["return_data"], Json::Value(0x40));
-    EXPECT_EQ(Dispatch(Method("GetPID", -1)).body["return_data"], Json::Value(0x41));
-    EXPECT_EQ(Dispatch(Method("GetPID", 255)).body["return_data"], Json::Value(0x41));
-    EXPECT_EQ(Dispatch(Method("GetPID")).body["return_data"], Json::Value(0x40));
-}
-
-TEST_F(CatalogueQueryTest, PidNotFoundAnswersZero) {
-    AddAudio(0x40, 1);
-    TakeLog();
-    EXPECT_EQ(Dispatch(Method("GetPID", 2)).body["return_data"], Json::Value(0));
-    EXPECT_THAT(TakeLog(),
-                ElementsAre(testing::_, "I:Get PID for input component tag", "I:compTag=2",
-                            "I:Got the PID,returning to trevalo-api", "I:ret_data = 0"));
-}
-
-TEST_F(CatalogueQueryTest, PidOfTheWrongKindAnswersZero) {
-    AddAudio(0x40, 0);
-    const Json::Value bad[] = {Json::Value("1"), Json::Value(Json::arrayValue),
-                               Json::Value(Json::objectValue), Json::Value(3000000000u)};
-    for (const Json::Value& data : bad) {
-        Ondrel::TCMessage reply = Dispatch(Method("GetPID", data));
-        EXPECT_EQ(reply.body["return_data"], Json::Value(0));
-        const auto log = TakeLog();
-        ASSERT_EQ(log.size(), 5u);
-        EXPECT_THAT(log[2], testing::StartsWith("E:invalid component tag: \"data\" is "));
+// tests/data/pid_lookups.json: one catalogue, and what GetPID answers and logs for each tag.
+TEST_F(CatalogueQueryTest, PidLookupsAnswerAndLogAsTheDataSays) {
+    const Json::Value lookups =
+        test_support::ReadJsonFile(test_support::GoldenPath("pid_lookups.json"));
+    const auto pid = [](const Json::Value& pair) { return static_cast<int16_t>(pair[0].asInt()); };
+    const auto tag = [](const Json::Value& pair) { return static_cast<uint8_t>(pair[1].asUInt()); };
+    for (const Json::Value& pair : lookups["catalogue"]["audio"]) AddAudio(pid(pair), tag(pair));
+    for (const Json::Value& pair : lookups["catalogue"]["subtitle"])
+        AddSubtitle(pid(pair), tag(pair));
+    for (const Json::Value& pair : lookups["catalogue"]["video"]) AddVideo(pid(pair), tag(pair));
+    for (const Json::Value& ask : lookups["asks"]) {
+        SCOPED_TRACE(ask.toStyledString());
+        TakeLog();
+        const Json::Value body =
+            ask.isMember("data") ? Method("GetPID", ask["data"]) : Method("GetPID");
+        EXPECT_EQ(Dispatch(body).body["return_data"], ask["answer"]);
+        if (!ask.isMember("log")) continue;
+        const std::vector<std::string> log = TakeLog();
+        ASSERT_EQ(log.size(), ask["log"].size() + 1);
+        for (Json::ArrayIndex i = 0; i < ask["log"].size(); ++i) {
+            const std::string line = ask["log"][i].asString();
+            if (!line.empty() && line.back() == '*') {
+                EXPECT_THAT(log[i + 1], testing::StartsWith(line.substr(0, line.size() - 1)));
+            } else {
+                EXPECT_EQ(log[i + 1], line);
+            }
+        }
     }
 }

@@ -65,12 +65,3 @@ TEST_F(DispatchTest, OnCreateAndOnTerminateRefuseANullObject) {
     EXPECT_THAT(TakeLog(), ElementsAre("E:app Base is NULL", "E:app Base is NULL"));
     EXPECT_NE(TrevaloServiceServer::audList, nullptr);  // OnTerminate(nullptr) touched nothing
 }
-
-TEST_F(DispatchTest, FiniTwiceIsHarmless) {
-    TrevaloServiceServer::FiniTrevaloServiceServer();
-    TrevaloServiceServer::FiniTrevaloServiceServer();
-    EXPECT_EQ(TrevaloServiceServer::vidList, nullptr);
-    EXPECT_EQ(TrevaloServiceServer::audList, nullptr);
-    EXPECT_EQ(TrevaloServiceServer::sbtList, nullptr);
-    EXPECT_TRUE(TakeLog().empty());
-}

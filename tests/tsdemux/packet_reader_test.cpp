@@ -82,27 +82,6 @@ TEST(PacketReader, Reads192And204BytePacketsWithSyncLookalikesAroundThem) {
     }
 }
 
-TEST(PacketReader, SkipsGarbageBeforeTheFirstPacket) {
-    const Bytes stream = DistinctPackets(10);
-    // A decoy: three sync bytes one packet apart, then no fourth.
-    Bytes decoy(3 * 188 + 50, 0x00);
-    decoy[0] = decoy[188] = decoy[376] = 0x47;
-    for (const Bytes& prefix : {Garbage(1, 1), Garbage(1000, 2), decoy}) {
-        const Collected collected = Read(Concat({prefix, stream}), 61);
-        EXPECT_EQ(collected.packets, Split(stream));
-    }
-}
-
-TEST(PacketReader, LocksAgainAfterGarbageBetweenPacketsAndLosesNoWholePacket) {
-    const Bytes stream = DistinctPackets(12);
-    const Bytes head(stream.begin(), stream.begin() + 5 * 188);
-    const Bytes tail(stream.begin() + 5 * 188, stream.end());
-    const Collected collected = Read(Concat({head, Garbage(333, 3), tail}), 50);
-    EXPECT_EQ(collected.packets, Split(stream));
-    EXPECT_EQ(collected.resyncs, 1u);
-    EXPECT_EQ(collected.cut, 0u);
-}
-
 TEST(PacketReader, DropsAPacketCutShortByTheNextOne) {
     const Bytes stream = DistinctPackets(12);
     Bytes damaged(stream.begin(), stream.begin() + 4 * 188 + 100);  // packet 4 keeps 100 bytes

@@ -1,10 +1,13 @@
 // Reassembling sections from packets: pointer_field, sections across packets and several in one,
-// stuffing, lost, repeated and damaged packets.
+// filler, lost, repeated and damaged packets (most of them as data), and the packet header.
 #include "tsdemux/section_assembler.h"
 
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "stream_builder.h"
+#include "test_data.h"
 #include "tsdemux/ts_packet.h"
 
 namespace {
@@ -57,103 +60,51 @@ class Assembler : public ::testing::Test {
         [this](const std::vector<uint8_t>& section) { sections_.push_back(section); }};
 };
 
-TEST_F(Assembler, JoinsASectionRunningOverThreePackets) {
-    const Bytes section = SectionOfSize(500, 1);
-    Start(0, 0, Slice(section, 0, 183));
-    Continue(1, Slice(section, 183, 367));
-    EXPECT_TRUE(sections_.empty());
-    Continue(2, Slice(section, 367, 500));
-    ASSERT_EQ(sections_.size(), 1u);
-    EXPECT_EQ(sections_[0], section);
-}
-
-TEST_F(Assembler, ReadsSeveralSectionsInOnePacketAndStopsAtStuffing) {
-    const Bytes first = SectionOfSize(40, 1);
-    const Bytes second = SectionOfSize(60, 2);
-    Bytes payload = first;
-    payload.insert(payload.end(), second.begin(), second.end());
-    Start(0, 0, payload);  // 0xFF stuffing fills the rest of the packet
-    ASSERT_EQ(sections_.size(), 2u);
-    EXPECT_EQ(sections_[0], first);
-    EXPECT_EQ(sections_[1], second);
-    EXPECT_EQ(assembler_.DroppedSections(), 0u);  // the filler is no section, not even a bad one
-}
-
-TEST_F(Assembler, FinishesTheSectionInProgressWithTheBytesBeforeThePointer) {
-    const Bytes first = SectionOfSize(250, 1);
-    const Bytes second = SectionOfSize(30, 2);
-    Start(0, 0, Slice(first, 0, 183));
-    Bytes payload = Slice(first, 183, 250);  // 67 bytes end the first section
-    payload.insert(payload.end(), second.begin(), second.end());
-    Start(1, 67, payload);
-    ASSERT_EQ(sections_.size(), 2u);
-    EXPECT_EQ(sections_[0], first);
-    EXPECT_EQ(sections_[1], second);
-}
-
-TEST_F(Assembler, SkipsTheTailOfASectionWhoseStartItNeverSaw) {
-    // Reading starts in the middle of a section: the pointer_field steps over its tail.
-    const Bytes unseen = SectionOfSize(300, 1);
-    const Bytes next = SectionOfSize(50, 2);
-    Bytes payload = Slice(unseen, 240, 300);
-    payload.insert(payload.end(), next.begin(), next.end());
-    Start(4, 60, payload);
-    ASSERT_EQ(sections_.size(), 1u);
-    EXPECT_EQ(sections_[0], next);
-}
-
-TEST_F(Assembler, JoinsAHeaderSplitBetweenPackets) {
-    const Bytes section = SectionOfSize(150, 3);
-    // The first packet ends two bytes into the section: section_length is not known yet.
-    PacketFields fields;
-    fields.payload_unit_start = true;
-    fields.adaptation_length = 180;  // leaves 3 payload bytes: pointer_field and two section bytes
-    fields.payload = {0x00, section[0], section[1]};
-    Push(fields);
-    Continue(1, Slice(section, 2, 150));
-    ASSERT_EQ(sections_.size(), 1u);
-    EXPECT_EQ(sections_[0], section);
-}
-
-TEST_F(Assembler, DropsTheSectionWhenAPacketIsLostAndReadsTheNextOne) {
-    const Bytes section = SectionOfSize(500, 4);
-    Start(0, 0, Slice(section, 0, 183));
-    // Packet 1 lost.
-    Continue(2, Slice(section, 367, 500));
-    EXPECT_TRUE(sections_.empty());
-    EXPECT_EQ(assembler_.DroppedSections(), 1u);
-    const Bytes next = SectionOfSize(100, 5);
-    Start(3, 0, next);
-    ASSERT_EQ(sections_.size(), 1u);
-    EXPECT_EQ(sections_[0], next);
-}
-
-TEST_F(Assembler, IgnoresARepeatedPacket) {
-    const Bytes section = SectionOfSize(300, 6);
-    Start(5, 0, Slice(section, 0, 183));
-    Start(5, 0, Slice(section, 0, 183));  // the same packet again
-    Continue(6, Slice(section, 183, 300));
-    ASSERT_EQ(sections_.size(), 1u);
-    EXPECT_EQ(sections_[0], section);
-}
-
-TEST_F(Assembler, CountersWrapAroundFrom15To0) {
-    const Bytes section = SectionOfSize(300, 7);
-    Start(15, 0, Slice(section, 0, 183));
-    Continue(0, Slice(section, 183, 300));
-    ASSERT_EQ(sections_.size(), 1u);
-}
-
-TEST_F(Assembler, DropsTheSectionOfADamagedPacket) {
-    const Bytes section = SectionOfSize(300, 8);
-    Start(0, 0, Slice(section, 0, 183));
-    PacketFields damaged;
-    damaged.continuity_counter = 1;
-    damaged.transport_error = true;
-    damaged.payload = Slice(section, 183, 300);
-    Push(damaged);
-    Continue(2, Slice(section, 183, 300));
-    EXPECT_TRUE(sections_.empty());
+// tests/data/section_assembly.json: sections by name (size and pattern), the packets that carry
+// them (payload_unit_start with its pointer_field, counter, adaptation field, transport error, a
+// payload of slices of the sections), and the sections that must come out, in order.
+TEST(Assembly, GivesTheSectionsOfEveryGoldenPacketRun) {
+    for (const Json::Value& run :
+         test_support::ReadJsonFile(test_support::GoldenPath("section_assembly.json"))) {
+        SCOPED_TRACE(run["name"].asString());
+        std::map<std::string, Bytes> sections;
+        for (const std::string& name : run["sections"].getMemberNames()) {
+            const Json::Value& shape = run["sections"][name];
+            sections[name] =
+                SectionOfSize(shape[0].asUInt(), static_cast<uint8_t>(shape[1].asUInt()));
+        }
+        std::vector<Bytes> out;
+        tsdemux::SectionAssembler assembler(
+            [&out](const std::vector<uint8_t>& section) { out.push_back(section); });
+        for (const Json::Value& carried : run["packets"]) {
+            PacketFields fields;
+            fields.pid = kPid;
+            fields.payload_unit_start = carried.isMember("start");
+            if (fields.payload_unit_start)
+                fields.payload.push_back(static_cast<uint8_t>(carried["start"].asUInt()));
+            fields.continuity_counter = static_cast<uint8_t>(carried["counter"].asUInt());
+            fields.adaptation_length = carried.get("adaptation", -1).asInt();
+            fields.transport_error = carried.get("error", false).asBool();
+            for (const Json::Value& slice : carried["bytes"]) {
+                const Bytes& section = sections.at(slice[0].asString());
+                const Bytes part =
+                    Slice(section, slice.get(1, 0).asUInt(),
+                          slice.get(2, static_cast<Json::UInt>(section.size())).asUInt());
+                fields.payload.insert(fields.payload.end(), part.begin(), part.end());
+            }
+            const Bytes packet = MakePacket(fields);
+            tsdemux::PacketView view;
+            ASSERT_TRUE(tsdemux::ReadPacket(packet.data(), view));
+            assembler.Push(view);
+        }
+        std::vector<Bytes> expected;
+        for (const Json::Value& name : run["emits"])
+            expected.push_back(sections.at(name.asString()));
+        EXPECT_EQ(out, expected);
+        if (run.isMember("dropped")) {
+            EXPECT_EQ(assembler.DroppedSections(), run["dropped"].asUInt());
+        }
+    }
 }
 
 TEST_F(Assembler, SkipsPacketsWithOnlyAnAdaptationField) {
