@@ -95,17 +95,8 @@ TEST_F(Activation, ASystemBusReadingOnlyItsStandardDirectoriesStartsTheServiceUn
         DbusDirectoryFor(SharedInstall().Prefix(), "system_bus_services_dir");
     const std::string data = DbusDirectoryFor(SharedInstall().Prefix(), "datadir");
     if (services.empty() || data.empty()) GTEST_SKIP() << "pkg-config knows no dbus-1";
-    ActivatingBus bus(
-        "<type>system</type>"
-        "<policy context=\"default\"><deny own=\"*\"/>"
-        "<deny send_type=\"method_call\"/><allow send_type=\"signal\"/>"
-        "<allow send_requested_reply=\"true\" send_type=\"method_return\"/>"
-        "<allow send_requested_reply=\"true\" send_type=\"error\"/>"
-        "<allow receive_type=\"method_call\"/><allow receive_type=\"method_return\"/>"
-        "<allow receive_type=\"error\"/><allow receive_type=\"signal\"/>"
-        "<allow send_destination=\"org.freedesktop.DBus\"/></policy>"
-        "<servicedir>" +
-        services + "</servicedir><includedir>" + data + "/dbus-1/system.d</includedir>");
+    ActivatingBus bus(std::string(activation_test::kSystemBusDefaults) + "<servicedir>" + services +
+                      "</servicedir><includedir>" + data + "/dbus-1/system.d</includedir>");
     ASSERT_TRUE(bus.Started()) << "the daemon refused the installed policy:\n" << bus.Log();
     std::string error;
     EXPECT_FALSE(bus.RequestName("org.ondrel.TCServer.another_service", error));

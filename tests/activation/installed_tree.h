@@ -12,6 +12,17 @@ namespace activation_test {
 
 constexpr const char kBusName[] = "org.ondrel.TCServer.trevalo_service";
 
+// The default policy of a system bus: nothing may be owned or called unless a policy file says.
+constexpr const char kSystemBusDefaults[] =
+    "<type>system</type>"
+    "<policy context=\"default\"><allow user=\"*\"/><deny own=\"*\"/>"
+    "<deny send_type=\"method_call\"/><allow send_type=\"signal\"/>"
+    "<allow send_requested_reply=\"true\" send_type=\"method_return\"/>"
+    "<allow send_requested_reply=\"true\" send_type=\"error\"/>"
+    "<allow receive_type=\"method_call\"/><allow receive_type=\"method_return\"/>"
+    "<allow receive_type=\"error\"/><allow receive_type=\"signal\"/>"
+    "<allow send_destination=\"org.freedesktop.DBus\"/></policy>";
+
 // `cmake --install` of the build tree into a fresh temporary directory, removed at the end.
 class InstalledTree {
   public:

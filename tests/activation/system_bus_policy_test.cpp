@@ -15,6 +15,7 @@ namespace {
 
 using ActivatingBus = test_support::PrivateBus;
 using activation_test::kBusName;
+using activation_test::kSystemBusDefaults;
 using activation_test::SharedInstall;
 using test_support::ChildOptions;
 using test_support::ChildProcess;
@@ -24,17 +25,6 @@ using ::testing::HasSubstr;
 
 constexpr const char kServiceUser[] = "trevalo_service";
 constexpr const char kOtherUser[] = "nobody";
-
-// The default policy of a system bus: nothing may be owned or called unless a policy file says.
-constexpr const char kSystemBusDefaults[] =
-    "<type>system</type>"
-    "<policy context=\"default\"><allow user=\"*\"/><deny own=\"*\"/>"
-    "<deny send_type=\"method_call\"/><allow send_type=\"signal\"/>"
-    "<allow send_requested_reply=\"true\" send_type=\"method_return\"/>"
-    "<allow send_requested_reply=\"true\" send_type=\"error\"/>"
-    "<allow receive_type=\"method_call\"/><allow receive_type=\"method_return\"/>"
-    "<allow receive_type=\"error\"/><allow receive_type=\"signal\"/>"
-    "<allow send_destination=\"org.freedesktop.DBus\"/></policy>";
 
 struct User {
     int uid = -1;

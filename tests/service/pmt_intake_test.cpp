@@ -124,38 +124,6 @@ TEST_F(PmtHandlerTest, ResetAndProgrammeAreConvertedOrRefused) {
     }
 }
 
-TEST_F(PmtHandlerTest, RoutesEveryStreamTypeOfTheTable) {
-    PmtBuilder builder;
-    const uint8_t video_types[] = {0x01, 0x02, 0x1B, 0x80};
-    const uint8_t audio_types[] = {0x03, 0x04, 0x0F, 0x11, 0x81, 0x87};
-    uint16_t pid = 0x100;
-    for (uint8_t type : video_types) builder.Stream(type, pid++);
-    for (uint8_t type : audio_types) builder.Stream(type, pid++);
-    for (uint8_t type : {0x05, 0x0B, 0x24, 0x06}) builder.Stream(type, pid++);
-    ASSERT_EQ(SendPmt(builder.Build()), Json::Value(0));
-
-    size_t audio = 0, video = 0;
-    EXPECT_EQ(Sizes(audio, video), 0u);
-    ASSERT_EQ(video, 4u);
-    ASSERT_EQ(audio, 6u);
-    EXPECT_EQ(Video(0).encoding, 0);   // MPEG-1
-    EXPECT_EQ(Video(1).encoding, -1);  // MPEG-2 keeps the preset
-    EXPECT_EQ(Video(2).encoding, 1);   // AVC
-    EXPECT_EQ(Video(3).encoding, 0);   // 0x80
-    const int audio_codes[] = {2, 2, 3, 4, 0, 5};
-    for (size_t i = 0; i < 6; ++i) EXPECT_EQ(Audio(i).encoding, audio_codes[i]) << i;
-
-    const auto log = TakeLog();
-    EXPECT_THAT(
-        Matching(log, "Audio stream type"),
-        ElementsAre("I:Audio stream type 3 on pid 260", "I:Audio stream type 4 on pid 261",
-                    "I:Audio stream type 15 on pid 262", "I:Audio stream type 17 on pid 263",
-                    "I:Audio stream type 129 on pid 264", "I:Audio stream type 135 on pid 265"));
-    EXPECT_THAT(Matching(log, "PMT_STREAM_TYPE_PRIVATE"),
-                ElementsAre("I:Stream type is PMT_STREAM_TYPE_PRIVATE"));
-    EXPECT_EQ(Matching(log, "Neither Audio/Video").size(), 2u);  // 0x0B and 0x24
-}
-
 // The TrevaloServiceServer class lives in several files but logs as one unit: over a request mix
 // that reaches every one of them, each line names either the dispatcher's file or the class's.
 TEST_F(PmtHandlerTest, EveryLineOfTheCatalogueClassNamesItsUnit) {

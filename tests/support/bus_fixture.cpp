@@ -98,29 +98,15 @@ ChildOptions ServiceOptions(const PrivateBus& bus, const std::string& program,
 
 ServiceProcess::ServiceProcess(const PrivateBus& bus, const std::string& program,
                                const std::vector<std::string>& environment)
-    : ChildProcess({}, ServiceOptions(bus, program, environment)), m_BusAddress(bus.Address()) {}
+    : ChildProcess({}, ServiceOptions(bus, program, environment)), m_Bus(bus) {}
 
 bool ServiceProcess::WaitForName(const std::string& bus_name, int timeout_ms) {
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
-    GDBusConnection* connection = Connect(m_BusAddress);
-    if (connection == nullptr) return false;
-    bool owned = false;
-    while (!owned && Running() && Clock::now() < deadline) {
-        GVariant* result = g_dbus_connection_call_sync(
-            connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-            "NameHasOwner", g_variant_new("(s)", bus_name.c_str()), G_VARIANT_TYPE("(b)"),
-            G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-        if (result != nullptr) {
-            gboolean has_owner = FALSE;
-            g_variant_get(result, "(b)", &has_owner);
-            g_variant_unref(result);
-            owned = has_owner;
-        }
-        if (!owned) std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    while (Running() && Clock::now() < deadline) {
+        if (m_Bus.OwnerPid(bus_name) > 0) return true;
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
-    g_dbus_connection_close_sync(connection, nullptr, nullptr);
-    g_object_unref(connection);
-    return owned;
+    return false;
 }
 
 RawClient::RawClient(const PrivateBus& bus, const std::string& server_name)

@@ -66,7 +66,7 @@ class ServiceProcess : public ChildProcess {
     std::string Log() const { return Err(); }
 
   private:
-    std::string m_BusAddress;
+    const PrivateBus& m_Bus;  // outlives the process
 };
 
 // Sends SIGTERM to `pid` (not a child of ours: a service the bus started) and waits for it to go.

@@ -109,27 +109,6 @@ TEST_F(Extractor, FollowsThePmtToTheNewPidOfAChangedPat) {
     EXPECT_EQ(found[1].pid, 0x200);
 }
 
-TEST_F(Extractor, TellsWhyNothingCameOut) {
-    Run(1);
-    EXPECT_EQ(extractor_->Reader().Packets(), 0u);
-
-    Section(MakePmtSection(1, 0, {}), 0x100);
-    Run(1);
-    EXPECT_GT(extractor_->Reader().Packets(), 0u);
-    EXPECT_FALSE(extractor_->PatComplete());
-
-    Pat(0, {{2, 0x100}, {3, 0x300}});
-    EXPECT_TRUE(Run(1).empty());
-    EXPECT_TRUE(extractor_->PatComplete());
-    EXPECT_TRUE(extractor_->ProgrammeMissing());
-    ASSERT_EQ(extractor_->Programmes().size(), 2u);
-    EXPECT_EQ(extractor_->Programmes()[1].program_number, 3);
-
-    EXPECT_TRUE(Run(3).empty());
-    EXPECT_FALSE(extractor_->ProgrammeMissing());
-    EXPECT_EQ(extractor_->PmtPid(), 0x300);
-}
-
 TEST_F(Extractor, WaitsForEverySectionOfAMultiSectionPat) {
     Bytes first = MakePatSection(1, 0, {{1, 0x100}});
     Bytes second = MakePatSection(1, 0, {{2, 0x200}});

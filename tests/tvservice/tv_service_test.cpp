@@ -87,19 +87,6 @@ std::vector<Json::Value> States() {
 
 INSTANTIATE_TEST_SUITE_P(Golden, TvServiceState, ::testing::ValuesIn(States()));
 
-// The library owns the objects it hands out: the same ones every time, per profile and index.
-TEST(TvServiceObjects, AreSharedPerProfileAndIndex) {
-    IAVControl* first = nullptr;
-    IAVControl* again = nullptr;
-    IAVControl* other = nullptr;
-    ASSERT_EQ(TVServiceAPI::CreateAVControl(kProfile, 0, &first), 0);
-    ASSERT_EQ(TVServiceAPI::CreateAVControl(kProfile, 0, &again), 0);
-    ASSERT_EQ(TVServiceAPI::CreateAVControl(kProfile, 1, &other), 0);
-    EXPECT_EQ(first, again);
-    EXPECT_NE(first, other);
-    EXPECT_EQ(TVServiceAPI::CreateAVControl(kProfile, 0, nullptr), -1);
-}
-
 // The state file is read again when it changes; one that is not JSON gives the defaults.
 TEST(TvServiceStateFile, ChangesAreSeenAndBrokenFilesGiveDefaults) {
     sim_state_file::WriteTvService(R"({"tv_mode": 4})");
