@@ -51,6 +51,8 @@
 #include <thread>
 #include <vector>
 
+#include "resident_memory.h"
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -444,15 +446,7 @@ class ServerProcess {
         closedir(dir);
         return total;
     }
-    // VmRSS in kiB, from /proc.
-    long RssKiB() const {
-        std::ifstream status("/proc/" + std::to_string(m_Pid) + "/status");
-        std::string line;
-        while (std::getline(status, line)) {
-            if (line.compare(0, 6, "VmRSS:") == 0) return std::atol(line.c_str() + 6);
-        }
-        return -1;
-    }
+    ResidentMemory Memory() const { return ReadResidentMemory(m_Pid); }
 
   private:
     pid_t m_Pid = -1;
@@ -1171,6 +1165,35 @@ LoadOutcome RunLoad(Bench& bench) {
     return outcome;
 }
 
+// One memory figure of every server at idle (and before and after the load when it ran), then
+// the service's figure over each other server's.
+void PrintMemoryTable(const char* name, const std::vector<const char*>& labels,
+                      const std::vector<ResidentMemory>& idle,
+                      const std::vector<ResidentMemory>& before,
+                      const std::vector<ResidentMemory>& after, long ResidentMemory::*field) {
+    const bool loaded = !before.empty();
+    std::printf("resident memory (%s, KiB)  idle%s\n", name,
+                loaded ? "  before-load  after-load  growth-over-load" : "");
+    for (size_t k = 0; k < labels.size(); ++k) {
+        std::printf("  %-24s %7ld", labels[k], idle[k].*field);
+        if (loaded) {
+            std::printf(" %12ld %11ld %17ld", before[k].*field, after[k].*field,
+                        after[k].*field - before[k].*field);
+        }
+        std::printf("\n");
+    }
+    for (size_t k = 0; k + 1 < labels.size(); ++k) {
+        std::printf("  service/%-15s %7.2f", labels[k],
+                    static_cast<double>(idle.back().*field) / idle[k].*field);
+        if (loaded) {
+            std::printf(" %12.2f %11.2f",
+                        static_cast<double>(before.back().*field) / before[k].*field,
+                        static_cast<double>(after.back().*field) / after[k].*field);
+        }
+        std::printf("\n");
+    }
+}
+
 int RunBenchmark(const Options& options) {
     TempDirectory directory;
     if (options.keep) directory.Keep();
@@ -1222,8 +1245,8 @@ int RunBenchmark(const Options& options) {
             environment));
     }
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    std::vector<long> idle;
-    for (const auto& process : processes) idle.push_back(process->RssKiB());
+    std::vector<ResidentMemory> idle;
+    for (const auto& process : processes) idle.push_back(process->Memory());
 
     Bench bench{options, daemon.Address(), {}, {}, nullptr, 0};
     for (size_t k = 0; k < servers.size(); ++k) {
@@ -1256,32 +1279,21 @@ int RunBenchmark(const Options& options) {
         RunWholeCatalogueScenario(bench.bus_address, bench.sections, bench.options.rounds);
     }
     bool all_right = true;
-    std::vector<long> before, after;
+    std::vector<ResidentMemory> before, after;
     if (wanted("load")) {
-        for (const auto& process : processes) before.push_back(process->RssKiB());
+        for (const auto& process : processes) before.push_back(process->Memory());
         all_right = RunLoad(bench).all_right;
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        for (const auto& process : processes) after.push_back(process->RssKiB());
+        for (const auto& process : processes) after.push_back(process->Memory());
     }
-
-    const bool loaded = !before.empty();
-    std::printf("resident memory (VmRSS, KiB)  idle%s\n",
-                loaded ? "  before-load  after-load  growth-over-load" : "");
-    for (size_t k = 0; k < servers.size(); ++k) {
-        std::printf("  %-24s %7ld", servers[k].label, idle[k]);
-        if (loaded) {
-            std::printf(" %12ld %11ld %17ld", before[k], after[k], after[k] - before[k]);
-        }
-        std::printf("\n");
-    }
-    for (size_t k = 0; k + 1 < servers.size(); ++k) {
-        std::printf("  service/%-15s %7.2f", servers[k].label,
-                    static_cast<double>(idle.back()) / idle[k]);
-        if (loaded) {
-            std::printf(" %12.2f %11.2f", static_cast<double>(before.back()) / before[k],
-                        static_cast<double>(after.back()) / after[k]);
-        }
-        std::printf("\n");
+    // VmRSS counts the shared library pages every process on the box shares; RssAnon is the
+    // server's own memory.
+    std::vector<const char*> labels;
+    for (const Server& server : servers) labels.push_back(server.label);
+    for (long ResidentMemory::*field :
+         {&ResidentMemory::vm_rss_kib, &ResidentMemory::rss_anon_kib}) {
+        PrintMemoryTable(field == &ResidentMemory::vm_rss_kib ? "VmRSS" : "RssAnon", labels, idle,
+                         before, after, field);
     }
     std::printf("\nstart-up, exec to name owned (median of %d):", kStarts);
     for (size_t k = 0; k < servers.size(); ++k) {
