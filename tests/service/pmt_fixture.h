@@ -38,10 +38,11 @@ class PmtHandlerTest : public HandlerTest {
     static const SbtComponent& Subtitle(size_t index) {
         return *TrevaloServiceServer::sbtList->at(index);
     }
-    static size_t Sizes(size_t& audio, size_t& video) {
-        audio = TrevaloServiceServer::audList->size();
-        video = TrevaloServiceServer::vidList->size();
-        return TrevaloServiceServer::sbtList->size();
+    // The list sizes, "video V, audio A, subtitle S".
+    static std::string Sizes() {
+        return "video " + std::to_string(TrevaloServiceServer::vidList->size()) + ", audio " +
+               std::to_string(TrevaloServiceServer::audList->size()) + ", subtitle " +
+               std::to_string(TrevaloServiceServer::sbtList->size());
     }
 
     // Log messages (priority letter first) that contain `needle`.
