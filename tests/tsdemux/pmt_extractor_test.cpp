@@ -110,8 +110,9 @@ TEST_F(Extractor, FollowsThePmtToTheNewPidOfAChangedPat) {
 }
 
 TEST_F(Extractor, WaitsForEverySectionOfAMultiSectionPat) {
-    Bytes first = MakePatSection(1, 0, {{1, 0x100}});
-    Bytes second = MakePatSection(1, 0, {{2, 0x200}});
+    // The first part already names programme 2; its PMT counts only once the PAT is whole.
+    Bytes first = MakePatSection(1, 0, {{2, 0x200}});
+    Bytes second = MakePatSection(1, 0, {{1, 0x100}});
     // Renumber: section 0 of 1 and section 1 of 1, with fresh CRCs.
     first[7] = 1;
     second[6] = 1;
