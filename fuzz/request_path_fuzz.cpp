@@ -21,7 +21,7 @@
 #include "TCPMTParser.h"
 #include "TrevaloService.h"
 #include "TrevaloServiceServer.h"
-#include "json_text.h"
+#include "trevalo/json_text.h"
 
 namespace {
 
@@ -70,7 +70,7 @@ void StartAfresh() {
 // What the framework promises of every reply it puts on the bus.
 void CheckReply(const Ondrel::TCMessage& reply) {
     if (!reply.body.isObject() || !reply.body.isMember("return_data")) __builtin_trap();
-    for (const char c : Ondrel::json_text::WriteCompact(reply.body)) {
+    for (const char c : trevalo_json::WriteCompact(reply.body)) {
         // Non-ASCII is escaped, so the body is valid UTF-8 whatever bytes the strings hold.
         if (static_cast<unsigned char>(c) >= 0x80 || c == '\0') __builtin_trap();
     }
@@ -85,7 +85,7 @@ bool Serve(TrevaloService& service, const char* text, size_t text_length, const 
            size_t buffer_length) {
     Json::Value body;
     std::string error;
-    if (!Ondrel::json_text::Parse(text, text_length, body, &error)) return false;
+    if (!trevalo_json::Parse(text, text_length, body, &error)) return false;
     Ondrel::TCMessage request(std::move(body));
     request.SetBuffer(buffer, static_cast<unsigned int>(buffer_length));
     Ondrel::TCMessage reply;

@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "TrevaloBusNames.h"
+#include "trevalo/bus_contract.h"
 #include "TrevaloLog.h"
 #include "TrevaloRequest.h"
 #include "TrevaloServiceServer.h"

@@ -5,7 +5,7 @@
 #include "Ondrel/TCServer.h"
 #include "TCPMTParser.h"
 #include "TVServiceAPI.h"
-#include "TrevaloBusNames.h"
+#include "trevalo/bus_contract.h"
 #include "TrevaloLanguageCode.h"
 #include "TrevaloRequest.h"
 #include "TrevaloServiceServerLog.h"

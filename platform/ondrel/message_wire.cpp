@@ -2,13 +2,13 @@
 
 #include <cstring>
 
-#include "json_text.h"
+#include "trevalo/json_text.h"
 
 namespace Ondrel {
 namespace message_wire {
 
 bool Append(sd_bus_message* wire, const TCMessage& message) {
-    const std::string text = json_text::WriteCompact(message.body);
+    const std::string text = trevalo_json::WriteCompact(message.body);
     unsigned char* bytes = nullptr;
     const unsigned int length = message.GetBuffer(bytes);
     // sd-bus refuses a string that is not valid UTF-8 or holds a NUL.
@@ -27,7 +27,7 @@ bool Read(sd_bus_message* wire, TCMessage& message, std::string* error) {
         return false;
     }
     Json::Value body;
-    if (!json_text::Parse(text, std::strlen(text), body, error)) return false;
+    if (!trevalo_json::Parse(text, std::strlen(text), body, error)) return false;
     message.body.swap(body);
     message.SetBuffer(static_cast<const unsigned char*>(bytes), static_cast<unsigned int>(length));
     return true;

@@ -2,7 +2,7 @@
 #include <cstring>
 
 #include "Ondrel/TCMessage.h"
-#include "json_text.h"
+#include "trevalo/json_text.h"
 
 namespace Ondrel {
 
@@ -19,7 +19,7 @@ TCMessage& TCMessage::operator=(const TCMessage& other) {
 }
 
 std::string TCMessage::GetMessage() const {
-    return json_text::WriteCompact(body);
+    return trevalo_json::WriteCompact(body);
 }
 
 unsigned int TCMessage::GetBuffer(unsigned char*& bytes) const {

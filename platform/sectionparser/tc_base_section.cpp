@@ -1,7 +1,7 @@
 #include <algorithm>
 
 #include "TCBaseSection.h"
-#include "crc32_mpeg2.h"
+#include "trevalo/crc32_mpeg2.h"
 
 TCBaseSection::~TCBaseSection() = default;
 
@@ -28,6 +28,6 @@ ESectionStatus TCBaseSection::CheckLongForm(int minSectionLength) const {
     if (!SectionSyntaxIndicator()) return SECTION_NOT_SYNTAX_FORM;
     if (SectionLength() < minSectionLength) return SECTION_LENGTH_TOO_SHORT;
     if (SectionLength() > kMaxSectionLength) return SECTION_LENGTH_TOO_LONG;
-    if (sectionparser::Crc32Mpeg2(Bytes(), m_Bytes.size()) != 0) return SECTION_CRC_MISMATCH;
+    if (trevalo_mpeg::Crc32Mpeg2(Bytes(), m_Bytes.size()) != 0) return SECTION_CRC_MISMATCH;
     return SECTION_VALID;
 }

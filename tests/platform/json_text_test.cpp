@@ -1,6 +1,6 @@
 // The bus's compact JSON: what the framework writes must be what jsoncpp's own compact writer
 // writes, and what it parses must be JSON text and nothing else.
-#include "json_text.h"
+#include "trevalo/json_text.h"
 
 #include <gtest/gtest.h>
 #include <json/writer.h>
@@ -59,7 +59,7 @@ TEST(BusJson, WritesWhatJsoncppWrites) {
     std::mt19937 random(20261123);
     for (int i = 0; i < 20000; ++i) {
         const Json::Value value = RandomValue(random, 0);
-        ASSERT_EQ(Ondrel::json_text::WriteCompact(value), JsoncppCompact(value))
+        ASSERT_EQ(trevalo_json::WriteCompact(value), JsoncppCompact(value))
             << JsoncppCompact(value);
     }
 }
@@ -71,22 +71,22 @@ TEST(BusJson, WritesTheServiceRepliesExactly) {
     Json::Value reply;
     reply["return_data"] = entry.toStyledString();
     reply["call_api_success"] = true;
-    EXPECT_EQ(Ondrel::json_text::WriteCompact(reply), JsoncppCompact(reply));
-    EXPECT_EQ(Ondrel::json_text::WriteCompact(Json::Value(0u)), "0");
-    EXPECT_EQ(Ondrel::json_text::WriteCompact(Json::Value("")), "\"\"");
+    EXPECT_EQ(trevalo_json::WriteCompact(reply), JsoncppCompact(reply));
+    EXPECT_EQ(trevalo_json::WriteCompact(Json::Value(0u)), "0");
+    EXPECT_EQ(trevalo_json::WriteCompact(Json::Value("")), "\"\"");
 }
 
 TEST(BusJson, ParsesJsonTextOnly) {
     Json::Value value;
     std::string error;
     for (const char* good : {"{}", "[1,2]", "42", "\"text\"", "null", " {\"a\" : [true]} "}) {
-        EXPECT_TRUE(Ondrel::json_text::Parse(good, std::strlen(good), value, &error)) << good;
+        EXPECT_TRUE(trevalo_json::Parse(good, std::strlen(good), value, &error)) << good;
     }
     for (const char* bad : {"", "{", "{} extra", "{'a':1}", "/* c */ {}", "[1,]x", "nan"}) {
-        EXPECT_FALSE(Ondrel::json_text::Parse(bad, std::strlen(bad), value, &error)) << bad;
+        EXPECT_FALSE(trevalo_json::Parse(bad, std::strlen(bad), value, &error)) << bad;
         EXPECT_FALSE(error.empty());
         EXPECT_EQ(error.find('\n'), std::string::npos);  // one line, for one log line
     }
     const std::string deep(100000, '[');
-    EXPECT_FALSE(Ondrel::json_text::Parse(deep.data(), deep.size(), value, &error));
+    EXPECT_FALSE(trevalo_json::Parse(deep.data(), deep.size(), value, &error));
 }

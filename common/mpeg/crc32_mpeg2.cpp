@@ -1,6 +1,6 @@
-#include "crc32_mpeg2.h"
+#include "trevalo/crc32_mpeg2.h"
 
-namespace sectionparser {
+namespace trevalo_mpeg {
 namespace {
 
 constexpr uint32_t kPolynomial = 0x04C11DB7u;
@@ -50,4 +50,4 @@ uint32_t Crc32Mpeg2(const unsigned char* data, size_t size) {
     return crc;
 }
 
-}  // namespace sectionparser
+}  // namespace trevalo_mpeg

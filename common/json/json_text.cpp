@@ -1,4 +1,4 @@
-#include "json_text.h"
+#include "trevalo/json_text.h"
 
 #include <json/reader.h>
 #include <json/value.h>
@@ -7,46 +7,66 @@
 #include <memory>
 #include <sstream>
 
-namespace Ondrel {
-namespace json_text {
+namespace trevalo_json {
 
-bool Parse(const char* text, size_t length, Json::Value& value, std::string* error) {
-    // Built once: the framework parses on one thread (the main loop), and so does each client.
-    static thread_local const std::unique_ptr<Json::CharReader> reader = [] {
-        Json::CharReaderBuilder builder;
-        builder["allowComments"] = false;
-        builder["failIfExtra"] = true;
-        builder["allowSpecialFloats"] = false;
-        builder["allowSingleQuotes"] = false;
-        builder["stackLimit"] = 256;
-        return std::unique_ptr<Json::CharReader>(builder.newCharReader());
-    }();
+namespace {
+
+std::unique_ptr<Json::CharReader> MakeReader(int nesting_limit) {
+    Json::CharReaderBuilder builder;
+    builder["allowComments"] = false;
+    builder["failIfExtra"] = true;
+    builder["allowSpecialFloats"] = false;
+    builder["allowSingleQuotes"] = false;
+    builder["stackLimit"] = nesting_limit;
+    return std::unique_ptr<Json::CharReader>(builder.newCharReader());
+}
+
+// jsoncpp writes "* Line 1, Column 11\n  Syntax error: ...\n": make it one line.
+std::string OneLine(const std::string& errors) {
+    std::string line;
+    for (char c : errors) {
+        const bool blank = c == '\n' || c == ' ';
+        if (blank && (line.empty() || line.back() == ' ')) continue;
+        line.push_back(blank ? ' ' : c);
+    }
+    if (!line.empty() && line.back() == ' ') line.pop_back();
+    return line;
+}
+
+}  // namespace
+
+bool Parse(const char* text, size_t length, Json::Value& value, std::string* error,
+           int nesting_limit) {
+    // The reader of the usual limit is built once per thread: the framework parses on the main
+    // loop's thread, and so does each client.
+    static thread_local const std::unique_ptr<Json::CharReader> usual_reader =
+        MakeReader(kDefaultNestingLimit);
+    std::unique_ptr<Json::CharReader> other_reader;
+    Json::CharReader* reader = usual_reader.get();
+    if (nesting_limit != kDefaultNestingLimit) {
+        other_reader = MakeReader(nesting_limit);
+        reader = other_reader.get();
+    }
     std::string errors;
     Json::Value parsed;
     bool parsed_ok = false;
     try {
         parsed_ok = reader->parse(text, text + length, &parsed, &errors);
-    } catch (const Json::Exception& failure) {
+    } catch (const Json::Exception&) {
         // Nesting beyond the stack limit is reported by throwing, not by a false result; an
         // exception must not cross the bus library's C callbacks.
-        errors = failure.what();
+        errors = "nested more deeply than " + std::to_string(nesting_limit) + " levels";
     }
     if (!parsed_ok) {
-        if (error != nullptr) {
-            // jsoncpp writes "* Line 1, Column 11\n  Syntax error: ...\n": make it one line.
-            std::string line;
-            for (char c : errors) {
-                const bool blank = c == '\n' || c == ' ';
-                if (blank && (line.empty() || line.back() == ' ')) continue;
-                line.push_back(blank ? ' ' : c);
-            }
-            if (!line.empty() && line.back() == ' ') line.pop_back();
-            *error = line;
-        }
+        if (error != nullptr) *error = OneLine(errors);
         return false;
     }
     value.swap(parsed);
     return true;
+}
+
+bool Parse(const std::string& text, Json::Value& value, std::string* error, int nesting_limit) {
+    return Parse(text.data(), text.size(), value, error, nesting_limit);
 }
 
 namespace {
@@ -171,5 +191,21 @@ std::string WriteCompact(const Json::Value& value) {
     return out.str();
 }
 
-}  // namespace json_text
-}  // namespace Ondrel
+std::string WriteStyled(const Json::Value& value, const char* indentation) {
+    static thread_local const std::unique_ptr<Json::StreamWriter> tab_writer(
+        Json::StreamWriterBuilder().newStreamWriter());
+    std::unique_ptr<Json::StreamWriter> other_writer;
+    Json::StreamWriter* writer = tab_writer.get();
+    if (std::string(indentation) != "\t") {
+        Json::StreamWriterBuilder builder;
+        builder["indentation"] = indentation;
+        other_writer.reset(builder.newStreamWriter());
+        writer = other_writer.get();
+    }
+    std::ostringstream text;
+    writer->write(value, &text);
+    text << '\n';
+    return text.str();
+}
+
+}  // namespace trevalo_json
