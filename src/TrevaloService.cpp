@@ -2,10 +2,10 @@
 
 #include <string>
 
-#include "trevalo/bus_contract.h"
 #include "TrevaloLog.h"
 #include "TrevaloRequest.h"
 #include "TrevaloServiceServer.h"
+#include "trevalo/bus_contract.h"
 
 namespace {
 

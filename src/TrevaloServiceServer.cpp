@@ -5,10 +5,10 @@
 #include "Ondrel/TCServer.h"
 #include "TCPMTParser.h"
 #include "TVServiceAPI.h"
-#include "trevalo/bus_contract.h"
 #include "TrevaloLanguageCode.h"
 #include "TrevaloRequest.h"
 #include "TrevaloServiceServerLog.h"
+#include "trevalo/bus_contract.h"
 
 using Ondrel::TCMessage;
 using trevalo_request::Convert;
