@@ -78,7 +78,10 @@ trevalo_directory(SYSTEM_SERVICES dbus-1 system_bus_services_dir share/dbus-1/sy
   "the system-bus activation files")
 trevalo_directory(POLICY dbus-1 policy share/dbus-1/system.d "" "the system-bus policies")
 trevalo_directory(SYSTEM_UNITS systemd systemdsystemunitdir lib/systemd/system "" "the systemd system units")
-trevalo_directory(SYSUSERS systemd sysusersdir lib/sysusers.d "" "the sysusers.d entries")
+# systemd-sysusers reads /usr/local/lib/sysusers.d too, though pkg-config names only one directory.
+trevalo_directory(SYSUSERS systemd sysusersdir lib/sysusers.d
+  "/etc/sysusers.d;/run/sysusers.d;/usr/local/lib/sysusers.d;/usr/lib/sysusers.d;/lib/sysusers.d"
+  "the sysusers.d entries")
 trevalo_directory(USER_UNITS systemd systemduserunitdir lib/systemd/user "" "the systemd user units")
 trevalo_directory(COMPLETIONS bash-completion completionsdir share/bash-completion/completions
   "/usr/local/share/bash-completion/completions;/usr/share/bash-completion/completions"

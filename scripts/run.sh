@@ -8,7 +8,8 @@
 #   scripts/run.sh --serve   the demo, then the service keeps running until Ctrl-C; prints the
 #                            bus address to use with trevalo-cli
 #
-# TREVALO_BUILD_DIR chooses the build directory (default: build).
+# TREVALO_BUILD_DIR chooses the build directory (default: build). A run started while another
+# is going on (a --serve run, say) keeps its files in build/demo/run-PID instead.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -17,7 +18,7 @@ case "${1:-}" in
   "") ;;
   --serve) serve=true ;;
   -h | --help)
-    sed -n '2,12p' "$0" | sed 's/^# \{0,1\}//'
+    sed -n '2,13p' "$0" | sed 's/^# \{0,1\}//'
     exit 0
     ;;
   *)
@@ -35,6 +36,14 @@ step() { printf '\n== %s\n' "$*"; }
 
 scripts/setup.sh demo
 mkdir -p "$demo"
+# A run holds build/demo for as long as it goes on (a --serve run until Ctrl-C); a second run at
+# the same time keeps its files apart, so that it never overwrites the first one's logs.
+exec 9>>"$demo/.in-use"
+if ! flock -n 9; then
+  demo=$demo/run-$$
+  mkdir -p "$demo"
+  echo "run.sh: another run.sh is using $build/demo; this run's files go to $demo" >&2
+fi
 
 step "building trevalo_service and trevalo-cli in $build/ (log: $demo/build.log)"
 if ! { cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DTREVALO_TESTS=OFF -DTREVALO_BENCH=OFF &&
