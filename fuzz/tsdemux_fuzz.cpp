@@ -7,7 +7,8 @@
 #include <cstdint>
 #include <vector>
 
-#include "tsdemux/crc32_mpeg.h"
+#include "trevalo/crc32_mpeg2.h"
+#include "trevalo/mpeg_constants.h"
 #include "tsdemux/pmt_extractor.h"
 
 namespace {
@@ -19,12 +20,12 @@ constexpr size_t kReadSizes[] = {1, 7, 187, 188, 189, 4096, 65536};
 void CheckPmt(const tsdemux::FoundPmt& pmt, uint16_t asked) {
     const std::vector<uint8_t>& section = pmt.section;
     if (section.size() < 12 || section.size() > tsdemux::kMaxSectionSize) __builtin_trap();
-    if (section[0] != tsdemux::kPmtTableId || pmt.pid > 0x1FFF) __builtin_trap();
+    if (section[0] != trevalo_mpeg::table_id::kPmt || pmt.pid > 0x1FFF) __builtin_trap();
     if ((section[3] << 8 | section[4]) != pmt.program_number) __builtin_trap();
     if (asked != 0 && pmt.program_number != asked) __builtin_trap();
     const size_t declared = 3 + ((section[1] & 0x0F) << 8 | section[2]);
     if (declared != section.size()) __builtin_trap();
-    if (tsdemux::Crc32Mpeg(section.data(), section.size()) != 0) __builtin_trap();
+    if (trevalo_mpeg::Crc32Mpeg2(section.data(), section.size()) != 0) __builtin_trap();
 }
 
 }  // namespace

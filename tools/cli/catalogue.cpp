@@ -1,15 +1,17 @@
 #include "catalogue.h"
 
+#include "trevalo/bus_contract.h"
+
 namespace trevalo_cli {
 
 const char* KindName(ComponentKind kind) {
     switch (kind) {
         case ComponentKind::kVideo:
-            return "video";
+            return trevalo_bus::member::kVideo;
         case ComponentKind::kAudio:
-            return "audio";
+            return trevalo_bus::member::kAudio;
         case ComponentKind::kSubtitle:
-            return "subtitle";
+            return trevalo_bus::member::kSubtitle;
     }
     return "?";
 }

@@ -1,14 +1,17 @@
 #include "catalogue_table.h"
 
-#include <json/writer.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <map>
 #include <optional>
 
+#include "trevalo/bus_contract.h"
+#include "trevalo/json_text.h"
+
 namespace trevalo_cli {
 namespace {
+
+namespace member = trevalo_bus::member;
 
 constexpr int kNoComponentTag = 255;  // the stream has no stream_identifier_descriptor
 constexpr int kNoEncoding = -1;
@@ -25,7 +28,7 @@ bool IsTrue(const Json::Value& entry, const char* name) {
 }
 
 std::string PidCell(const Json::Value& entry) {
-    const std::optional<long long> pid = Integer(entry, "pid");
+    const std::optional<long long> pid = Integer(entry, member::kPid);
     if (!pid) return "?";
     char text[32];
     std::snprintf(text, sizeof text, "%lld (0x%04llX)", *pid, *pid & 0xFFFF);
@@ -33,7 +36,7 @@ std::string PidCell(const Json::Value& entry) {
 }
 
 std::string TagCell(const Json::Value& entry) {
-    const std::optional<long long> tag = Integer(entry, "comp_tag");
+    const std::optional<long long> tag = Integer(entry, member::kCompTag);
     if (!tag) return "?";
     return *tag == kNoComponentTag ? "-" : std::to_string(*tag);
 }
@@ -43,7 +46,7 @@ std::string EncodingCell(ComponentKind kind, const Json::Value& entry) {
     static const std::map<long long, const char*> audio_names = {
         {0, "AC-3"}, {2, "MPEG audio"}, {3, "AAC ADTS"}, {4, "AAC LATM"}, {5, "E-AC-3"}};
     if (kind == ComponentKind::kSubtitle) return "-";
-    const std::optional<long long> code = Integer(entry, "encoding");
+    const std::optional<long long> code = Integer(entry, member::kEncoding);
     if (!code) return "?";
     const auto& names = kind == ComponentKind::kVideo ? video_names : audio_names;
     const auto name = names.find(*code);
@@ -54,7 +57,7 @@ std::string EncodingCell(ComponentKind kind, const Json::Value& entry) {
 
 // The language as three characters; bytes that would not print are shown as \xNN.
 std::string LanguageCell(const Json::Value& entry) {
-    const Json::Value& lang = entry["lang"];
+    const Json::Value& lang = entry[member::kLang];
     if (!lang.isString()) return "-";
     const std::string text = PrintableText(lang.asString());
     return text.empty() ? "\"\"" : text;
@@ -62,15 +65,15 @@ std::string LanguageCell(const Json::Value& entry) {
 
 std::string FlagsCell(const Json::Value& entry) {
     std::vector<std::string> flags;
-    if (IsTrue(entry, "encrypted")) flags.push_back("encrypted");
-    const std::optional<long long> ca_system = Integer(entry, "ca_sid");
+    if (IsTrue(entry, member::kEncrypted)) flags.push_back("encrypted");
+    const std::optional<long long> ca_system = Integer(entry, member::kCaSid);
     if (ca_system && *ca_system != 0) {
         char text[24];
         std::snprintf(text, sizeof text, "CA system 0x%04llX", *ca_system & 0xFFFF);
         flags.push_back(text);
     }
-    if (IsTrue(entry, "audio_desc")) flags.push_back("audio description");
-    if (IsTrue(entry, "hearing_impaired")) flags.push_back("hearing impaired");
+    if (IsTrue(entry, member::kAudioDesc)) flags.push_back("audio description");
+    if (IsTrue(entry, member::kHearingImpaired)) flags.push_back("hearing impaired");
     std::string text;
     for (const std::string& flag : flags) text += (text.empty() ? "" : ", ") + flag;
     return text;
@@ -133,9 +136,7 @@ std::string FormatCatalogueJson(const Catalogue& catalogue) {
         Json::Value& list = document[KindName(kind)] = Json::Value(Json::arrayValue);
         for (const Json::Value& entry : catalogue.List(kind)) list.append(entry);
     }
-    Json::StreamWriterBuilder writer;
-    writer["indentation"] = "  ";
-    return Json::writeString(writer, document) + "\n";
+    return trevalo_json::WriteStyled(document, "  ");
 }
 
 }  // namespace trevalo_cli

@@ -3,11 +3,18 @@
 
 #include "command_error.h"
 #include "commands.h"
+#include "hex_bytes.h"
 #include "input_stream.h"
-#include "json_text.h"
 #include "service_connection.h"
+#include "trevalo/json_text.h"
 
 namespace trevalo_cli {
+namespace {
+
+// Deeper than any request needs, yet bounded: deeper --data is bad usage, not a crash.
+constexpr int kDataNestingLimit = 1000;
+
+}  // namespace
 
 int RunCall(const CommandContext& context, const Arguments& arguments) {
     if (arguments.Operands().size() != 1) throw UsageError("give one METHOD");
@@ -16,14 +23,16 @@ int RunCall(const CommandContext& context, const Arguments& arguments) {
     Json::Value data;
     if (const auto text = arguments.Value("--data")) {
         std::string error;
-        if (!ParseJson(*text, data, &error)) throw UsageError("--data is not JSON: " + error);
+        if (!trevalo_json::Parse(*text, data, &error, kDataNestingLimit)) {
+            throw UsageError("--data is not JSON: " + error);
+        }
     }
     std::vector<unsigned char> buffer;
     if (const auto file = arguments.Value("--buffer-file")) buffer = InputStream(*file).ReadAll();
 
     ServiceConnection service(context.bus_address);
     const Ondrel::TCMessage reply = service.Request(method, data, buffer);
-    std::cout << CompactJson(reply.body) << "\n";
+    std::cout << trevalo_json::WriteCompact(reply.body) << "\n";
     unsigned char* bytes = nullptr;
     const unsigned int length = reply.GetBuffer(bytes);
     if (length != 0) {

@@ -7,18 +7,18 @@
 
 #include "command_error.h"
 #include "commands.h"
+#include "hex_bytes.h"
 #include "interruption.h"
-#include "json_text.h"
 #include "service_connection.h"
 #include "service_wait.h"
+#include "trevalo/bus_contract.h"
+#include "trevalo/json_text.h"
 
 namespace trevalo_cli {
 namespace {
 
-constexpr const char kSignalName[] = "TrevaloSignal";
-
 void PrintSignal(const std::string& name, const Ondrel::TCMessage& message) {
-    std::cout << name << " " << CompactJson(message.body);
+    std::cout << name << " " << trevalo_json::WriteCompact(message.body);
     unsigned char* bytes = nullptr;
     const unsigned int length = message.GetBuffer(bytes);
     if (length != 0) std::cout << " buffer (" << length << " bytes): " << HexBytes(bytes, length);
@@ -32,10 +32,10 @@ int RunListen(const CommandContext& context, const Arguments& arguments) {
         throw UsageError("unexpected '" + arguments.Operands()[0] + "'");
     }
     ServiceConnection service(context.bus_address);
-    service.Client().Subscribe(kSignalName, PrintSignal);
+    service.Client().Subscribe(trevalo_bus::kTrevaloSignal, PrintSignal);
     if (!WaitForService(service, "listen")) return kExitSuccess;
-    std::cerr << "listening for " << kSignalName << " from " << service.Client().BusName()
-              << " (Ctrl-C stops)" << std::endl;
+    std::cerr << "listening for " << trevalo_bus::kTrevaloSignal << " from "
+              << service.Client().BusName() << " (Ctrl-C stops)" << std::endl;
 
     RunMainLoopUntilInterrupted();
     return kExitSuccess;

@@ -11,14 +11,17 @@
 #include "command_error.h"
 #include "commands.h"
 #include "input_stream.h"
+#include "trevalo/mpeg_constants.h"
 #include "tsdemux/pmt_streams.h"
 #include "tsdemux/programme_scanner.h"
 
 namespace trevalo_cli {
 namespace {
 
+namespace stream_type = trevalo_mpeg::stream_type;
+namespace descriptor_tag = trevalo_mpeg::descriptor_tag;
+
 constexpr size_t kChunkSize = 64 * 1024;
-constexpr uint8_t kPrivateDataType = 0x06;
 
 std::string PidText(unsigned pid) {
     char text[24];
@@ -27,26 +30,41 @@ std::string PidText(unsigned pid) {
 }
 
 std::string StreamTypeName(uint8_t type) {
+    // Values no other reader of the tree needs stay numbers here.
     static const std::map<uint8_t, const char*> names = {
-        {0x01, "MPEG-1 video"},     {0x02, "MPEG-2 video"},
-        {0x03, "MPEG-1 audio"},     {0x04, "MPEG-2 audio"},
-        {0x05, "private sections"}, {0x06, "private data"},
-        {0x0B, "DSM-CC U-N"},       {0x0C, "DSM-CC stream descriptors"},
-        {0x0D, "DSM-CC sections"},  {0x0F, "AAC ADTS audio"},
-        {0x10, "MPEG-4 video"},     {0x11, "AAC LATM audio"},
-        {0x15, "metadata"},         {0x1B, "AVC video"},
-        {0x24, "HEVC video"},       {0x80, "MPEG video (0x80)"},
-        {0x81, "AC-3 audio"},       {0x86, "SCTE-35 splices"},
-        {0x87, "E-AC-3 audio"}};
+        {stream_type::kMpeg1Video, "MPEG-1 video"},
+        {stream_type::kMpeg2Video, "MPEG-2 video"},
+        {stream_type::kMpeg1Audio, "MPEG-1 audio"},
+        {stream_type::kMpeg2Audio, "MPEG-2 audio"},
+        {stream_type::kPrivateSections, "private sections"},
+        {stream_type::kPrivatePes, "private data"},
+        {0x0B, "DSM-CC U-N"},
+        {0x0C, "DSM-CC stream descriptors"},
+        {0x0D, "DSM-CC sections"},
+        {stream_type::kAacAdts, "AAC ADTS audio"},
+        {0x10, "MPEG-4 video"},
+        {stream_type::kAacLatm, "AAC LATM audio"},
+        {0x15, "metadata"},
+        {stream_type::kAvcVideo, "AVC video"},
+        {stream_type::kHevcVideo, "HEVC video"},
+        {stream_type::kUserPrivateVideo, "MPEG video (0x80)"},
+        {stream_type::kAc3Audio, "AC-3 audio"},
+        {0x86, "SCTE-35 splices"},
+        {stream_type::kEnhancedAc3Audio, "E-AC-3 audio"}};
     const auto name = names.find(type);
     return name == names.end() ? "other" : name->second;
 }
 
 // What a private-data stream carries, from the descriptors that say so.
 std::string PrivateDataContent(const tsdemux::ElementaryStream& stream) {
+    // Values no other reader of the tree needs stay numbers here.
     static const std::map<uint8_t, const char*> carried = {
-        {0x46, "VBI teletext"}, {0x56, "teletext"}, {0x59, "DVB subtitles"},
-        {0x6A, "AC-3"},         {0x7A, "E-AC-3"},   {0x7B, "DTS"},
+        {0x46, "VBI teletext"},
+        {descriptor_tag::kTeletext, "teletext"},
+        {descriptor_tag::kSubtitling, "DVB subtitles"},
+        {descriptor_tag::kAc3, "AC-3"},
+        {descriptor_tag::kEnhancedAc3, "E-AC-3"},
+        {0x7B, "DTS"},
         {0x7C, "AAC"}};
     std::string content;
     for (const uint8_t tag : stream.descriptor_tags) {
@@ -61,7 +79,7 @@ std::string TypeCell(const tsdemux::ElementaryStream& stream) {
     char code[8];
     std::snprintf(code, sizeof code, "0x%02X", stream.stream_type);
     std::string text = std::string(code) + " " + StreamTypeName(stream.stream_type);
-    if (stream.stream_type == kPrivateDataType) {
+    if (stream.stream_type == stream_type::kPrivatePes) {
         const std::string content = PrivateDataContent(stream);
         if (!content.empty()) text += ": " + content;
     }

@@ -11,14 +11,15 @@
 #include "command_error.h"
 #include "commands.h"
 #include "interruption.h"
-#include "json_text.h"
 #include "service_requests.h"
 #include "service_wait.h"
+#include "trevalo/bus_contract.h"
+#include "trevalo/json_text.h"
 
 namespace trevalo_cli {
 namespace {
 
-constexpr const char kSignalName[] = "CatalogueChanged";
+namespace member = trevalo_bus::member;
 
 struct Watch {
     ServiceConnection& service;
@@ -29,7 +30,8 @@ struct Watch {
 
 // "programme N: V video, A audio, S subtitle", the sizes of the catalogue as it was read.
 std::string Heading(const Json::Value& announced, const Catalogue& catalogue) {
-    std::string heading = "programme " + CompactJson(announced["programNum"]) + ":";
+    std::string heading =
+        "programme " + trevalo_json::WriteCompact(announced[member::kProgramNum]) + ":";
     for (const ComponentKind kind : kAllKinds) {
         heading += std::string(kind == kAllKinds[0] ? " " : ", ") +
                    std::to_string(catalogue.List(kind).size()) + " " + KindName(kind);
@@ -40,12 +42,13 @@ std::string Heading(const Json::Value& announced, const Catalogue& catalogue) {
 void Print(const Json::Value& announced, const Catalogue& catalogue, bool json) {
     if (json) {
         Json::Value line(Json::objectValue);
-        line["programNum"] = announced["programNum"];
+        line[member::kProgramNum] = announced[member::kProgramNum];
         for (const ComponentKind kind : kAllKinds) {
             Json::Value& list = line[KindName(kind)] = Json::Value(Json::arrayValue);
             for (const Json::Value& entry : catalogue.List(kind)) list.append(entry);
         }
-        std::cout << CompactJson(line) << std::endl;  // a line at a time, also into a pipe
+        // A line at a time, also into a pipe.
+        std::cout << trevalo_json::WriteCompact(line) << std::endl;
     } else {
         std::cout << Heading(announced, catalogue) << "\n"
                   << FormatCatalogueTable(AllRows(catalogue)) << std::endl;
@@ -74,15 +77,15 @@ int RunWatch(const CommandContext& context, const Arguments& arguments) {
     }
     ServiceConnection service(context.bus_address);
     Watch watch{service, arguments.Flag("--json"), Json::Value(), 0};
-    service.Client().Subscribe(kSignalName,
+    service.Client().Subscribe(trevalo_bus::kCatalogueChanged,
                                [&watch](const std::string&, const Ondrel::TCMessage& message) {
                                    watch.announced = message.body;
                                    if (watch.printing == 0)
                                        watch.printing = g_idle_add(PrintNewest, &watch);
                                });
     if (!WaitForService(service, "watch")) return kExitSuccess;
-    std::cerr << "watching " << kSignalName << " from " << service.Client().BusName()
-              << " (Ctrl-C stops)" << std::endl;
+    std::cerr << "watching " << trevalo_bus::kCatalogueChanged << " from "
+              << service.Client().BusName() << " (Ctrl-C stops)" << std::endl;
 
     RunMainLoopUntilInterrupted();
     if (watch.printing != 0) g_source_remove(watch.printing);

@@ -7,6 +7,7 @@
 #include "arguments.h"
 #include "command_error.h"
 #include "commands.h"
+#include "trevalo/bus_contract.h"
 
 using namespace trevalo_cli;
 
@@ -15,10 +16,10 @@ namespace {
 // The layout of the help texts is what help_to_man turns into the manual page: headings end in
 // ':', items are "  TERM  meaning", other indented lines are examples.
 void PrintOverview(std::ostream& out) {
-    out << "Usage: trevalo-cli [--bus ADDRESS] COMMAND [ARGUMENTS]\n"
-           "\n"
-           "Talks to trevalo_service (bus name org.ondrel.TCServer.trevalo_service) on D-Bus;\n"
-           "'programmes' reads a transport stream without it.\n"
+    out << "Usage: trevalo-cli [--bus ADDRESS] COMMAND [ARGUMENTS]\n\n";
+    out << "Talks to " << trevalo_bus::kServerName << " (bus name " << trevalo_bus::kBusName
+        << ") on D-Bus;\n";
+    out << "'programmes' reads a transport stream without it.\n"
            "\n"
            "Commands:\n";
     size_t width = 0;

@@ -1,6 +1,7 @@
 #include "service_connection.h"
 
 #include "command_error.h"
+#include "trevalo/bus_contract.h"
 
 namespace trevalo_cli {
 namespace {
@@ -18,7 +19,8 @@ constexpr const char* kAbsentServiceErrors[] = {"org.freedesktop.DBus.Error.Serv
 
 }  // namespace
 
-ServiceConnection::ServiceConnection(const std::string& bus_address) : m_Client(kServerName) {
+ServiceConnection::ServiceConnection(const std::string& bus_address)
+    : m_Client(trevalo_bus::kServerName) {
     std::string error;
     if (!m_Client.Connect(bus_address, &error)) throw NoServiceError(error);
 }
@@ -26,8 +28,8 @@ ServiceConnection::ServiceConnection(const std::string& bus_address) : m_Client(
 Ondrel::TCMessage ServiceConnection::Request(const std::string& method, const Json::Value& data,
                                              const std::vector<unsigned char>& buffer) {
     Ondrel::TCMessage request;
-    request.body["method"] = method;
-    if (!data.isNull()) request.body["data"] = data;
+    request.body[trevalo_bus::member::kMethod] = method;
+    if (!data.isNull()) request.body[trevalo_bus::member::kData] = data;
     request.SetBuffer(buffer.empty() ? nullptr : buffer.data(),
                       static_cast<unsigned int>(buffer.size()));
     Ondrel::TCMessage reply;

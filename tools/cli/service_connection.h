@@ -1,4 +1,4 @@
-// The bus connection to trevalo_service through the framework's client, with the failures of a
+// The bus connection to the service through the framework's client, with the failures of a
 // request sorted into "nobody answers" and "the service said no".
 #ifndef TREVALO_CLI_SERVICE_CONNECTION_H
 #define TREVALO_CLI_SERVICE_CONNECTION_H
@@ -13,8 +13,6 @@
 #include "command_error.h"
 
 namespace trevalo_cli {
-
-constexpr const char kServerName[] = "trevalo_service";
 
 class ServiceConnection {
   public:

@@ -4,46 +4,51 @@
 #include <string>
 
 #include "command_error.h"
-#include "json_text.h"
+#include "trevalo/bus_contract.h"
+#include "trevalo/json_text.h"
 
 namespace trevalo_cli {
 namespace {
 
+namespace method = trevalo_bus::method;
+namespace member = trevalo_bus::member;
+
 const Json::Value& ReturnData(const Ondrel::TCMessage& reply) {
-    return reply.body["return_data"];
+    return reply.body[member::kReturnData];
 }
 
-CommandError UnexpectedAnswer(const std::string& method, const Ondrel::TCMessage& reply) {
-    return FailureAnswer(method + " gave an unexpected answer: " + CompactJson(reply.body));
+CommandError UnexpectedAnswer(const std::string& method_name, const Ondrel::TCMessage& reply) {
+    return FailureAnswer(method_name +
+                         " gave an unexpected answer: " + trevalo_json::WriteCompact(reply.body));
 }
 
 const char* SizeMethod(ComponentKind kind) {
     switch (kind) {
         case ComponentKind::kVideo:
-            return "SizeOfVideo";
+            return method::kSizeOfVideo;
         case ComponentKind::kAudio:
-            return "SizeOfAudio";
+            return method::kSizeOfAudio;
         case ComponentKind::kSubtitle:
             break;
     }
-    return "SizeOfSubtitle";
+    return method::kSizeOfSubtitle;
 }
 
 const char* EntryMethod(ComponentKind kind) {
     switch (kind) {
         case ComponentKind::kVideo:
-            return "GetVideo";
+            return method::kGetVideo;
         case ComponentKind::kAudio:
-            return "GetAudio";
+            return method::kGetAudio;
         case ComponentKind::kSubtitle:
             break;
     }
-    return "GetSubtitle";
+    return method::kGetSubtitle;
 }
 
 // An entry query answers its object as JSON text inside the reply body.
 bool ParseEntryText(const std::string& text, Json::Value& entry) {
-    return ParseJson(text, entry) && entry.isObject();
+    return trevalo_json::Parse(text, entry) && entry.isObject();
 }
 
 }  // namespace
@@ -51,12 +56,12 @@ bool ParseEntryText(const std::string& text, Json::Value& entry) {
 bool SendPmtSection(ServiceConnection& service, const std::vector<uint8_t>& section,
                     uint16_t program_number, bool reset) {
     Json::Value data(Json::objectValue);
-    data["reset"] = reset;
-    data["programNum"] = static_cast<int>(program_number);
-    const Ondrel::TCMessage reply = service.Request("SendPMTData", data, section);
+    data[member::kReset] = reset;
+    data[member::kProgramNum] = static_cast<int>(program_number);
+    const Ondrel::TCMessage reply = service.Request(method::kSendPMTData, data, section);
     const Json::Value& answer = ReturnData(reply);
     if (!answer.isIntegral() || (answer.asLargestInt() != 0 && answer.asLargestInt() != 1)) {
-        throw UnexpectedAnswer("SendPMTData", reply);
+        throw UnexpectedAnswer(method::kSendPMTData, reply);
     }
     return answer.asLargestInt() == 0;
 }
@@ -73,7 +78,7 @@ Catalogue ReadCatalogue(ServiceConnection& service) {
         for (unsigned int index = 0; index < count; ++index) {
             const Ondrel::TCMessage reply = service.Request(EntryMethod(kind), Json::Value(index));
             const Json::Value& text = ReturnData(reply);
-            const Json::Value& success = reply.body["call_api_success"];
+            const Json::Value& success = reply.body[member::kCallApiSuccess];
             if (!success.isBool() || !success.asBool()) {
                 throw FailureAnswer(std::string(EntryMethod(kind)) + " " + std::to_string(index) +
                                     " answered no entry: the catalogue changed while it was read");
@@ -89,19 +94,19 @@ Catalogue ReadCatalogue(ServiceConnection& service) {
 }
 
 Catalogue ReadWholeCatalogue(ServiceConnection& service) {
-    const Ondrel::TCMessage reply = service.Request("GetCatalogue");
+    const Ondrel::TCMessage reply = service.Request(method::kGetCatalogue);
     const Json::Value& lists = ReturnData(reply);
     // The unknown-method answer: the dispatcher's empty "return_data", nothing else.
-    if (lists == Json::Value("") && !reply.body.isMember("call_api_success")) {
+    if (lists == Json::Value("") && !reply.body.isMember(member::kCallApiSuccess)) {
         return ReadCatalogue(service);
     }
-    if (!lists.isObject()) throw UnexpectedAnswer("GetCatalogue", reply);
+    if (!lists.isObject()) throw UnexpectedAnswer(method::kGetCatalogue, reply);
     Catalogue catalogue;
     for (const ComponentKind kind : kAllKinds) {
         const Json::Value& entries = lists[KindName(kind)];
-        if (!entries.isArray()) throw UnexpectedAnswer("GetCatalogue", reply);
+        if (!entries.isArray()) throw UnexpectedAnswer(method::kGetCatalogue, reply);
         for (const Json::Value& entry : entries) {
-            if (!entry.isObject()) throw UnexpectedAnswer("GetCatalogue", reply);
+            if (!entry.isObject()) throw UnexpectedAnswer(method::kGetCatalogue, reply);
             catalogue.List(kind).push_back(entry);
         }
     }
@@ -109,9 +114,9 @@ Catalogue ReadWholeCatalogue(ServiceConnection& service) {
 }
 
 int LookUpPid(ServiceConnection& service, int tag) {
-    const Ondrel::TCMessage reply = service.Request("GetPID", Json::Value(tag));
+    const Ondrel::TCMessage reply = service.Request(method::kGetPID, Json::Value(tag));
     const Json::Value& pid = ReturnData(reply);
-    if (!pid.isIntegral()) throw UnexpectedAnswer("GetPID", reply);
+    if (!pid.isIntegral()) throw UnexpectedAnswer(method::kGetPID, reply);
     return static_cast<int>(pid.asLargestInt());
 }
 
@@ -119,19 +124,19 @@ void SavePlayingTime(ServiceConnection& service, uint32_t milliseconds) {
     std::vector<unsigned char> buffer(sizeof milliseconds);
     std::memcpy(buffer.data(), &milliseconds, sizeof milliseconds);  // host byte order
     const Ondrel::TCMessage reply =
-        service.Request("SaveCurrentVideoPlayingTime", Json::Value(), buffer);
+        service.Request(method::kSaveCurrentVideoPlayingTime, Json::Value(), buffer);
     if (!ReturnData(reply).isIntegral() || ReturnData(reply).asLargestInt() != 0) {
-        throw UnexpectedAnswer("SaveCurrentVideoPlayingTime", reply);
+        throw UnexpectedAnswer(method::kSaveCurrentVideoPlayingTime, reply);
     }
 }
 
 uint32_t ReadPlayingTime(ServiceConnection& service) {
-    const Ondrel::TCMessage reply = service.Request("GetCurrentVideoPlayingTime");
+    const Ondrel::TCMessage reply = service.Request(method::kGetCurrentVideoPlayingTime);
     unsigned char* bytes = nullptr;
     const unsigned int length = reply.GetBuffer(bytes);
     uint32_t milliseconds = 0;
     if (length != sizeof milliseconds || bytes == nullptr) {
-        throw UnexpectedAnswer("GetCurrentVideoPlayingTime", reply);
+        throw UnexpectedAnswer(method::kGetCurrentVideoPlayingTime, reply);
     }
     std::memcpy(&milliseconds, bytes, sizeof milliseconds);
     return milliseconds;

@@ -5,6 +5,7 @@
 #include <iostream>
 
 #include "interruption.h"
+#include "trevalo/bus_contract.h"
 
 namespace trevalo_cli {
 namespace {
@@ -18,7 +19,7 @@ bool WaitForService(ServiceConnection& service, const std::string& command_name)
     bool said = false;
     while (!Interrupted()) {
         try {
-            service.Request("SizeOfVideo");
+            service.Request(trevalo_bus::method::kSizeOfVideo);
             return true;
         } catch (const CommandError& error) {
             if (!ServiceIsAbsent(error)) throw;

@@ -2,12 +2,14 @@
 
 #include <algorithm>
 
+#include "trevalo/mpeg_constants.h"
+
 namespace tsdemux {
 
 bool PatCollector::Take(const std::vector<uint8_t>& section) {
     const SectionHeader header = ReadSectionHeader(section);
     // A PAT sent ahead of its time (current_next_indicator 0) does not apply yet.
-    if (header.table_id != kPatTableId || !header.current_next ||
+    if (header.table_id != trevalo_mpeg::table_id::kPat || !header.current_next ||
         header.section_number > header.last_section_number) {
         return false;
     }

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "trevalo/mpeg_constants.h"
 #include "tsdemux/ts_packet.h"
 
 namespace tsdemux {
@@ -24,7 +25,7 @@ void PmtExtractor::Finish() {
 void PmtExtractor::OnPacket(const uint8_t* packet) {
     PacketView view;
     if (!ReadPacket(packet, view)) return;
-    if (view.pid == kPatPid) {
+    if (view.pid == trevalo_mpeg::kPatPid) {
         m_PatAssembler.Push(view);
     } else if (m_PmtPid >= 0 && view.pid == m_PmtPid) {
         m_PmtAssembler.Push(view);
@@ -59,7 +60,7 @@ void PmtExtractor::OnPmtSection(const std::vector<uint8_t>& section) {
     if (check != SectionCheck::kOk) return;
     const SectionHeader header = ReadSectionHeader(section);
     // Several programmes may share the PID; a PMT sent ahead of its time does not apply yet.
-    if (header.table_id != kPmtTableId || header.table_id_extension != m_Program ||
+    if (header.table_id != trevalo_mpeg::table_id::kPmt || header.table_id_extension != m_Program ||
         !header.current_next) {
         return;
     }

@@ -2,14 +2,13 @@
 
 #include <algorithm>
 
+#include "trevalo/mpeg_constants.h"
+
 namespace tsdemux {
 namespace {
 
 constexpr size_t kLongHeaderSize = 8;
 constexpr size_t kCrcSize = 4;
-constexpr uint8_t kLanguageTag = 0x0A;
-constexpr uint8_t kTeletextTag = 0x56;
-constexpr uint8_t kSubtitlingTag = 0x59;
 
 uint16_t Read13Bits(const uint8_t* at) {
     return static_cast<uint16_t>((at[0] & 0x1F) << 8 | at[1]);
@@ -22,11 +21,11 @@ uint16_t Read12Bits(const uint8_t* at) {
 // Each of these descriptors is a loop of entries that start with a 3-byte language code.
 size_t LanguageEntrySize(uint8_t tag) {
     switch (tag) {
-        case kLanguageTag:
+        case trevalo_mpeg::descriptor_tag::kIso639Language:
             return 4;  // code, audio_type
-        case kTeletextTag:
+        case trevalo_mpeg::descriptor_tag::kTeletext:
             return 5;  // code, type and magazine, page
-        case kSubtitlingTag:
+        case trevalo_mpeg::descriptor_tag::kSubtitling:
             return 8;  // code, type, composition and ancillary page ids
         default:
             return 0;

@@ -1,5 +1,6 @@
 #include "tsdemux/programme_scanner.h"
 
+#include "trevalo/mpeg_constants.h"
 #include "tsdemux/ts_packet.h"
 
 namespace tsdemux {
@@ -32,7 +33,7 @@ bool ProgrammeScanner::AllFound() const {
 void ProgrammeScanner::OnPacket(const uint8_t* packet) {
     PacketView view;
     if (!ReadPacket(packet, view)) return;
-    if (view.pid == kPatPid) {
+    if (view.pid == trevalo_mpeg::kPatPid) {
         m_PatAssembler.Push(view);
         return;
     }
@@ -60,7 +61,7 @@ void ProgrammeScanner::OnPatSection(const std::vector<uint8_t>& section) {
 void ProgrammeScanner::OnPmtSection(uint16_t pid, const std::vector<uint8_t>& section) {
     if (!Passes(section)) return;
     const SectionHeader header = ReadSectionHeader(section);
-    if (header.table_id != kPmtTableId || !header.current_next) return;
+    if (header.table_id != trevalo_mpeg::table_id::kPmt || !header.current_next) return;
     const uint16_t program = header.table_id_extension;
     if (m_Found.count(program) != 0) return;
     // Only on the PID the PAT gives the programme.

@@ -1,6 +1,6 @@
 #include "tsdemux/psi_section.h"
 
-#include "tsdemux/crc32_mpeg.h"
+#include "trevalo/crc32_mpeg2.h"
 
 namespace tsdemux {
 namespace {
@@ -16,8 +16,8 @@ SectionCheck CheckLongSection(const std::vector<uint8_t>& section) {
         return SectionCheck::kNotLongForm;
     }
     // Run over the whole section, CRC_32 included, the register ends at zero.
-    return Crc32Mpeg(section.data(), section.size()) == 0 ? SectionCheck::kOk
-                                                          : SectionCheck::kBadCrc;
+    return trevalo_mpeg::Crc32Mpeg2(section.data(), section.size()) == 0 ? SectionCheck::kOk
+                                                                         : SectionCheck::kBadCrc;
 }
 
 SectionHeader ReadSectionHeader(const std::vector<uint8_t>& section) {

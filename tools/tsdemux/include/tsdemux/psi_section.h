@@ -8,10 +8,6 @@
 
 namespace tsdemux {
 
-constexpr uint8_t kPatTableId = 0x00;
-constexpr uint8_t kPmtTableId = 0x02;
-constexpr uint16_t kPatPid = 0x0000;
-
 enum class SectionCheck {
     kOk,
     kNotLongForm,  // section_syntax_indicator clear, or too short for the header and CRC_32
