@@ -21,15 +21,20 @@ std::unique_ptr<Json::CharReader> MakeReader(int nesting_limit) {
     return std::unique_ptr<Json::CharReader>(builder.newCharReader());
 }
 
-// jsoncpp writes "* Line 1, Column 11\n  Syntax error: ...\n": make it one line.
+// jsoncpp writes "* Line 1, Column 11\n  Syntax error: ...\n": make it one line,
+// "Line 1, Column 11: Syntax error: ...".
 std::string OneLine(const std::string& errors) {
     std::string line;
     for (char c : errors) {
-        const bool blank = c == '\n' || c == ' ';
-        if (blank && (line.empty() || line.back() == ' ')) continue;
-        line.push_back(blank ? ' ' : c);
+        if (c == '*' && line.empty()) continue;
+        if (c == '\n') {
+            if (!line.empty() && line.back() != ' ' && line.back() != ':') line.append(": ");
+            continue;
+        }
+        if (c == ' ' && (line.empty() || line.back() == ' ')) continue;
+        line.push_back(c);
     }
-    if (!line.empty() && line.back() == ' ') line.pop_back();
+    while (!line.empty() && (line.back() == ' ' || line.back() == ':')) line.pop_back();
     return line;
 }
 
