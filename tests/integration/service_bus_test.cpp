@@ -7,8 +7,12 @@
 #include <thread>
 
 #include "service_on_bus.h"
+#include "trevalo/json_text.h"
 
 using ::testing::HasSubstr;
+using trevalo_bus::kCatalogueChanged;
+using trevalo_bus::kTrevaloSignal;
+namespace member = trevalo_bus::member;
 
 namespace {
 
@@ -33,18 +37,18 @@ size_t Find(const std::string& log, const std::string& needle, size_t from = 0) 
 }  // namespace
 
 TEST_F(ServiceOnBus, RelaysTheSignalWithTheVeryRequest) {
-    test_support::RawClient listener(*bus_, "trevalo_service");
-    listener.Subscribe("TrevaloSignal");
+    test_support::RawClient listener(*bus_);
+    listener.Subscribe(kTrevaloSignal);
     const test_support::Bytes pes = {0x00, 0x00, 0x01, 0xBD, 0x42};
     const Json::Value reply =
         Call(R"({"method":"SendPESDataWithFirstPTS","data":{"pts":900000}})", pes);
-    EXPECT_EQ(reply["return_data"], Json::Value(""));
+    EXPECT_EQ(reply[member::kReturnData], Json::Value(""));
     ASSERT_TRUE(listener.WaitForSignals(1));
     const test_support::Reply& signal = listener.Signals()[0];
-    EXPECT_EQ(signal.error_name, "TrevaloSignal");
+    EXPECT_EQ(signal.error_name, kTrevaloSignal);
     const Json::Value body = test_support::ParseJson(signal.body);
-    EXPECT_EQ(body["method"], Json::Value("SendPESDataWithFirstPTS"));
-    EXPECT_EQ(body["data"]["pts"], Json::Value(900000));
+    EXPECT_EQ(body[member::kMethod], Json::Value(trevalo_bus::method::kSendPESDataWithFirstPTS));
+    EXPECT_EQ(body[member::kData]["pts"], Json::Value(900000));
     EXPECT_EQ(signal.buffer, pes);
     // Exactly one signal per request.
     Call(R"({"method":"SizeOfAudio"})");
@@ -54,10 +58,10 @@ TEST_F(ServiceOnBus, RelaysTheSignalWithTheVeryRequest) {
 TEST_F(ServiceOnBus, KeepsThePlayingTimeAcrossARealDelay) {
     SetPlatformState(R"({"system_info": {"709": 200}})");
     const Json::Value saved = Call(R"({"method":"SaveCurrentVideoPlayingTime"})", TimeBytes(60000));
-    EXPECT_EQ(saved["return_data"], Json::Value(0));
+    EXPECT_EQ(saved[member::kReturnData], Json::Value(0));
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     const Json::Value got = Call(R"({"method":"GetCurrentVideoPlayingTime"})");
-    EXPECT_EQ(got["return_data"], Json::Value(0));
+    EXPECT_EQ(got[member::kReturnData], Json::Value(0));
     const uint32_t now = TimeOf(last_.buffer);
     EXPECT_GE(now, 60000u + 500 - 200);
     EXPECT_LT(now, 60000u + 500 - 200 + 400);  // generous for a loaded machine
@@ -84,12 +88,12 @@ TEST_F(ServiceOnBus, BadRequestsAreAnsweredAndTheNextIsServed) {
         test_support::Reply reply = client_->Request(request.body);
         if (request.bus_error) {
             EXPECT_FALSE(reply.ok);
-            EXPECT_EQ(reply.error_name, "org.ondrel.TCServer.Error.InvalidMessage");
+            EXPECT_EQ(reply.error_name, trevalo_bus::kInvalidMessageError);
         } else {
             ASSERT_TRUE(reply.ok) << reply.error_name;
-            EXPECT_TRUE(test_support::ParseJson(reply.body).isMember("return_data"));
+            EXPECT_TRUE(test_support::ParseJson(reply.body).isMember(member::kReturnData));
         }
-        EXPECT_EQ(Call(R"({"method":"SizeOfVideo"})")["return_data"], Json::Value(0));
+        EXPECT_EQ(Call(R"({"method":"SizeOfVideo"})")[member::kReturnData], Json::Value(0));
     }
     EXPECT_TRUE(service_->Running());
     // A non-JSON body never reaches the service: no request line is logged for it.
@@ -99,7 +103,7 @@ TEST_F(ServiceOnBus, BadRequestsAreAnsweredAndTheNextIsServed) {
 // A hostile client's largest message: a buffer 1 KiB under dbus-daemon's default 32 MiB limit
 // (which the system bus keeps), sent to the handlers that read buffers and relayed as a signal.
 TEST_F(ServiceOnBus, BufferAtTheBusLimitIsAnsweredAndRelayed) {
-    client_->Subscribe("TrevaloSignal");
+    client_->Subscribe(kTrevaloSignal);
     const test_support::Bytes huge(32 * 1024 * 1024 - 1024, 0x47);
     const std::pair<const char*, const char*> calls[] = {
         {R"({"method":"SendPMTData","data":{"reset":true,"programNum":1}})",
@@ -114,12 +118,12 @@ TEST_F(ServiceOnBus, BufferAtTheBusLimitIsAnsweredAndRelayed) {
     }
     ASSERT_TRUE(client_->WaitForSignals(1, 120000));
     EXPECT_EQ(client_->Signals()[0].buffer.size(), huge.size());
-    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")["return_data"], Json::Value(0));
+    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")[member::kReturnData], Json::Value(0));
 }
 
 TEST_F(ServiceOnBus, AnswersOnTheWellKnownNameWithIntrospection) {
     GVariant* xml = g_dbus_connection_call_sync(
-        client_->Connection(), kServiceBusName, "/org/ondrel/TCServer/trevalo_service",
+        client_->Connection(), trevalo_bus::kBusName, trevalo_bus::kObjectPath,
         "org.freedesktop.DBus.Introspectable", "Introspect", nullptr, G_VARIANT_TYPE("(s)"),
         G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
     ASSERT_NE(xml, nullptr);
@@ -127,9 +131,11 @@ TEST_F(ServiceOnBus, AnswersOnTheWellKnownNameWithIntrospection) {
     g_variant_get(xml, "(&s)", &text);
     const std::string introspection = text;
     g_variant_unref(xml);
-    EXPECT_THAT(introspection, HasSubstr("<interface name=\"org.ondrel.TCServer\">"));
-    EXPECT_THAT(introspection, HasSubstr("<method name=\"Request\">"));
-    EXPECT_THAT(introspection, HasSubstr("<signal name=\"TrevaloSignal\">"));
+    EXPECT_THAT(introspection,
+                HasSubstr(std::string("<interface name=\"") + trevalo_bus::kInterface + "\">"));
+    EXPECT_THAT(introspection,
+                HasSubstr(std::string("<method name=\"") + trevalo_bus::kRequestMethod + "\">"));
+    EXPECT_THAT(introspection, HasSubstr(std::string("<signal name=\"") + kTrevaloSignal + "\">"));
 }
 
 TEST_F(ServiceOnBus, StartsAndStopsInOrderOnSigtermAndSigint) {
@@ -147,7 +153,7 @@ TEST_F(ServiceOnBus, StartsAndStopsInOrderOnSigtermAndSigint) {
     EXPECT_EQ(Find(log, "destructor!!"), std::string::npos);  // the object is never deleted
 
     StartService();
-    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")["return_data"], Json::Value(0));
+    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")[member::kReturnData], Json::Value(0));
     EXPECT_EQ(service_->Stop(SIGINT), 0);
     EXPECT_THAT(service_->Log(), HasSubstr("] Trevalo service OnTerminate \n\n"));
     service_.reset();
@@ -168,7 +174,7 @@ TEST_F(ServiceOnBus, SecondInstanceEndsWith255WhenTheNameIsTaken) {
     EXPECT_LT(service_failed, on_terminate);
     EXPECT_THAT(log, HasSubstr("E/TREVALO_SERVICE("));
     // The first instance is untouched.
-    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")["return_data"], Json::Value(0));
+    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")[member::kReturnData], Json::Value(0));
 }
 
 TEST(ServiceWithoutBus, EndsWith255) {
@@ -193,8 +199,8 @@ TEST(ServiceWithoutBus, EndsWith255) {
 // programme and list sizes, and never for a refused one; the catalogue a listener then reads is
 // the one announced.
 TEST_F(ServiceOnBus, AnnouncesEveryRebuiltCatalogueAndNoRefusedSection) {
-    test_support::RawClient listener(*bus_, "trevalo_service");
-    listener.Subscribe("CatalogueChanged");
+    test_support::RawClient listener(*bus_);
+    listener.Subscribe(kCatalogueChanged);
     const std::string pmt = std::string(TREVALO_TESTDATA_DIR) + "/pmt/";
     const test_support::Bytes ac3 = test_support::ReadFile(pmt + "test-020.p8803.v13.2.sec");
     const test_support::Bytes mpeg = test_support::ReadFile(pmt + "test-012.p4006.v2.0.sec");
@@ -218,15 +224,15 @@ TEST_F(ServiceOnBus, AnnouncesEveryRebuiltCatalogueAndNoRefusedSection) {
         SCOPED_TRACE(send.data);
         const Json::Value data = test_support::ParseJson(send.data);
         Json::Value request;
-        request["method"] = "SendPMTData";
-        request["data"] = data;
-        ASSERT_EQ(Call(request.toStyledString(), send.section)["return_data"],
+        request[member::kMethod] = trevalo_bus::method::kSendPMTData;
+        request[member::kData] = data;
+        ASSERT_EQ(Call(trevalo_json::WriteCompact(request), send.section)[member::kReturnData],
                   Json::Value(send.answer));
         if (send.answer != 0) continue;
-        const Json::Value lists = Call(R"({"method":"GetCatalogue"})")["return_data"];
+        const Json::Value lists = Call(R"({"method":"GetCatalogue"})")[member::kReturnData];
         Json::Value expected;
-        expected["programNum"] = data["programNum"];
-        for (const char* kind : {"video", "audio", "subtitle"}) {
+        expected[member::kProgramNum] = data[member::kProgramNum];
+        for (const char* kind : {member::kVideo, member::kAudio, member::kSubtitle}) {
             expected[kind] = static_cast<int>(lists[kind].size());
         }
         announced.push_back(expected);
@@ -235,14 +241,14 @@ TEST_F(ServiceOnBus, AnnouncesEveryRebuiltCatalogueAndNoRefusedSection) {
     EXPECT_FALSE(listener.WaitForSignals(announced.size() + 1, 200));
     for (size_t i = 0; i < announced.size(); ++i) {
         const test_support::Reply& signal = listener.Signals()[i];
-        EXPECT_EQ(signal.error_name, "CatalogueChanged");
+        EXPECT_EQ(signal.error_name, kCatalogueChanged);
         EXPECT_EQ(test_support::ParseJson(signal.body), announced[i]) << signal.body;
         EXPECT_TRUE(signal.buffer.empty());
     }
 }
 
 TEST_F(ServiceOnBus, LosingTheBusEndsWithOneErrorLineAndAFailureStatus) {
-    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")["return_data"], Json::Value(0));
+    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")[member::kReturnData], Json::Value(0));
     client_.reset();
     bus_->Kill();
     EXPECT_EQ(service_->WaitForExit(), 1);

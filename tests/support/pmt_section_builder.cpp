@@ -120,13 +120,25 @@ PmtBuilder& PmtBuilder::Stream(uint8_t streamType, uint16_t pid,
     return *this;
 }
 
-Bytes PmtBuilder::Build() const {
-    Bytes section{m_TableId, 0, 0};
-    AppendU16(section, m_ProgramNumber);
+Bytes LongFormHeader(uint8_t tableId, uint16_t extension, uint8_t version, bool currentNext) {
+    // section_syntax_indicator 1, the '0' bit, two reserved bits; the length comes last.
+    Bytes section{tableId, 0xB0, 0};
+    AppendU16(section, extension);
     section.push_back(
-        static_cast<unsigned char>(0xC0 | ((m_Version & 0x1F) << 1) | (m_CurrentNext ? 1 : 0)));
+        static_cast<unsigned char>(0xC0 | ((version & 0x1F) << 1) | (currentNext ? 1 : 0)));
     section.push_back(0);  // section_number
     section.push_back(0);  // last_section_number
+    return section;
+}
+
+void FinishLongForm(Bytes& section) {
+    section.resize(section.size() + 4);  // CRC_32
+    SetLengthField(section, kSectionLengthOffset, static_cast<int>(section.size() - 3));
+    RestampCrc(section);
+}
+
+Bytes PmtBuilder::Build() const {
+    Bytes section = LongFormHeader(m_TableId, m_ProgramNumber, m_Version, m_CurrentNext);
     AppendU16(section, 0xE000u | m_PcrPid);
     Bytes programInfo;
     for (const auto& descriptor : m_ProgramDescriptors) {
@@ -144,10 +156,7 @@ Bytes PmtBuilder::Build() const {
         AppendU16(section, 0xF000u | esInfo.size());
         section.insert(section.end(), esInfo.begin(), esInfo.end());
     }
-    section.resize(section.size() + 4);  // CRC_32
-    SetLengthField(section, kSectionLengthOffset, static_cast<int>(section.size() - 3));
-    section[1] |= 0xB0;  // section_syntax_indicator 1, the '0' bit, two reserved bits
-    RestampCrc(section);
+    FinishLongForm(section);
     return section;
 }
 

@@ -8,9 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "file_contents.h"
+
 namespace pmt_test {
 
-using Bytes = std::vector<unsigned char>;
+using test_support::Bytes;
 
 // Offsets of the fields the tests damage.
 constexpr size_t kSectionLengthOffset = 1;
@@ -45,6 +47,12 @@ struct TeletextEntry {
     uint8_t page;
 };
 Bytes Teletext(const std::vector<TeletextEntry>& entries);
+
+// The first eight bytes of a long-form section (section_syntax_indicator 1), up to
+// last_section_number (both section numbers 0); FinishLongForm sets its length.
+Bytes LongFormHeader(uint8_t tableId, uint16_t extension, uint8_t version, bool currentNext);
+// Appends the CRC_32 to the section so far, with section_length to match.
+void FinishLongForm(Bytes& section);
 
 // Builds a TS_program_map_section with consistent lengths and a correct CRC_32.
 class PmtBuilder {

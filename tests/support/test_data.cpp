@@ -1,24 +1,11 @@
 #include "test_data.h"
 
-#include <json/reader.h>
-
 #include <cctype>
-#include <fstream>
-#include <iterator>
-#include <memory>
 #include <stdexcept>
 
+#include "trevalo/json_text.h"
+
 namespace test_support {
-
-Bytes ReadFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
-}
-
-std::string ReadText(const std::string& path) {
-    const Bytes bytes = ReadFile(path);
-    return std::string(bytes.begin(), bytes.end());
-}
 
 std::string TestDataPath(const std::string& relative_path) {
     return std::string(TREVALO_TESTDATA_DIR) + "/" + relative_path;
@@ -35,17 +22,12 @@ std::string GoldenPath(const std::string& name) {
 }
 
 Json::Value ParseJson(const std::string& text) {
-    Json::CharReaderBuilder builder;
-    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value value;
-    std::string errors;
-    if (!reader->parse(text.data(), text.data() + text.size(), &value, &errors)) return {};
-    return value;
+    return trevalo_json::Parse(text, value) ? value : Json::Value();
 }
 
 Json::Value ReadJsonFile(const std::string& path) {
-    const Bytes bytes = ReadFile(path);
-    const Json::Value value = ParseJson(std::string(bytes.begin(), bytes.end()));
+    const Json::Value value = ParseJson(ReadText(path));
     if (value.isNull()) throw std::runtime_error(path + " is not JSON");
     return value;
 }

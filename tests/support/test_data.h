@@ -5,14 +5,10 @@
 #include <json/value.h>
 
 #include <string>
-#include <vector>
+
+#include "file_contents.h"
 
 namespace test_support {
-
-using Bytes = std::vector<unsigned char>;
-
-Bytes ReadFile(const std::string& path);        // empty when it cannot be read
-std::string ReadText(const std::string& path);  // empty when it cannot be read
 
 // A file of the shared test data ("pmt/x.sec"); throws when it cannot be read.
 Bytes ReadTestData(const std::string& relative_path);

@@ -1,28 +1,23 @@
-#include "bus_fixture.h"
+#include "private_bus.h"
 
-#include <json/reader.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <fstream>
 #include <stdexcept>
 #include <thread>
+
+#include "file_contents.h"
 
 namespace test_support {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-std::string MakeTempDirectory() {
-    char pattern[] = "/tmp/trevalo-test-XXXXXX";
-    if (mkdtemp(pattern) == nullptr) throw std::runtime_error("mkdtemp failed");
-    return pattern;
-}
+}  // namespace
 
-// A connection of our own to the bus at `address`; null when it cannot be made.
-GDBusConnection* Connect(const std::string& address) {
+GDBusConnection* ConnectToBus(const std::string& address) {
     return g_dbus_connection_new_for_address_sync(
         address.c_str(),
         static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
@@ -30,21 +25,26 @@ GDBusConnection* Connect(const std::string& address) {
         nullptr, nullptr, nullptr);
 }
 
-}  // namespace
+void RoundTrip(GDBusConnection* connection) {
+    GVariant* result = g_dbus_connection_call_sync(
+        connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "GetId", nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+    if (result != nullptr) g_variant_unref(result);
+}
 
 PrivateBus::PrivateBus()
     : PrivateBus(
           "<type>session</type><policy context=\"default\"><allow send_destination=\"*\" "
           "eavesdrop=\"true\"/><allow eavesdrop=\"true\"/><allow own=\"*\"/></policy>") {}
 
-PrivateBus::PrivateBus(const std::string& config_body, const std::vector<std::string>& environment)
-    : m_Directory(MakeTempDirectory()) {
-    const std::string config = m_Directory + "/bus.conf";
+PrivateBus::PrivateBus(const std::string& config_body,
+                       const std::vector<std::string>& environment) {
+    const std::string config = m_Directory.Path() + "/bus.conf";
     std::ofstream(config) << "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus "
                              "Configuration 1.0//EN\"\n"
                              " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
                              "<busconfig><listen>unix:dir="
-                          << m_Directory << "</listen><auth>EXTERNAL</auth>" << config_body
+                          << m_Directory.Path() << "</listen><auth>EXTERNAL</auth>" << config_body
                           << "</busconfig>\n";
     ChildOptions options;
     options.program = "/usr/bin/dbus-daemon";
@@ -66,10 +66,6 @@ PrivateBus::~PrivateBus() {
     m_Daemon->Signal(SIGTERM);
     m_Daemon->Wait(5000);
     m_Daemon.reset();  // SIGKILL if it is still there
-    const std::string remove = "rm -rf '" + m_Directory + "'";
-    if (std::system(remove.c_str()) != 0) {
-        // Best effort: a leftover directory in /tmp harms nothing.
-    }
 }
 
 void PrivateBus::Kill() {
@@ -79,18 +75,23 @@ void PrivateBus::Kill() {
 
 namespace {
 
-ChildOptions ServiceOptions(const PrivateBus& bus, const std::string& program,
-                            const std::vector<std::string>& environment) {
-    ChildOptions options;
-    options.program = program;
-    options.environment = {"DBUS_SESSION_BUS_ADDRESS=" + bus.Address()};
-    for (const std::string& setting : environment) {
+ChildOptions OnBus(const PrivateBus& bus, ChildOptions options) {
+    std::vector<std::string> environment{"DBUS_SESSION_BUS_ADDRESS=" + bus.Address()};
+    for (const std::string& setting : options.environment) {
         if (setting.rfind("DBUS_SESSION_BUS_ADDRESS=", 0) == 0) {
-            options.environment[0] = setting;
+            environment[0] = setting;
         } else {
-            options.environment.push_back(setting);
+            environment.push_back(setting);
         }
     }
+    options.environment = std::move(environment);
+    return options;
+}
+
+ChildOptions Program(const std::string& program, const std::vector<std::string>& environment) {
+    ChildOptions options;
+    options.program = program;
+    options.environment = environment;
     return options;
 }
 
@@ -98,7 +99,11 @@ ChildOptions ServiceOptions(const PrivateBus& bus, const std::string& program,
 
 ServiceProcess::ServiceProcess(const PrivateBus& bus, const std::string& program,
                                const std::vector<std::string>& environment)
-    : ChildProcess({}, ServiceOptions(bus, program, environment)), m_Bus(bus) {}
+    : ServiceProcess(bus, {}, Program(program, environment)) {}
+
+ServiceProcess::ServiceProcess(const PrivateBus& bus, const std::vector<std::string>& arguments,
+                               ChildOptions options)
+    : ChildProcess(arguments, OnBus(bus, std::move(options))), m_Bus(bus) {}
 
 bool ServiceProcess::WaitForName(const std::string& bus_name, int timeout_ms) {
     const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
@@ -107,91 +112,6 @@ bool ServiceProcess::WaitForName(const std::string& bus_name, int timeout_ms) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }
     return false;
-}
-
-RawClient::RawClient(const PrivateBus& bus, const std::string& server_name)
-    : m_BusName("org.ondrel.TCServer." + server_name),
-      m_ObjectPath("/org/ondrel/TCServer/" + server_name) {
-    m_Bus = Connect(bus.Address());
-    if (m_Bus == nullptr) throw std::runtime_error("cannot connect to " + bus.Address());
-}
-
-RawClient::~RawClient() {
-    if (m_Subscription != 0) g_dbus_connection_signal_unsubscribe(m_Bus, m_Subscription);
-    g_dbus_connection_close_sync(m_Bus, nullptr, nullptr);
-    g_object_unref(m_Bus);
-}
-
-Reply ReplyFromTuple(GVariant* tuple) {
-    Reply reply;
-    const gchar* body = nullptr;
-    GVariant* buffer = nullptr;
-    g_variant_get(tuple, "(&s@ay)", &body, &buffer);
-    gsize length = 0;
-    const auto* bytes =
-        static_cast<const unsigned char*>(g_variant_get_fixed_array(buffer, &length, 1));
-    reply.ok = true;
-    reply.body = body;
-    reply.buffer.assign(bytes, bytes + length);
-    g_variant_unref(buffer);
-    return reply;
-}
-
-Reply ReplyFromError(const GError* error) {
-    Reply failed;
-    gchar* remote = g_dbus_error_get_remote_error(error);
-    failed.error_name = remote != nullptr ? remote : error->message;
-    g_free(remote);
-    return failed;
-}
-
-Reply RawClient::Request(const std::string& body, const Bytes& buffer, int timeout_ms) {
-    GVariant* children[] = {
-        g_variant_new_string(body.c_str()),
-        g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, buffer.data(), buffer.size(), 1)};
-    GError* error = nullptr;
-    GVariant* answer = g_dbus_connection_call_sync(
-        m_Bus, m_BusName.c_str(), m_ObjectPath.c_str(), "org.ondrel.TCServer", "Request",
-        g_variant_new_tuple(children, 2), G_VARIANT_TYPE("(say)"), G_DBUS_CALL_FLAGS_NONE,
-        timeout_ms, nullptr, &error);
-    if (answer == nullptr) {
-        Reply failed = ReplyFromError(error);
-        g_error_free(error);
-        return failed;
-    }
-    Reply reply = ReplyFromTuple(answer);
-    g_variant_unref(answer);
-    return reply;
-}
-
-void RawClient::OnSignal(GDBusConnection*, const gchar*, const gchar*, const gchar*,
-                         const gchar* signal_name, GVariant* parameters, gpointer self) {
-    auto* client = static_cast<RawClient*>(self);
-    if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(say)"))) return;
-    Reply signal = ReplyFromTuple(parameters);
-    signal.error_name = signal_name;  // the signal's name, for the test to check
-    client->m_Signals.push_back(std::move(signal));
-}
-
-void RawClient::Subscribe(const std::string& name) {
-    m_Subscription = g_dbus_connection_signal_subscribe(
-        m_Bus, m_BusName.c_str(), "org.ondrel.TCServer", name.c_str(), m_ObjectPath.c_str(),
-        nullptr, G_DBUS_SIGNAL_FLAGS_NONE, &RawClient::OnSignal, this, nullptr);
-    // The match rule reaches the daemon asynchronously; a round trip makes sure it is in place.
-    GVariant* result = g_dbus_connection_call_sync(
-        m_Bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId",
-        nullptr, nullptr, G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-    if (result != nullptr) g_variant_unref(result);
-}
-
-bool RawClient::WaitForSignals(size_t count, int timeout_ms) {
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
-    while (m_Signals.size() < count && Clock::now() < deadline) {
-        if (!g_main_context_iteration(nullptr, FALSE)) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(2));
-        }
-    }
-    return m_Signals.size() >= count;
 }
 
 std::string PrivateBus::Log() const {
@@ -203,7 +123,7 @@ namespace {
 // A call to the bus daemon itself on a connection of our own; null with `error` on failure.
 GVariant* CallDaemon(const std::string& address, const char* method, GVariant* arguments,
                      std::string* error) {
-    GDBusConnection* connection = Connect(address);
+    GDBusConnection* connection = ConnectToBus(address);
     if (connection == nullptr) {
         if (error != nullptr) *error = "cannot connect";
         return nullptr;

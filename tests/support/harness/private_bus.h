@@ -1,10 +1,8 @@
-// Test support: a private dbus-daemon, the real service process on it, and a bare GDBus client
-// that talks to the service without going through the service's own framework code.
-#ifndef TESTS_BUS_FIXTURE_H
-#define TESTS_BUS_FIXTURE_H
+// Harness: a private dbus-daemon, and the service (or another server) run on it.
+#ifndef TESTS_HARNESS_PRIVATE_BUS_H
+#define TESTS_HARNESS_PRIVATE_BUS_H
 
 #include <gio/gio.h>
-#include <json/value.h>
 #include <sys/types.h>
 
 #include <memory>
@@ -12,9 +10,16 @@
 #include <vector>
 
 #include "child_process.h"
-#include "test_data.h"
+#include "temporary_directory.h"
 
 namespace test_support {
+
+// A connection of our own to the bus at `address`; null when it cannot be made.
+GDBusConnection* ConnectToBus(const std::string& address);
+
+// A call to the bus daemon that returns once everything the connection sent before it has
+// reached the daemon (a match rule, say).
+void RoundTrip(GDBusConnection* connection);
 
 // A dbus-daemon of its own in a temporary directory, stopped by the destructor. By default an
 // open session bus; or `config_body` inside <busconfig> (beside a listen address of its own),
@@ -30,7 +35,7 @@ class PrivateBus {
 
     bool Started() const { return !m_Address.empty(); }
     const std::string& Address() const { return m_Address; }
-    const std::string& Directory() const { return m_Directory; }
+    const std::string& Directory() const { return m_Directory.Path(); }
     // The daemon's stderr, where the services it starts write theirs.
     std::string Log() const;
     // The process owning `name`; -1 when nobody does.
@@ -42,18 +47,21 @@ class PrivateBus {
     void Kill();
 
   private:
-    std::string m_Directory;
+    TemporaryDirectory m_Directory{"trevalo-bus"};
     std::string m_Address;
     std::unique_ptr<ChildProcess> m_Daemon;
 };
 
-// The service (or another program) run with DBUS_SESSION_BUS_ADDRESS set to the bus; Log() is
-// its stderr.
+// The service (or another server) run with DBUS_SESSION_BUS_ADDRESS set to the bus; Log() is its
+// stderr.
 class ServiceProcess : public ChildProcess {
   public:
     // `environment` holds extra "NAME=value" settings.
     ServiceProcess(const PrivateBus& bus, const std::string& program,
                    const std::vector<std::string>& environment = {});
+    // `options.program` with `arguments`; the bus address goes before `options.environment`.
+    ServiceProcess(const PrivateBus& bus, const std::vector<std::string>& arguments,
+                   ChildOptions options);
 
     // Waits until `bus_name` has an owner on the bus; false after `timeout_ms` or if it exits.
     bool WaitForName(const std::string& bus_name, int timeout_ms = 10000);
@@ -71,46 +79,6 @@ class ServiceProcess : public ChildProcess {
 
 // Sends SIGTERM to `pid` (not a child of ours: a service the bus started) and waits for it to go.
 bool StopProcess(pid_t pid);
-
-// The reply of one Request call.
-struct Reply {
-    bool ok = false;         // false: a D-Bus error came back
-    std::string error_name;  // the D-Bus error name when !ok
-    std::string body;        // the reply body text
-    Bytes buffer;
-};
-
-// A bare GDBus connection to the bus, calling org.ondrel.TCServer.Request on a server.
-class RawClient {
-  public:
-    RawClient(const PrivateBus& bus, const std::string& server_name);
-    ~RawClient();
-    RawClient(const RawClient&) = delete;
-    RawClient& operator=(const RawClient&) = delete;
-
-    Reply Request(const std::string& body, const Bytes& buffer = {}, int timeout_ms = 10000);
-
-    // Subscribes to signal `name` from the server; signals are collected while the default
-    // main context is iterated (WaitForSignals does that).
-    void Subscribe(const std::string& name);
-    // Iterates the default main context until `count` signals arrived or `timeout_ms` passed.
-    bool WaitForSignals(size_t count, int timeout_ms = 5000);
-    const std::vector<Reply>& Signals() const { return m_Signals; }
-
-    GDBusConnection* Connection() const { return m_Bus; }
-    const std::string& BusName() const { return m_BusName; }
-    const std::string& ObjectPath() const { return m_ObjectPath; }
-
-  private:
-    static void OnSignal(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
-                         GVariant*, gpointer);
-
-    GDBusConnection* m_Bus = nullptr;
-    std::string m_BusName;
-    std::string m_ObjectPath;
-    guint m_Subscription = 0;
-    std::vector<Reply> m_Signals;
-};
 
 }  // namespace test_support
 
