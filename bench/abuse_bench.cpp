@@ -18,7 +18,6 @@
 #include "captured_sections.h"
 #include "private_bus.h"
 #include "random_requests.h"
-#include "raw_client.h"
 #include "resident_memory.h"
 #include "trevalo/bus_contract.h"
 #include "trevalo/json_text.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "file_contents.h"
+#include "files.h"
 
 namespace abuse {
 

@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-#include "raw_client.h"
+#include "private_bus.h"
 #include "trevalo/bus_contract.h"
 
 namespace bus_bench {

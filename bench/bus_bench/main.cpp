@@ -39,9 +39,9 @@
 
 #include "catalogue_scenario.h"
 #include "echo_servers.h"
+#include "files.h"
 #include "private_bus.h"
 #include "scenarios.h"
-#include "temporary_directory.h"
 #include "trevalo/bus_contract.h"
 
 namespace bus_bench {

@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "captured_sections.h"
-#include "raw_client.h"
+#include "private_bus.h"
 
 namespace bus_bench {
 

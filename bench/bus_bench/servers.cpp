@@ -72,13 +72,10 @@ ServerProcess::ServerProcess(GDBusConnection* watcher, const test_support::Priva
                              const std::string& log_path,
                              const std::vector<std::string>& environment) {
     NameWatch watch(watcher, test_support::BusNameOf(name));
-    test_support::ChildOptions options;
-    options.program = command.front();
-    options.environment = environment;
-    options.err_path = log_path;
     const auto started = Clock::now();
     m_Process = std::make_unique<test_support::ServiceProcess>(
-        bus, std::vector<std::string>(command.begin() + 1, command.end()), options);
+        bus, command.front(), environment,
+        std::vector<std::string>(command.begin() + 1, command.end()), log_path);
     Clock::time_point owned;
     if (!watch.Wait(owned, std::chrono::seconds(20))) {
         throw std::runtime_error(command.front() + " did not take " +

@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "private_bus.h"
-#include "raw_client.h"
 #include "resident_memory.h"
 #include "statistics.h"
 

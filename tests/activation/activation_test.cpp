@@ -8,7 +8,6 @@
 
 #include "child_process.h"
 #include "installed_tree.h"
-#include "raw_client.h"
 #include "trevalo/bus_contract.h"
 
 namespace {

@@ -6,8 +6,8 @@
 
 #include <string>
 
+#include "files.h"
 #include "private_bus.h"
-#include "temporary_directory.h"
 
 namespace activation_test {
 

@@ -29,11 +29,6 @@ uint32_t TimeOf(const test_support::Bytes& bytes) {
     return time;
 }
 
-// The position of `needle` in `log` at or after `from`; npos when absent.
-size_t Find(const std::string& log, const std::string& needle, size_t from = 0) {
-    return log.find(needle, from);
-}
-
 }  // namespace
 
 TEST_F(ServiceOnBus, RelaysTheSignalWithTheVeryRequest) {
@@ -97,7 +92,7 @@ TEST_F(ServiceOnBus, BadRequestsAreAnsweredAndTheNextIsServed) {
     }
     EXPECT_TRUE(service_->Running());
     // A non-JSON body never reaches the service: no request line is logged for it.
-    EXPECT_EQ(Find(service_->Log(), "[message:not json]"), std::string::npos);
+    EXPECT_EQ(service_->Log().find("[message:not json]"), std::string::npos);
 }
 
 // A hostile client's largest message: a buffer 1 KiB under dbus-daemon's default 32 MiB limit
@@ -141,16 +136,16 @@ TEST_F(ServiceOnBus, AnswersOnTheWellKnownNameWithIntrospection) {
 TEST_F(ServiceOnBus, StartsAndStopsInOrderOnSigtermAndSigint) {
     EXPECT_EQ(service_->Stop(SIGTERM), 0);
     std::string log = service_->Log();
-    const size_t constructor = Find(log, "E/TREVALO_SERVICE(");
+    const size_t constructor = log.find("E/TREVALO_SERVICE(");
     EXPECT_THAT(log.substr(constructor, log.find('\n', constructor) - constructor),
                 HasSubstr("] TrevaloService constructor!!"));
-    const size_t main_begin = Find(log, "] Main Begin\n");
-    const size_t on_create = Find(log, "] Trevalo service OnCreate \n\n");
+    const size_t main_begin = log.find("] Main Begin\n");
+    const size_t on_create = log.find("] Trevalo service OnCreate \n\n");
     EXPECT_LT(constructor, main_begin);
     EXPECT_LT(main_begin, on_create);
-    EXPECT_LT(on_create, Find(log, "] Trevalo service OnTerminate \n\n"));
-    EXPECT_NE(Find(log, "] Trevalo service OnTerminate \n\n"), std::string::npos);
-    EXPECT_EQ(Find(log, "destructor!!"), std::string::npos);  // the object is never deleted
+    EXPECT_LT(on_create, log.find("] Trevalo service OnTerminate \n\n"));
+    EXPECT_NE(log.find("] Trevalo service OnTerminate \n\n"), std::string::npos);
+    EXPECT_EQ(log.find("destructor!!"), std::string::npos);  // the object is never deleted
 
     StartService();
     EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")[member::kReturnData], Json::Value(0));
@@ -161,16 +156,16 @@ TEST_F(ServiceOnBus, StartsAndStopsInOrderOnSigtermAndSigint) {
 
 TEST_F(ServiceOnBus, SecondInstanceEndsWith255WhenTheNameIsTaken) {
     test_support::ServiceProcess second(*bus_, TREVALO_SERVICE_BINARY);
-    EXPECT_EQ(second.WaitForExit(), 255);
+    EXPECT_EQ(second.Wait(), 255);
     const std::string log = second.Log();
-    const size_t main_begin = Find(log, "] Main Begin\n");
-    const size_t create_failed = Find(log, "E/TREVALO_SERVICE(", main_begin);
-    const size_t service_failed = Find(log, "] Failed to create the service\n");
-    const size_t on_terminate = Find(log, "] Trevalo service OnTerminate \n\n");
+    const size_t main_begin = log.find("] Main Begin\n");
+    const size_t create_failed = log.find("E/TREVALO_SERVICE(", main_begin);
+    const size_t service_failed = log.find("] Failed to create the service\n");
+    const size_t on_terminate = log.find("] Trevalo service OnTerminate \n\n");
     ASSERT_NE(main_begin, std::string::npos) << log;
     EXPECT_THAT(log.substr(create_failed), testing::StartsWith("E/TREVALO_SERVICE("));
     EXPECT_THAT(log, HasSubstr("] Create DBus server fail!\n"));
-    EXPECT_LT(Find(log, "] Create DBus server fail!"), service_failed);
+    EXPECT_LT(log.find("] Create DBus server fail!"), service_failed);
     EXPECT_LT(service_failed, on_terminate);
     EXPECT_THAT(log, HasSubstr("E/TREVALO_SERVICE("));
     // The first instance is untouched.
@@ -187,7 +182,7 @@ TEST(ServiceWithoutBus, EndsWith255) {
             bus, TREVALO_SERVICE_BINARY,
             {"DBUS_SESSION_BUS_ADDRESS=" + address,
              "DBUS_SYSTEM_BUS_ADDRESS=unix:path=" + bus.Directory() + "/no-system-bus"});
-        EXPECT_EQ(service.WaitForExit(), 255);
+        EXPECT_EQ(service.Wait(), 255);
         const std::string log = service.Log();
         EXPECT_LT(log.find("] Create DBus server fail!\n"),
                   log.find("] Failed to create the service\n"));
@@ -251,9 +246,9 @@ TEST_F(ServiceOnBus, LosingTheBusEndsWithOneErrorLineAndAFailureStatus) {
     EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")[member::kReturnData], Json::Value(0));
     client_.reset();
     bus_->Kill();
-    EXPECT_EQ(service_->WaitForExit(), 1);
+    EXPECT_EQ(service_->Wait(), 1);
     const std::string log = service_->Log();
-    const size_t lost = Find(log, "E/ONDREL(");
+    const size_t lost = log.find("E/ONDREL(");
     ASSERT_NE(lost, std::string::npos) << log;
     EXPECT_THAT(log.substr(lost), testing::MatchesRegex("E/ONDREL\\([0-9]+\\): [^\n]*lost the bus "
                                                         "[^\n]*\n"));

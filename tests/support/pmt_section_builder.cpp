@@ -84,31 +84,6 @@ Bytes Teletext(const std::vector<TeletextEntry>& entries) {
     return Descriptor(0x56, payload);
 }
 
-PmtBuilder& PmtBuilder::TableId(uint8_t tableId) {
-    m_TableId = tableId;
-    return *this;
-}
-
-PmtBuilder& PmtBuilder::ProgramNumber(uint16_t programNumber) {
-    m_ProgramNumber = programNumber;
-    return *this;
-}
-
-PmtBuilder& PmtBuilder::Version(uint8_t version) {
-    m_Version = version;
-    return *this;
-}
-
-PmtBuilder& PmtBuilder::CurrentNext(bool currentNext) {
-    m_CurrentNext = currentNext;
-    return *this;
-}
-
-PmtBuilder& PmtBuilder::PcrPid(uint16_t pcrPid) {
-    m_PcrPid = pcrPid;
-    return *this;
-}
-
 PmtBuilder& PmtBuilder::ProgramDescriptor(const Bytes& descriptor) {
     m_ProgramDescriptors.push_back(descriptor);
     return *this;

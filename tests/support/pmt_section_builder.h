@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "file_contents.h"
+#include "files.h"
 
 namespace pmt_test {
 
@@ -57,11 +57,13 @@ void FinishLongForm(Bytes& section);
 // Builds a TS_program_map_section with consistent lengths and a correct CRC_32.
 class PmtBuilder {
   public:
-    PmtBuilder& TableId(uint8_t tableId);
-    PmtBuilder& ProgramNumber(uint16_t programNumber);
-    PmtBuilder& Version(uint8_t version);
-    PmtBuilder& CurrentNext(bool currentNext);
-    PmtBuilder& PcrPid(uint16_t pcrPid);
+    PmtBuilder& TableId(uint8_t tableId) { return Set(m_TableId, tableId); }
+    PmtBuilder& ProgramNumber(uint16_t programNumber) {
+        return Set(m_ProgramNumber, programNumber);
+    }
+    PmtBuilder& Version(uint8_t version) { return Set(m_Version, version); }
+    PmtBuilder& CurrentNext(bool currentNext) { return Set(m_CurrentNext, currentNext); }
+    PmtBuilder& PcrPid(uint16_t pcrPid) { return Set(m_PcrPid, pcrPid); }
     PmtBuilder& ProgramDescriptor(const Bytes& descriptor);
     PmtBuilder& Stream(uint8_t streamType, uint16_t pid,
                        const std::vector<Bytes>& descriptors = {});
@@ -69,6 +71,12 @@ class PmtBuilder {
     Bytes Build() const;
 
   private:
+    template <typename Field>
+    PmtBuilder& Set(Field& field, Field value) {
+        field = value;
+        return *this;
+    }
+
     struct StreamEntry {
         uint8_t type;
         uint16_t pid;

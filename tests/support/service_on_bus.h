@@ -10,7 +10,6 @@
 #include <string>
 
 #include "private_bus.h"
-#include "raw_client.h"
 #include "test_data.h"
 #include "trevalo/bus_contract.h"
 

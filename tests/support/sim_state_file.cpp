@@ -7,7 +7,7 @@
 #include <fstream>
 #include <stdexcept>
 
-#include "temporary_directory.h"
+#include "files.h"
 
 namespace sim_state_file {
 namespace {

@@ -1,6 +1,5 @@
 #include "test_data.h"
 
-#include <cctype>
 #include <stdexcept>
 
 #include "trevalo/json_text.h"
@@ -30,14 +29,6 @@ Json::Value ReadJsonFile(const std::string& path) {
     const Json::Value value = ParseJson(ReadText(path));
     if (value.isNull()) throw std::runtime_error(path + " is not JSON");
     return value;
-}
-
-std::string TestNameOf(const std::string& file) {
-    std::string name;
-    for (char c : file.substr(0, file.rfind('.'))) {
-        name += std::isalnum(static_cast<unsigned char>(c)) ? c : '_';
-    }
-    return name;
 }
 
 }  // namespace test_support

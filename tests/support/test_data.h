@@ -6,7 +6,7 @@
 
 #include <string>
 
-#include "file_contents.h"
+#include "files.h"
 
 namespace test_support {
 
@@ -19,9 +19,6 @@ std::string GoldenPath(const std::string& name);
 
 Json::Value ParseJson(const std::string& text);     // null when it is not JSON
 Json::Value ReadJsonFile(const std::string& path);  // throws when it is not JSON
-
-// A file name as a test name: "test-020.p8803.v13.2.sec" gives "test_020_p8803_v13_2".
-std::string TestNameOf(const std::string& file);
 
 }  // namespace test_support
 

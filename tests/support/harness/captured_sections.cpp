@@ -50,11 +50,7 @@ const std::vector<CapturedSection>& CapturedSections() {
 }
 
 std::string TestName(const CapturedSection& section) {
-    std::string name = section.name;
-    std::replace_if(
-        name.begin(), name.end(),
-        [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); }, '_');
-    return name;
+    return test_support::TestNameOf(section.name + ".sec");
 }
 
 }  // namespace pmt_test

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "file_contents.h"
+#include "files.h"
 
 namespace pmt_test {
 

@@ -10,7 +10,7 @@
 #include <stdexcept>
 #include <thread>
 
-#include "file_contents.h"
+#include "files.h"
 
 extern char** environ;
 

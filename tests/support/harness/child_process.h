@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "temporary_directory.h"
+#include "files.h"
 
 namespace test_support {
 

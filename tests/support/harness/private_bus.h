@@ -1,16 +1,19 @@
-// Harness: a private dbus-daemon, and the service (or another server) run on it.
+// Harness: a private dbus-daemon, the service (or another server) run on it, and a bare GDBus
+// client that talks to a server of the framework without going through the framework's own code.
 #ifndef TESTS_HARNESS_PRIVATE_BUS_H
 #define TESTS_HARNESS_PRIVATE_BUS_H
 
 #include <gio/gio.h>
 #include <sys/types.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "child_process.h"
-#include "temporary_directory.h"
+#include "files.h"
+#include "trevalo/bus_contract.h"
 
 namespace test_support {
 
@@ -56,12 +59,11 @@ class PrivateBus {
 // stderr.
 class ServiceProcess : public ChildProcess {
   public:
-    // `environment` holds extra "NAME=value" settings.
+    // `environment` holds extra "NAME=value" settings; `err_path` is as ChildOptions has it.
     ServiceProcess(const PrivateBus& bus, const std::string& program,
-                   const std::vector<std::string>& environment = {});
-    // `options.program` with `arguments`; the bus address goes before `options.environment`.
-    ServiceProcess(const PrivateBus& bus, const std::vector<std::string>& arguments,
-                   ChildOptions options);
+                   const std::vector<std::string>& environment = {},
+                   const std::vector<std::string>& arguments = {},
+                   const std::string& err_path = "");
 
     // Waits until `bus_name` has an owner on the bus; false after `timeout_ms` or if it exits.
     bool WaitForName(const std::string& bus_name, int timeout_ms = 10000);
@@ -70,7 +72,6 @@ class ServiceProcess : public ChildProcess {
         Signal(signal_number);
         return Wait(timeout_ms);
     }
-    int WaitForExit(int timeout_ms = 10000) { return Wait(timeout_ms); }
     std::string Log() const { return Err(); }
 
   private:
@@ -79,6 +80,54 @@ class ServiceProcess : public ChildProcess {
 
 // Sends SIGTERM to `pid` (not a child of ours: a service the bus started) and waits for it to go.
 bool StopProcess(pid_t pid);
+
+// The bus name and object path of the framework's server `server_name`: the service's, with
+// that name in place of the service's own.
+std::string BusNameOf(const std::string& server_name);
+std::string ObjectPathOf(const std::string& server_name);
+
+// The reply of one Request call, or a signal.
+struct Reply {
+    bool ok = false;         // false: a D-Bus error came back
+    std::string error_name;  // the D-Bus error name when !ok; a signal's name
+    std::string body;        // the reply body text
+    Bytes buffer;
+};
+
+// A connection to the bus calling the Request method of one server.
+class RawClient {
+  public:
+    using SignalHandler = std::function<void(const Reply&)>;
+
+    explicit RawClient(const PrivateBus& bus,
+                       const std::string& server_name = trevalo_bus::kServerName);
+    ~RawClient();
+    RawClient(const RawClient&) = delete;
+    RawClient& operator=(const RawClient&) = delete;
+
+    Reply Request(const std::string& body, const Bytes& buffer = {}, int timeout_ms = 10000);
+
+    // Subscribes to signal `name` from the server. Each one goes to `handler`, or without one is
+    // collected in Signals(); either happens while the main context that was the thread's
+    // default here is iterated (WaitForSignals iterates the global default one).
+    void Subscribe(const std::string& name, SignalHandler handler = {});
+    // Iterates the default main context until `count` signals arrived or `timeout_ms` passed.
+    bool WaitForSignals(size_t count, int timeout_ms = 5000);
+    const std::vector<Reply>& Signals() const { return m_Signals; }
+
+    GDBusConnection* Connection() const { return m_Bus; }
+
+  private:
+    static void OnSignal(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
+                         GVariant*, gpointer);
+
+    GDBusConnection* m_Bus = nullptr;
+    std::string m_BusName;
+    std::string m_ObjectPath;
+    guint m_Subscription = 0;
+    SignalHandler m_Handler;
+    std::vector<Reply> m_Signals;
+};
 
 }  // namespace test_support
 
