@@ -70,10 +70,12 @@ int SdEchoRequest(sd_bus_message* call, void*, sd_bus_error*) {
     return result;
 }
 
-const sd_bus_vtable kSdEchoVTable[] = {SD_BUS_VTABLE_START(0),
-                                       SD_BUS_METHOD(trevalo_bus::kRequestMethod, "say", "say",
-                                                     SdEchoRequest, SD_BUS_VTABLE_UNPRIVILEGED),
-                                       SD_BUS_VTABLE_END};
+const sd_bus_vtable kSdEchoVTable[] = {
+    SD_BUS_VTABLE_START(0),
+    SD_BUS_METHOD(trevalo_bus::kRequestMethod, "say", "say", SdEchoRequest,
+                  SD_BUS_VTABLE_UNPRIVILEGED),
+    SD_BUS_VTABLE_END,
+};
 
 struct SdBusSource {
     GSource base;
