@@ -8,16 +8,19 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <string>
 
-#include "bus_fixture.h"
+#include "captured_sections.h"
+#include "private_bus.h"
 #include "random_requests.h"
 #include "resident_memory.h"
+#include "trevalo/bus_contract.h"
+#include "trevalo/json_text.h"
 
 namespace {
 
@@ -38,28 +41,16 @@ std::string Described(const ResidentMemory& memory, const ResidentMemory* from =
     return text;
 }
 
-pid_t OwnerPid(test_support::RawClient& client) {
-    GVariant* result = g_dbus_connection_call_sync(
-        client.Connection(), "org.freedesktop.DBus", "/org/freedesktop/DBus",
-        "org.freedesktop.DBus", "GetConnectionUnixProcessID",
-        g_variant_new("(s)", client.BusName().c_str()), G_VARIANT_TYPE("(u)"),
-        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-    if (result == nullptr) return -1;
-    guint32 pid = 0;
-    g_variant_get(result, "(u)", &pid);
-    g_variant_unref(result);
-    return static_cast<pid_t>(pid);
-}
-
 // Sends `count` random requests; the number answered as the service promises.
 long SendRandom(test_support::RawClient& client, abuse::RandomRequests& requests, long count) {
     long answered = 0;
     for (long i = 0; i < count; ++i) {
         const abuse::RandomRequest request = requests.Next();
         const test_support::Reply reply = client.Request(request.body, request.buffer, 30000);
-        const bool right =
-            reply.ok ? request.json && test_support::ParseJson(reply.body).isMember("return_data")
-                     : reply.error_name == "org.ondrel.TCServer.Error.InvalidMessage";
+        Json::Value body;
+        const bool right = reply.ok ? request.json && trevalo_json::Parse(reply.body, body) &&
+                                          body.isMember(trevalo_bus::member::kReturnData)
+                                    : reply.error_name == trevalo_bus::kInvalidMessageError;
         if (right) ++answered;
     }
     return answered;
@@ -76,13 +67,16 @@ int main(int argc, char** argv) {
     }
     test_support::PrivateBus bus;
     test_support::ServiceProcess service(bus, TREVALO_SERVICE_BINARY);
-    if (!service.WaitForName("org.ondrel.TCServer.trevalo_service")) {
+    if (!service.WaitForName(trevalo_bus::kBusName)) {
         std::fprintf(stderr, "the service did not start:\n%s", service.Log().c_str());
         return 1;
     }
-    test_support::RawClient client(bus, "trevalo_service");
-    const pid_t pid = OwnerPid(client);
-    abuse::RandomRequests requests(2026, abuse::CapturedSections(TREVALO_TESTDATA_DIR "/pmt"));
+    test_support::RawClient client(bus);
+    const pid_t pid = service.Pid();
+    std::vector<test_support::Bytes> sections;
+    for (const auto& captured : pmt_test::CapturedSections()) sections.push_back(captured.bytes);
+    std::sort(sections.begin(), sections.end());  // by content: the requests follow no file name
+    abuse::RandomRequests requests(2026, std::move(sections));
 
     // Warm-up: what the first requests create once (the parser, the readers) is not growth.
     const long warm = SendRandom(client, requests, 1000);

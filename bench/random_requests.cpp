@@ -1,26 +1,27 @@
 #include "random_requests.h"
 
-#include <dirent.h>
-
-#include <algorithm>
-#include <fstream>
 #include <iterator>
+
+#include "trevalo/bus_contract.h"
 
 namespace abuse {
 namespace {
 
+namespace member = trevalo_bus::member;
+namespace method = trevalo_bus::method;
+
 const char* const kMethods[] = {
-    "SendPMTData",
-    "GetPID",
-    "GetAudio",
-    "SizeOfAudio",
-    "GetVideo",
-    "SizeOfVideo",
-    "GetSubtitle",
-    "SizeOfSubtitle",
-    "GetCurrentVideoPlayingTime",
-    "SaveCurrentVideoPlayingTime",
-    "SendPESDataWithFirstPTS",
+    method::kSendPMTData,
+    method::kGetPID,
+    method::kGetAudio,
+    method::kSizeOfAudio,
+    method::kGetVideo,
+    method::kSizeOfVideo,
+    method::kGetSubtitle,
+    method::kSizeOfSubtitle,
+    method::kGetCurrentVideoPlayingTime,
+    method::kSaveCurrentVideoPlayingTime,
+    method::kSendPESDataWithFirstPTS,
     "sendpmtdata",
     "",
     "GetAudio ",
@@ -53,6 +54,11 @@ const char* const kScalars[] = {
     "-9223372036854775808",
 };
 
+// A member's name and colon, as JSON text.
+std::string Key(const char* name) {
+    return std::string("\"") + name + "\":";
+}
+
 }  // namespace
 
 RandomRequests::RandomRequests(unsigned seed, std::vector<Bytes> sections)
@@ -67,7 +73,8 @@ std::string RandomRequests::Data() {
             const std::string reset = Below(4) == 0 ? scalar : (Below(2) ? "true" : "false");
             const std::string program =
                 Below(4) == 0 ? scalar : std::to_string(static_cast<int>(Below(70000)) - 100);
-            return "{\"reset\":" + reset + ",\"programNum\":" + program + "}";
+            return "{" + Key(member::kReset) + reset + "," + Key(member::kProgramNum) + program +
+                   "}";
         }
         case 2:
             return std::to_string(Below(8));
@@ -106,35 +113,20 @@ RandomRequest RandomRequests::Next() {
     const std::string method = "\"" + std::string(kMethods[Below(std::size(kMethods))]) + "\"";
     switch (Below(10)) {
         case 0:  // not JSON: printable text cut anywhere
-            request.body = "{\"method\":" + method + ",\"data\":" + Data();
+            request.body = "{" + Key(member::kMethod) + method + "," + Key(member::kData) + Data();
             request.body.resize(Below(request.body.size()));
             request.body += "\x01";
             request.json = false;
             break;
         case 1:  // "method" of another kind, or a body that is no object
-            request.body = Below(2) ? "{\"method\":" + Data() + "}" : Data();
+            request.body = Below(2) ? "{" + Key(member::kMethod) + Data() + "}" : Data();
             break;
         default:
-            request.body = "{\"method\":" + method + (Below(5) ? ",\"data\":" + Data() : "") + "}";
+            request.body = "{" + Key(member::kMethod) + method +
+                           (Below(5) ? "," + Key(member::kData) + Data() : "") + "}";
     }
     request.buffer = Buffer();
     return request;
-}
-
-std::vector<Bytes> CapturedSections(const std::string& pmt_directory) {
-    std::vector<Bytes> sections;
-    DIR* directory = opendir(pmt_directory.c_str());
-    if (directory == nullptr) return sections;
-    while (const dirent* entry = readdir(directory)) {
-        const std::string name = entry->d_name;
-        if (name.size() < 4 || name.compare(name.size() - 4, 4, ".sec") != 0) continue;
-        std::ifstream file(pmt_directory + "/" + name, std::ios::binary);
-        sections.emplace_back(std::istreambuf_iterator<char>(file),
-                              std::istreambuf_iterator<char>());
-    }
-    closedir(directory);
-    std::sort(sections.begin(), sections.end());
-    return sections;
 }
 
 }  // namespace abuse

@@ -8,9 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "files.h"
+
 namespace abuse {
 
-using Bytes = std::vector<unsigned char>;
+using test_support::Bytes;
 
 struct RandomRequest {
     std::string body;  // valid UTF-8, as a D-Bus string must be; not always JSON
@@ -34,9 +36,6 @@ class RandomRequests {
     std::mt19937 m_Random;
     std::vector<Bytes> m_Sections;
 };
-
-// The captured PMT sections of the shared test data.
-std::vector<Bytes> CapturedSections(const std::string& pmt_directory);
 
 }  // namespace abuse
 

@@ -15,6 +15,7 @@
 #include "TCPMTParser.h"
 #include "captured_sections.h"
 #include "dvbpsi_reference.h"
+#include "pmt_section_builder.h"
 
 extern "C" {
 #include <dvbpsi/dr_09.h>
@@ -27,13 +28,6 @@ extern "C" {
 namespace {
 
 using pmt_test::CapturedSection;
-
-// The section at the start of a zero-padded 1024-byte buffer, as the framework delivers it.
-std::vector<unsigned char> Framed(const std::vector<unsigned char>& section) {
-    std::vector<unsigned char> frame(TCBaseSection::kMaxSectionSize, 0);
-    std::copy(section.begin(), section.end(), frame.begin());
-    return frame;
-}
 
 unsigned WalkDescriptor(const TCDescriptor& descriptor) {
     unsigned sum = static_cast<unsigned>(descriptor.Tag());
@@ -145,7 +139,7 @@ unsigned WalkDvbpsi(const dvbpsi_pmt_t* pmt) {
 }
 
 void ParserSteady(benchmark::State& state, const CapturedSection& section) {
-    const auto frame = Framed(section.bytes);
+    const auto frame = pmt_test::Framed(section.bytes);
     const auto programNumber = static_cast<unsigned short>(section.programNumber);
     TCPMTParser parser(TVSHandle{1, 0, 0});
     parser.Initialize();
@@ -157,7 +151,7 @@ void ParserSteady(benchmark::State& state, const CapturedSection& section) {
 }
 
 void ParserCold(benchmark::State& state, const CapturedSection& section) {
-    const auto frame = Framed(section.bytes);
+    const auto frame = pmt_test::Framed(section.bytes);
     const auto programNumber = static_cast<unsigned short>(section.programNumber);
     for (auto _ : state) {
         TCPMTParser parser(TVSHandle{1, 0, 0});
@@ -168,7 +162,7 @@ void ParserCold(benchmark::State& state, const CapturedSection& section) {
 }
 
 void Libdvbpsi(benchmark::State& state, const CapturedSection& section) {
-    auto packets = pmt_test::Packetize(section.bytes, 0x0100);
+    const auto packets = ts_test::Packetize(section.bytes, 0x0100);
     const auto programNumber = static_cast<uint16_t>(section.programNumber);
     pmt_test::DvbpsiPmtDecoder decoder;
     for (auto _ : state) {

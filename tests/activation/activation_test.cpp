@@ -8,15 +8,16 @@
 
 #include "child_process.h"
 #include "installed_tree.h"
+#include "trevalo/bus_contract.h"
 
 namespace {
 
 using ActivatingBus = test_support::PrivateBus;
 using activation_test::ExecutableOf;
-using activation_test::kBusName;
 using activation_test::SharedInstall;
 using test_support::ChildResult;
 using ::testing::HasSubstr;
+using trevalo_bus::kBusName;
 
 constexpr const char kPermissivePolicy[] =
     "<policy context=\"default\"><allow send_destination=\"*\"/><allow receive_sender=\"*\"/>"
@@ -99,7 +100,7 @@ TEST_F(Activation, ASystemBusReadingOnlyItsStandardDirectoriesStartsTheServiceUn
                       "</servicedir><includedir>" + data + "/dbus-1/system.d</includedir>");
     ASSERT_TRUE(bus.Started()) << "the daemon refused the installed policy:\n" << bus.Log();
     std::string error;
-    EXPECT_FALSE(bus.RequestName("org.ondrel.TCServer.another_service", error));
+    EXPECT_FALSE(bus.RequestName(test_support::BusNameOf("another_service"), error));
     EXPECT_THAT(error, HasSubstr("AccessDenied"));
     // The bus finds and starts the installed service, as its own user (root): only systemd or the
     // launch helper switch to the file's User=, and the policy refuses anyone else the name.

@@ -6,11 +6,10 @@
 
 #include <string>
 
-#include "bus_fixture.h"
+#include "files.h"
+#include "private_bus.h"
 
 namespace activation_test {
-
-constexpr const char kBusName[] = "org.ondrel.TCServer.trevalo_service";
 
 // The default policy of a system bus: nothing may be owned or called unless a policy file says.
 constexpr const char kSystemBusDefaults[] =
@@ -27,17 +26,16 @@ constexpr const char kSystemBusDefaults[] =
 class InstalledTree {
   public:
     InstalledTree();
-    ~InstalledTree();
     InstalledTree(const InstalledTree&) = delete;
     InstalledTree& operator=(const InstalledTree&) = delete;
 
-    const std::string& Prefix() const { return m_Prefix; }
+    const std::string& Prefix() const { return m_Prefix.Path(); }
     // What `cmake --install` printed.
     const std::string& Log() const { return m_Log; }
     bool Succeeded() const { return m_Succeeded; }
 
   private:
-    std::string m_Prefix;
+    test_support::TemporaryDirectory m_Prefix{"trevalo-install"};
     std::string m_Log;
     bool m_Succeeded = false;
 };

@@ -8,6 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "test_data.h"
+
 namespace {
 
 using activation_test::SharedInstall;

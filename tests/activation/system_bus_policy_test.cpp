@@ -7,14 +7,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "bus_fixture.h"
 #include "child_process.h"
 #include "installed_tree.h"
+#include "trevalo/bus_contract.h"
 
 namespace {
 
 using ActivatingBus = test_support::PrivateBus;
-using activation_test::kBusName;
 using activation_test::kSystemBusDefaults;
 using activation_test::SharedInstall;
 using test_support::ChildOptions;
@@ -22,6 +21,7 @@ using test_support::ChildProcess;
 using test_support::ChildResult;
 using test_support::ReadText;
 using ::testing::HasSubstr;
+using trevalo_bus::kBusName;
 
 constexpr const char kServiceUser[] = "trevalo_service";
 constexpr const char kOtherUser[] = "nobody";
@@ -155,10 +155,10 @@ TEST_F(SystemBusPolicy, AnotherUserCallsEveryMethodIntrospectsAndHearsTheSignal)
 
     const ChildResult introspected =
         test_support::RunCli({"introspect", "--address", m_Bus.Address(), "--dest", kBusName,
-                              "--object-path", "/org/ondrel/TCServer/trevalo_service"},
+                              "--object-path", trevalo_bus::kObjectPath},
                              As(m_Other, "/usr/bin/gdbus"));
     EXPECT_EQ(introspected.status, 0) << introspected.err;
-    EXPECT_THAT(introspected.out, HasSubstr("interface org.ondrel.TCServer"));
+    EXPECT_THAT(introspected.out, HasSubstr(std::string("interface ") + trevalo_bus::kInterface));
 
     EXPECT_TRUE(listener.WaitForOut(R"(TrevaloSignal {"data":{"from":"another user"})"))
         << listener.Out();

@@ -160,7 +160,7 @@ TEST(CliListen, WaitsForTheServiceSayingSoOnceThenPrintsItsSignals) {
 
     test_support::ServiceProcess service(bus, TREVALO_SERVICE_BINARY);
     ASSERT_TRUE(listener.WaitForErr("listening for TrevaloSignal")) << listener.Err();
-    test_support::RawClient client(bus, "trevalo_service");
+    test_support::RawClient client(bus);
     client.Request(R"({"method":"SendPESDataWithFirstPTS","data":{"pts":900000}})",
                    {0x00, 0x01, 0xBD});
     EXPECT_TRUE(listener.WaitForOut(
@@ -198,7 +198,7 @@ TEST_F(CliWithService, ReadsTheCatalogueEntryByEntryFromAServiceWithoutGetCatalo
     ASSERT_EQ(service_->Stop(SIGTERM), 0);
     service_ =
         std::make_unique<test_support::ServiceProcess>(*bus_, SERVICE_BEFORE_CATALOGUE_BINARY);
-    ASSERT_TRUE(service_->WaitForName(kServiceBusName)) << service_->Log();
+    ASSERT_TRUE(service_->WaitForName(trevalo_bus::kBusName)) << service_->Log();
     ASSERT_EQ(Cli({"pmt", kMultiProgramme, "--program", "8803"}).status, 0);
     const ChildResult listed = Cli({"catalogue", "--json"});
     ASSERT_EQ(listed.status, 0) << listed.err;

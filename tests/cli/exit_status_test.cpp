@@ -3,8 +3,9 @@
 // service. Also --help.
 #include <gmock/gmock.h>
 
-#include "bus_fixture.h"
 #include "child_process.h"
+#include "private_bus.h"
+#include "test_data.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstdio>
 
 #include "child_process.h"
-#include "dvbpsi_pmt_reader.h"
+#include "dvbpsi_reference.h"
 #include "test_data.h"
 
 namespace {

@@ -11,12 +11,14 @@
 #include <vector>
 
 #include "service_on_bus.h"
+#include "trevalo/json_text.h"
 
 namespace {
 
 using test_support::Bytes;
 using test_support::RawClient;
 using test_support::Reply;
+namespace member = trevalo_bus::member;
 
 constexpr int kClients = 4;
 constexpr int kRequestsPerClient = 250;
@@ -31,17 +33,18 @@ struct KnownCall {
     std::string expected;  // the reply body the service gave when asked alone
 };
 
-std::string Query(const std::string& method) {
-    return "{\"method\":\"" + method + "\"}";
-}
-
-std::string Query(const std::string& method, int data) {
-    return "{\"method\":\"" + method + "\",\"data\":" + std::to_string(data) + "}";
+std::string Query(const std::string& method, const Json::Value& data = Json::Value()) {
+    Json::Value request;
+    request[member::kMethod] = method;
+    if (!data.isNull()) request[member::kData] = data;
+    return trevalo_json::WriteCompact(request);
 }
 
 std::string SendPmt(bool reset) {
-    return std::string("{\"method\":\"SendPMTData\",\"data\":{\"reset\":") +
-           (reset ? "true" : "false") + ",\"programNum\":" + std::to_string(kProgramNumber) + "}}";
+    Json::Value data;
+    data[member::kReset] = reset;
+    data[member::kProgramNum] = kProgramNumber;
+    return Query(trevalo_bus::method::kSendPMTData, data);
 }
 
 // What one client saw: requests sent, replies received, replies equal to the expected ones, and
@@ -68,18 +71,21 @@ class ConcurrentClients : public ServiceOnBus {
     std::vector<KnownCall> KnownCalls() {
         const Bytes section = test_support::ReadTestData(kSectionFile);
         std::vector<KnownCall> calls{{SendPmt(true), section, ""}, {SendPmt(false), section, ""}};
-        EXPECT_EQ(Call(calls[0].body, section)["return_data"], 0);
-        for (const char* kind : {"Audio", "Video", "Subtitle"}) {
-            const std::string size = Query(std::string("SizeOf") + kind);
+        EXPECT_EQ(Call(calls[0].body, section)[member::kReturnData], 0);
+        namespace method = trevalo_bus::method;
+        for (const auto& [size_of, get] : {std::pair{method::kSizeOfAudio, method::kGetAudio},
+                                           {method::kSizeOfVideo, method::kGetVideo},
+                                           {method::kSizeOfSubtitle, method::kGetSubtitle}}) {
+            const std::string size = Query(size_of);
             calls.push_back({size, {}, ""});
-            const int entries = Call(size)["return_data"].asInt();
-            EXPECT_GT(entries, 0) << kind;
+            const int entries = Call(size)[member::kReturnData].asInt();
+            EXPECT_GT(entries, 0) << size_of;
             // One index past the end as well: its answer is the empty string.
             for (int index = 0; index <= entries; ++index) {
-                calls.push_back({Query(std::string("Get") + kind, index), {}, ""});
+                calls.push_back({Query(get, index), {}, ""});
             }
         }
-        for (int tag : {0, 1, 2, 255}) calls.push_back({Query("GetPID", tag), {}, ""});
+        for (int tag : {0, 1, 2, 255}) calls.push_back({Query(method::kGetPID, tag), {}, ""});
         for (auto& call : calls) {
             Call(call.body, call.buffer);
             call.expected = last_.body;
@@ -96,7 +102,7 @@ TEST_F(ConcurrentClients, EveryReplyIsRightAndEveryLogLineWhole) {
     std::vector<std::thread> threads;
     for (int c = 0; c < kClients; ++c) {
         threads.emplace_back([&, c] {
-            RawClient client(*bus_, "trevalo_service");
+            RawClient client(*bus_);
             Tally& tally = tallies[c];
             for (int i = 0; i < kRequestsPerClient; ++i) {
                 // Each client walks the mix from its own place, so the service sees them mixed.
@@ -120,7 +126,7 @@ TEST_F(ConcurrentClients, EveryReplyIsRightAndEveryLogLineWhole) {
         EXPECT_EQ(tallies[c].right, kRequestsPerClient) << tallies[c].first_wrong;
     }
     // One round trip more: every line of the requests above is in the log when its reply is.
-    Call(Query("SizeOfAudio"));
+    Call(Query(trevalo_bus::method::kSizeOfAudio));
     const std::string log = service_->Log();
     const std::string tag = "/TREVALO_SERVICE(";
     for (size_t at = log.find(tag); at != std::string::npos; at = log.find(tag, at + 1)) {

@@ -7,8 +7,12 @@
 #include <thread>
 
 #include "service_on_bus.h"
+#include "trevalo/json_text.h"
 
 using ::testing::HasSubstr;
+using trevalo_bus::kCatalogueChanged;
+using trevalo_bus::kTrevaloSignal;
+namespace member = trevalo_bus::member;
 
 namespace {
 
@@ -25,26 +29,21 @@ uint32_t TimeOf(const test_support::Bytes& bytes) {
     return time;
 }
 
-// The position of `needle` in `log` at or after `from`; npos when absent.
-size_t Find(const std::string& log, const std::string& needle, size_t from = 0) {
-    return log.find(needle, from);
-}
-
 }  // namespace
 
 TEST_F(ServiceOnBus, RelaysTheSignalWithTheVeryRequest) {
-    test_support::RawClient listener(*bus_, "trevalo_service");
-    listener.Subscribe("TrevaloSignal");
+    test_support::RawClient listener(*bus_);
+    listener.Subscribe(kTrevaloSignal);
     const test_support::Bytes pes = {0x00, 0x00, 0x01, 0xBD, 0x42};
     const Json::Value reply =
         Call(R"({"method":"SendPESDataWithFirstPTS","data":{"pts":900000}})", pes);
-    EXPECT_EQ(reply["return_data"], Json::Value(""));
+    EXPECT_EQ(reply[member::kReturnData], Json::Value(""));
     ASSERT_TRUE(listener.WaitForSignals(1));
     const test_support::Reply& signal = listener.Signals()[0];
-    EXPECT_EQ(signal.error_name, "TrevaloSignal");
+    EXPECT_EQ(signal.error_name, kTrevaloSignal);
     const Json::Value body = test_support::ParseJson(signal.body);
-    EXPECT_EQ(body["method"], Json::Value("SendPESDataWithFirstPTS"));
-    EXPECT_EQ(body["data"]["pts"], Json::Value(900000));
+    EXPECT_EQ(body[member::kMethod], Json::Value(trevalo_bus::method::kSendPESDataWithFirstPTS));
+    EXPECT_EQ(body[member::kData]["pts"], Json::Value(900000));
     EXPECT_EQ(signal.buffer, pes);
     // Exactly one signal per request.
     Call(R"({"method":"SizeOfAudio"})");
@@ -54,10 +53,10 @@ TEST_F(ServiceOnBus, RelaysTheSignalWithTheVeryRequest) {
 TEST_F(ServiceOnBus, KeepsThePlayingTimeAcrossARealDelay) {
     SetPlatformState(R"({"system_info": {"709": 200}})");
     const Json::Value saved = Call(R"({"method":"SaveCurrentVideoPlayingTime"})", TimeBytes(60000));
-    EXPECT_EQ(saved["return_data"], Json::Value(0));
+    EXPECT_EQ(saved[member::kReturnData], Json::Value(0));
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     const Json::Value got = Call(R"({"method":"GetCurrentVideoPlayingTime"})");
-    EXPECT_EQ(got["return_data"], Json::Value(0));
+    EXPECT_EQ(got[member::kReturnData], Json::Value(0));
     const uint32_t now = TimeOf(last_.buffer);
     EXPECT_GE(now, 60000u + 500 - 200);
     EXPECT_LT(now, 60000u + 500 - 200 + 400);  // generous for a loaded machine
@@ -84,22 +83,22 @@ TEST_F(ServiceOnBus, BadRequestsAreAnsweredAndTheNextIsServed) {
         test_support::Reply reply = client_->Request(request.body);
         if (request.bus_error) {
             EXPECT_FALSE(reply.ok);
-            EXPECT_EQ(reply.error_name, "org.ondrel.TCServer.Error.InvalidMessage");
+            EXPECT_EQ(reply.error_name, trevalo_bus::kInvalidMessageError);
         } else {
             ASSERT_TRUE(reply.ok) << reply.error_name;
-            EXPECT_TRUE(test_support::ParseJson(reply.body).isMember("return_data"));
+            EXPECT_TRUE(test_support::ParseJson(reply.body).isMember(member::kReturnData));
         }
-        EXPECT_EQ(Call(R"({"method":"SizeOfVideo"})")["return_data"], Json::Value(0));
+        EXPECT_EQ(Call(R"({"method":"SizeOfVideo"})")[member::kReturnData], Json::Value(0));
     }
     EXPECT_TRUE(service_->Running());
     // A non-JSON body never reaches the service: no request line is logged for it.
-    EXPECT_EQ(Find(service_->Log(), "[message:not json]"), std::string::npos);
+    EXPECT_EQ(service_->Log().find("[message:not json]"), std::string::npos);
 }
 
 // A hostile client's largest message: a buffer 1 KiB under dbus-daemon's default 32 MiB limit
 // (which the system bus keeps), sent to the handlers that read buffers and relayed as a signal.
 TEST_F(ServiceOnBus, BufferAtTheBusLimitIsAnsweredAndRelayed) {
-    client_->Subscribe("TrevaloSignal");
+    client_->Subscribe(kTrevaloSignal);
     const test_support::Bytes huge(32 * 1024 * 1024 - 1024, 0x47);
     const std::pair<const char*, const char*> calls[] = {
         {R"({"method":"SendPMTData","data":{"reset":true,"programNum":1}})",
@@ -114,12 +113,12 @@ TEST_F(ServiceOnBus, BufferAtTheBusLimitIsAnsweredAndRelayed) {
     }
     ASSERT_TRUE(client_->WaitForSignals(1, 120000));
     EXPECT_EQ(client_->Signals()[0].buffer.size(), huge.size());
-    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")["return_data"], Json::Value(0));
+    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")[member::kReturnData], Json::Value(0));
 }
 
 TEST_F(ServiceOnBus, AnswersOnTheWellKnownNameWithIntrospection) {
     GVariant* xml = g_dbus_connection_call_sync(
-        client_->Connection(), kServiceBusName, "/org/ondrel/TCServer/trevalo_service",
+        client_->Connection(), trevalo_bus::kBusName, trevalo_bus::kObjectPath,
         "org.freedesktop.DBus.Introspectable", "Introspect", nullptr, G_VARIANT_TYPE("(s)"),
         G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
     ASSERT_NE(xml, nullptr);
@@ -127,27 +126,29 @@ TEST_F(ServiceOnBus, AnswersOnTheWellKnownNameWithIntrospection) {
     g_variant_get(xml, "(&s)", &text);
     const std::string introspection = text;
     g_variant_unref(xml);
-    EXPECT_THAT(introspection, HasSubstr("<interface name=\"org.ondrel.TCServer\">"));
-    EXPECT_THAT(introspection, HasSubstr("<method name=\"Request\">"));
-    EXPECT_THAT(introspection, HasSubstr("<signal name=\"TrevaloSignal\">"));
+    EXPECT_THAT(introspection,
+                HasSubstr(std::string("<interface name=\"") + trevalo_bus::kInterface + "\">"));
+    EXPECT_THAT(introspection,
+                HasSubstr(std::string("<method name=\"") + trevalo_bus::kRequestMethod + "\">"));
+    EXPECT_THAT(introspection, HasSubstr(std::string("<signal name=\"") + kTrevaloSignal + "\">"));
 }
 
 TEST_F(ServiceOnBus, StartsAndStopsInOrderOnSigtermAndSigint) {
     EXPECT_EQ(service_->Stop(SIGTERM), 0);
     std::string log = service_->Log();
-    const size_t constructor = Find(log, "E/TREVALO_SERVICE(");
+    const size_t constructor = log.find("E/TREVALO_SERVICE(");
     EXPECT_THAT(log.substr(constructor, log.find('\n', constructor) - constructor),
                 HasSubstr("] TrevaloService constructor!!"));
-    const size_t main_begin = Find(log, "] Main Begin\n");
-    const size_t on_create = Find(log, "] Trevalo service OnCreate \n\n");
+    const size_t main_begin = log.find("] Main Begin\n");
+    const size_t on_create = log.find("] Trevalo service OnCreate \n\n");
     EXPECT_LT(constructor, main_begin);
     EXPECT_LT(main_begin, on_create);
-    EXPECT_LT(on_create, Find(log, "] Trevalo service OnTerminate \n\n"));
-    EXPECT_NE(Find(log, "] Trevalo service OnTerminate \n\n"), std::string::npos);
-    EXPECT_EQ(Find(log, "destructor!!"), std::string::npos);  // the object is never deleted
+    EXPECT_LT(on_create, log.find("] Trevalo service OnTerminate \n\n"));
+    EXPECT_NE(log.find("] Trevalo service OnTerminate \n\n"), std::string::npos);
+    EXPECT_EQ(log.find("destructor!!"), std::string::npos);  // the object is never deleted
 
     StartService();
-    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")["return_data"], Json::Value(0));
+    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")[member::kReturnData], Json::Value(0));
     EXPECT_EQ(service_->Stop(SIGINT), 0);
     EXPECT_THAT(service_->Log(), HasSubstr("] Trevalo service OnTerminate \n\n"));
     service_.reset();
@@ -155,20 +156,20 @@ TEST_F(ServiceOnBus, StartsAndStopsInOrderOnSigtermAndSigint) {
 
 TEST_F(ServiceOnBus, SecondInstanceEndsWith255WhenTheNameIsTaken) {
     test_support::ServiceProcess second(*bus_, TREVALO_SERVICE_BINARY);
-    EXPECT_EQ(second.WaitForExit(), 255);
+    EXPECT_EQ(second.Wait(), 255);
     const std::string log = second.Log();
-    const size_t main_begin = Find(log, "] Main Begin\n");
-    const size_t create_failed = Find(log, "E/TREVALO_SERVICE(", main_begin);
-    const size_t service_failed = Find(log, "] Failed to create the service\n");
-    const size_t on_terminate = Find(log, "] Trevalo service OnTerminate \n\n");
+    const size_t main_begin = log.find("] Main Begin\n");
+    const size_t create_failed = log.find("E/TREVALO_SERVICE(", main_begin);
+    const size_t service_failed = log.find("] Failed to create the service\n");
+    const size_t on_terminate = log.find("] Trevalo service OnTerminate \n\n");
     ASSERT_NE(main_begin, std::string::npos) << log;
     EXPECT_THAT(log.substr(create_failed), testing::StartsWith("E/TREVALO_SERVICE("));
     EXPECT_THAT(log, HasSubstr("] Create DBus server fail!\n"));
-    EXPECT_LT(Find(log, "] Create DBus server fail!"), service_failed);
+    EXPECT_LT(log.find("] Create DBus server fail!"), service_failed);
     EXPECT_LT(service_failed, on_terminate);
     EXPECT_THAT(log, HasSubstr("E/TREVALO_SERVICE("));
     // The first instance is untouched.
-    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")["return_data"], Json::Value(0));
+    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")[member::kReturnData], Json::Value(0));
 }
 
 TEST(ServiceWithoutBus, EndsWith255) {
@@ -181,7 +182,7 @@ TEST(ServiceWithoutBus, EndsWith255) {
             bus, TREVALO_SERVICE_BINARY,
             {"DBUS_SESSION_BUS_ADDRESS=" + address,
              "DBUS_SYSTEM_BUS_ADDRESS=unix:path=" + bus.Directory() + "/no-system-bus"});
-        EXPECT_EQ(service.WaitForExit(), 255);
+        EXPECT_EQ(service.Wait(), 255);
         const std::string log = service.Log();
         EXPECT_LT(log.find("] Create DBus server fail!\n"),
                   log.find("] Failed to create the service\n"));
@@ -193,8 +194,8 @@ TEST(ServiceWithoutBus, EndsWith255) {
 // programme and list sizes, and never for a refused one; the catalogue a listener then reads is
 // the one announced.
 TEST_F(ServiceOnBus, AnnouncesEveryRebuiltCatalogueAndNoRefusedSection) {
-    test_support::RawClient listener(*bus_, "trevalo_service");
-    listener.Subscribe("CatalogueChanged");
+    test_support::RawClient listener(*bus_);
+    listener.Subscribe(kCatalogueChanged);
     const std::string pmt = std::string(TREVALO_TESTDATA_DIR) + "/pmt/";
     const test_support::Bytes ac3 = test_support::ReadFile(pmt + "test-020.p8803.v13.2.sec");
     const test_support::Bytes mpeg = test_support::ReadFile(pmt + "test-012.p4006.v2.0.sec");
@@ -218,15 +219,15 @@ TEST_F(ServiceOnBus, AnnouncesEveryRebuiltCatalogueAndNoRefusedSection) {
         SCOPED_TRACE(send.data);
         const Json::Value data = test_support::ParseJson(send.data);
         Json::Value request;
-        request["method"] = "SendPMTData";
-        request["data"] = data;
-        ASSERT_EQ(Call(request.toStyledString(), send.section)["return_data"],
+        request[member::kMethod] = trevalo_bus::method::kSendPMTData;
+        request[member::kData] = data;
+        ASSERT_EQ(Call(trevalo_json::WriteCompact(request), send.section)[member::kReturnData],
                   Json::Value(send.answer));
         if (send.answer != 0) continue;
-        const Json::Value lists = Call(R"({"method":"GetCatalogue"})")["return_data"];
+        const Json::Value lists = Call(R"({"method":"GetCatalogue"})")[member::kReturnData];
         Json::Value expected;
-        expected["programNum"] = data["programNum"];
-        for (const char* kind : {"video", "audio", "subtitle"}) {
+        expected[member::kProgramNum] = data[member::kProgramNum];
+        for (const char* kind : {member::kVideo, member::kAudio, member::kSubtitle}) {
             expected[kind] = static_cast<int>(lists[kind].size());
         }
         announced.push_back(expected);
@@ -235,19 +236,19 @@ TEST_F(ServiceOnBus, AnnouncesEveryRebuiltCatalogueAndNoRefusedSection) {
     EXPECT_FALSE(listener.WaitForSignals(announced.size() + 1, 200));
     for (size_t i = 0; i < announced.size(); ++i) {
         const test_support::Reply& signal = listener.Signals()[i];
-        EXPECT_EQ(signal.error_name, "CatalogueChanged");
+        EXPECT_EQ(signal.error_name, kCatalogueChanged);
         EXPECT_EQ(test_support::ParseJson(signal.body), announced[i]) << signal.body;
         EXPECT_TRUE(signal.buffer.empty());
     }
 }
 
 TEST_F(ServiceOnBus, LosingTheBusEndsWithOneErrorLineAndAFailureStatus) {
-    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")["return_data"], Json::Value(0));
+    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")[member::kReturnData], Json::Value(0));
     client_.reset();
     bus_->Kill();
-    EXPECT_EQ(service_->WaitForExit(), 1);
+    EXPECT_EQ(service_->Wait(), 1);
     const std::string log = service_->Log();
-    const size_t lost = Find(log, "E/ONDREL(");
+    const size_t lost = log.find("E/ONDREL(");
     ASSERT_NE(lost, std::string::npos) << log;
     EXPECT_THAT(log.substr(lost), testing::MatchesRegex("E/ONDREL\\([0-9]+\\): [^\n]*lost the bus "
                                                         "[^\n]*\n"));

@@ -155,7 +155,7 @@ TEST_P(DvbpsiDifferential, SameTableAsLibdvbpsi) {
     TCPMTInstance* ours = m_Parser.PMTInstance(programNumber);
     ASSERT_NE(ours, nullptr);
 
-    auto packets = Packetize(section, 0x0100);
+    auto packets = ts_test::Packetize(section, 0x0100);
     const dvbpsi_pmt_t* theirs = m_Reference.Decode(packets, programNumber);
     ASSERT_NE(theirs, nullptr) << "libdvbpsi delivered no PMT";
 

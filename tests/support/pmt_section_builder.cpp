@@ -84,31 +84,6 @@ Bytes Teletext(const std::vector<TeletextEntry>& entries) {
     return Descriptor(0x56, payload);
 }
 
-PmtBuilder& PmtBuilder::TableId(uint8_t tableId) {
-    m_TableId = tableId;
-    return *this;
-}
-
-PmtBuilder& PmtBuilder::ProgramNumber(uint16_t programNumber) {
-    m_ProgramNumber = programNumber;
-    return *this;
-}
-
-PmtBuilder& PmtBuilder::Version(uint8_t version) {
-    m_Version = version;
-    return *this;
-}
-
-PmtBuilder& PmtBuilder::CurrentNext(bool currentNext) {
-    m_CurrentNext = currentNext;
-    return *this;
-}
-
-PmtBuilder& PmtBuilder::PcrPid(uint16_t pcrPid) {
-    m_PcrPid = pcrPid;
-    return *this;
-}
-
 PmtBuilder& PmtBuilder::ProgramDescriptor(const Bytes& descriptor) {
     m_ProgramDescriptors.push_back(descriptor);
     return *this;
@@ -120,13 +95,25 @@ PmtBuilder& PmtBuilder::Stream(uint8_t streamType, uint16_t pid,
     return *this;
 }
 
-Bytes PmtBuilder::Build() const {
-    Bytes section{m_TableId, 0, 0};
-    AppendU16(section, m_ProgramNumber);
+Bytes LongFormHeader(uint8_t tableId, uint16_t extension, uint8_t version, bool currentNext) {
+    // section_syntax_indicator 1, the '0' bit, two reserved bits; the length comes last.
+    Bytes section{tableId, 0xB0, 0};
+    AppendU16(section, extension);
     section.push_back(
-        static_cast<unsigned char>(0xC0 | ((m_Version & 0x1F) << 1) | (m_CurrentNext ? 1 : 0)));
+        static_cast<unsigned char>(0xC0 | ((version & 0x1F) << 1) | (currentNext ? 1 : 0)));
     section.push_back(0);  // section_number
     section.push_back(0);  // last_section_number
+    return section;
+}
+
+void FinishLongForm(Bytes& section) {
+    section.resize(section.size() + 4);  // CRC_32
+    SetLengthField(section, kSectionLengthOffset, static_cast<int>(section.size() - 3));
+    RestampCrc(section);
+}
+
+Bytes PmtBuilder::Build() const {
+    Bytes section = LongFormHeader(m_TableId, m_ProgramNumber, m_Version, m_CurrentNext);
     AppendU16(section, 0xE000u | m_PcrPid);
     Bytes programInfo;
     for (const auto& descriptor : m_ProgramDescriptors) {
@@ -144,10 +131,7 @@ Bytes PmtBuilder::Build() const {
         AppendU16(section, 0xF000u | esInfo.size());
         section.insert(section.end(), esInfo.begin(), esInfo.end());
     }
-    section.resize(section.size() + 4);  // CRC_32
-    SetLengthField(section, kSectionLengthOffset, static_cast<int>(section.size() - 3));
-    section[1] |= 0xB0;  // section_syntax_indicator 1, the '0' bit, two reserved bits
-    RestampCrc(section);
+    FinishLongForm(section);
     return section;
 }
 

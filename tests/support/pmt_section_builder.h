@@ -8,9 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "files.h"
+
 namespace pmt_test {
 
-using Bytes = std::vector<unsigned char>;
+using test_support::Bytes;
 
 // Offsets of the fields the tests damage.
 constexpr size_t kSectionLengthOffset = 1;
@@ -46,14 +48,22 @@ struct TeletextEntry {
 };
 Bytes Teletext(const std::vector<TeletextEntry>& entries);
 
+// The first eight bytes of a long-form section (section_syntax_indicator 1), up to
+// last_section_number (both section numbers 0); FinishLongForm sets its length.
+Bytes LongFormHeader(uint8_t tableId, uint16_t extension, uint8_t version, bool currentNext);
+// Appends the CRC_32 to the section so far, with section_length to match.
+void FinishLongForm(Bytes& section);
+
 // Builds a TS_program_map_section with consistent lengths and a correct CRC_32.
 class PmtBuilder {
   public:
-    PmtBuilder& TableId(uint8_t tableId);
-    PmtBuilder& ProgramNumber(uint16_t programNumber);
-    PmtBuilder& Version(uint8_t version);
-    PmtBuilder& CurrentNext(bool currentNext);
-    PmtBuilder& PcrPid(uint16_t pcrPid);
+    PmtBuilder& TableId(uint8_t tableId) { return Set(m_TableId, tableId); }
+    PmtBuilder& ProgramNumber(uint16_t programNumber) {
+        return Set(m_ProgramNumber, programNumber);
+    }
+    PmtBuilder& Version(uint8_t version) { return Set(m_Version, version); }
+    PmtBuilder& CurrentNext(bool currentNext) { return Set(m_CurrentNext, currentNext); }
+    PmtBuilder& PcrPid(uint16_t pcrPid) { return Set(m_PcrPid, pcrPid); }
     PmtBuilder& ProgramDescriptor(const Bytes& descriptor);
     PmtBuilder& Stream(uint8_t streamType, uint16_t pid,
                        const std::vector<Bytes>& descriptors = {});
@@ -61,6 +71,12 @@ class PmtBuilder {
     Bytes Build() const;
 
   private:
+    template <typename Field>
+    PmtBuilder& Set(Field& field, Field value) {
+        field = value;
+        return *this;
+    }
+
     struct StreamEntry {
         uint8_t type;
         uint16_t pid;

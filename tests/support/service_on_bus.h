@@ -9,9 +9,9 @@
 #include <memory>
 #include <string>
 
-#include "bus_fixture.h"
-
-constexpr const char kServiceBusName[] = "org.ondrel.TCServer.trevalo_service";
+#include "private_bus.h"
+#include "test_data.h"
+#include "trevalo/bus_contract.h"
 
 class ServiceOnBus : public ::testing::Test {
   protected:
@@ -33,8 +33,8 @@ class ServiceOnBus : public ::testing::Test {
         service_ = std::make_unique<test_support::ServiceProcess>(
             *bus_, TREVALO_SERVICE_BINARY,
             std::vector<std::string>{"PLATFORM_SIM_STATE=" + state_path_});
-        ASSERT_TRUE(service_->WaitForName(kServiceBusName)) << service_->Log();
-        client_ = std::make_unique<test_support::RawClient>(*bus_, "trevalo_service");
+        ASSERT_TRUE(service_->WaitForName(trevalo_bus::kBusName)) << service_->Log();
+        client_ = std::make_unique<test_support::RawClient>(*bus_);
     }
 
     // Replaces the simulated platform state (written aside, then renamed over, so the service

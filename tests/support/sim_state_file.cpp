@@ -4,31 +4,13 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 
+#include "files.h"
+
 namespace sim_state_file {
 namespace {
-
-class PrivateDirectory {
-  public:
-    PrivateDirectory() {
-        const char* base = std::getenv("TMPDIR");
-        std::string pattern = std::string(base != nullptr && *base != '\0' ? base : "/tmp") +
-                              "/tvservice-test-XXXXXX";
-        if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-        m_Path = pattern;
-    }
-    ~PrivateDirectory() {
-        std::error_code ignored;
-        std::filesystem::remove_all(m_Path, ignored);
-    }
-    const std::string& Path() const { return m_Path; }
-
-  private:
-    std::string m_Path;
-};
 
 int g_Versions = 0;
 
@@ -39,7 +21,7 @@ std::string StatePath() {
 }  // namespace
 
 const std::string& Directory() {
-    static const PrivateDirectory directory;
+    static const test_support::TemporaryDirectory directory("tvservice-test");
     return directory.Path();
 }
 

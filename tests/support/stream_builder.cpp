@@ -41,23 +41,13 @@ Bytes MakePacket(const PacketFields& fields) {
 Bytes MakePatSection(uint16_t transport_stream_id, uint8_t version,
                      const std::vector<std::pair<uint16_t, uint16_t>>& programmes_and_pids,
                      bool current_next) {
-    Bytes section = {0x00,
-                     0xB0,
-                     0x00,
-                     static_cast<uint8_t>(transport_stream_id >> 8),
-                     static_cast<uint8_t>(transport_stream_id),
-                     static_cast<uint8_t>(0xC0 | (version & 0x1F) << 1 | (current_next ? 1 : 0)),
-                     0x00,
-                     0x00};
+    Bytes section = pmt_test::LongFormHeader(0x00, transport_stream_id, version, current_next);
     for (const auto& [programme, pid] : programmes_and_pids) {
         section.insert(section.end(),
                        {static_cast<uint8_t>(programme >> 8), static_cast<uint8_t>(programme),
                         static_cast<uint8_t>(0xE0 | pid >> 8), static_cast<uint8_t>(pid)});
     }
-    section.resize(section.size() + 4);  // CRC_32
-    pmt_test::SetLengthField(section, pmt_test::kSectionLengthOffset,
-                             static_cast<int>(section.size() - 3));
-    pmt_test::RestampCrc(section);
+    pmt_test::FinishLongForm(section);
     return section;
 }
 
@@ -92,6 +82,11 @@ Bytes Packetize(const Bytes& section, uint16_t pid, uint8_t& counter) {
         stream.insert(stream.end(), packet.begin(), packet.end());
     }
     return stream;
+}
+
+Bytes Packetize(const Bytes& section, uint16_t pid) {
+    uint8_t counter = 0;
+    return Packetize(section, pid, counter);
 }
 
 Bytes Restride(const Bytes& stream, size_t stride, uint32_t seed) {

@@ -12,7 +12,7 @@
 
 namespace ts_test {
 
-using Bytes = std::vector<uint8_t>;
+using test_support::Bytes;
 
 // One 188-byte packet. The payload is padded with 0xFF (PSI stuffing) to fill the packet.
 struct PacketFields {
@@ -38,6 +38,7 @@ Bytes MakePmtSection(uint16_t program_number, uint8_t version,
 // A section in packets of `pid`: pointer_field 0 in the first, counters from `counter` on
 // (updated), the last packet padded.
 Bytes Packetize(const Bytes& section, uint16_t pid, uint8_t& counter);
+Bytes Packetize(const Bytes& section, uint16_t pid);  // counters from 0
 
 // The packets of a 188-byte stream with a 4-byte timestamp before each (192; its first byte is
 // always 0x47) or 16 parity bytes after each (204; some of them 0x47), drawn from `seed`.

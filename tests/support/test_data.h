@@ -5,14 +5,10 @@
 #include <json/value.h>
 
 #include <string>
-#include <vector>
+
+#include "files.h"
 
 namespace test_support {
-
-using Bytes = std::vector<unsigned char>;
-
-Bytes ReadFile(const std::string& path);        // empty when it cannot be read
-std::string ReadText(const std::string& path);  // empty when it cannot be read
 
 // A file of the shared test data ("pmt/x.sec"); throws when it cannot be read.
 Bytes ReadTestData(const std::string& relative_path);
@@ -23,9 +19,6 @@ std::string GoldenPath(const std::string& name);
 
 Json::Value ParseJson(const std::string& text);     // null when it is not JSON
 Json::Value ReadJsonFile(const std::string& path);  // throws when it is not JSON
-
-// A file name as a test name: "test-020.p8803.v13.2.sec" gives "test_020_p8803_v13_2".
-std::string TestNameOf(const std::string& file);
 
 }  // namespace test_support
 

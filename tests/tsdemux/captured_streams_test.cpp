@@ -6,7 +6,7 @@
 #include <filesystem>
 #include <string>
 
-#include "dvbpsi_pmt_reader.h"
+#include "dvbpsi_reference.h"
 #include "stream_builder.h"
 #include "test_data.h"
 #include "tsdemux/pmt_extractor.h"

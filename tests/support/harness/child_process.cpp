@@ -7,11 +7,10 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <stdexcept>
 #include <thread>
 
-#include "test_data.h"
+#include "files.h"
 
 extern char** environ;
 
@@ -31,10 +30,8 @@ bool WaitForText(const std::string& path, const std::string& text, int timeout_m
 
 }  // namespace
 
-ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const ChildOptions& options) {
-    char pattern[] = "/tmp/trevalo-cli-test-XXXXXX";
-    if (mkdtemp(pattern) == nullptr) throw std::runtime_error("mkdtemp failed");
-    m_Directory = pattern;
+ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const ChildOptions& options)
+    : m_ErrPath(options.err_path.empty() ? m_Directory.Path() + "/err" : options.err_path) {
     int input[2];
     if (pipe(input) != 0) throw std::runtime_error("pipe failed");
 
@@ -60,8 +57,8 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const Chil
     std::vector<char*> envp;
     for (std::string& setting : environment_text) envp.push_back(setting.data());
     envp.push_back(nullptr);
-    const int out = open((m_Directory + "/out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
-    const int err = open((m_Directory + "/err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    const int out = open((m_Directory.Path() + "/out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    const int err = open(m_ErrPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
 
     m_Pid = fork();
     if (m_Pid == 0) {
@@ -101,10 +98,6 @@ ChildProcess::~ChildProcess() {
         int status = 0;
         waitpid(m_Pid, &status, 0);
     }
-    const std::string remove = "rm -rf '" + m_Directory + "'";
-    if (std::system(remove.c_str()) != 0) {
-        // A leftover directory in /tmp harms nothing.
-    }
 }
 
 bool ChildProcess::Running() {
@@ -129,19 +122,19 @@ void ChildProcess::Signal(int signal_number) {
 }
 
 std::string ChildProcess::Out() const {
-    return ReadText(m_Directory + "/out");
+    return ReadText(m_Directory.Path() + "/out");
 }
 
 std::string ChildProcess::Err() const {
-    return ReadText(m_Directory + "/err");
+    return ReadText(m_ErrPath);
 }
 
 bool ChildProcess::WaitForOut(const std::string& text, int timeout_ms) const {
-    return WaitForText(m_Directory + "/out", text, timeout_ms);
+    return WaitForText(m_Directory.Path() + "/out", text, timeout_ms);
 }
 
 bool ChildProcess::WaitForErr(const std::string& text, int timeout_ms) const {
-    return WaitForText(m_Directory + "/err", text, timeout_ms);
+    return WaitForText(m_ErrPath, text, timeout_ms);
 }
 
 ChildResult RunCli(const std::vector<std::string>& arguments, const ChildOptions& options) {

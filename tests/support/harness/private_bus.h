@@ -1,20 +1,28 @@
-// Test support: a private dbus-daemon, the real service process on it, and a bare GDBus client
-// that talks to the service without going through the service's own framework code.
-#ifndef TESTS_BUS_FIXTURE_H
-#define TESTS_BUS_FIXTURE_H
+// Harness: a private dbus-daemon, the service (or another server) run on it, and a bare GDBus
+// client that talks to a server of the framework without going through the framework's own code.
+#ifndef TESTS_HARNESS_PRIVATE_BUS_H
+#define TESTS_HARNESS_PRIVATE_BUS_H
 
 #include <gio/gio.h>
-#include <json/value.h>
 #include <sys/types.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "child_process.h"
-#include "test_data.h"
+#include "files.h"
+#include "trevalo/bus_contract.h"
 
 namespace test_support {
+
+// A connection of our own to the bus at `address`; null when it cannot be made.
+GDBusConnection* ConnectToBus(const std::string& address);
+
+// A call to the bus daemon that returns once everything the connection sent before it has
+// reached the daemon (a match rule, say).
+void RoundTrip(GDBusConnection* connection);
 
 // A dbus-daemon of its own in a temporary directory, stopped by the destructor. By default an
 // open session bus; or `config_body` inside <busconfig> (beside a listen address of its own),
@@ -30,7 +38,7 @@ class PrivateBus {
 
     bool Started() const { return !m_Address.empty(); }
     const std::string& Address() const { return m_Address; }
-    const std::string& Directory() const { return m_Directory; }
+    const std::string& Directory() const { return m_Directory.Path(); }
     // The daemon's stderr, where the services it starts write theirs.
     std::string Log() const;
     // The process owning `name`; -1 when nobody does.
@@ -42,18 +50,20 @@ class PrivateBus {
     void Kill();
 
   private:
-    std::string m_Directory;
+    TemporaryDirectory m_Directory{"trevalo-bus"};
     std::string m_Address;
     std::unique_ptr<ChildProcess> m_Daemon;
 };
 
-// The service (or another program) run with DBUS_SESSION_BUS_ADDRESS set to the bus; Log() is
-// its stderr.
+// The service (or another server) run with DBUS_SESSION_BUS_ADDRESS set to the bus; Log() is its
+// stderr.
 class ServiceProcess : public ChildProcess {
   public:
-    // `environment` holds extra "NAME=value" settings.
+    // `environment` holds extra "NAME=value" settings; `err_path` is as ChildOptions has it.
     ServiceProcess(const PrivateBus& bus, const std::string& program,
-                   const std::vector<std::string>& environment = {});
+                   const std::vector<std::string>& environment = {},
+                   const std::vector<std::string>& arguments = {},
+                   const std::string& err_path = "");
 
     // Waits until `bus_name` has an owner on the bus; false after `timeout_ms` or if it exits.
     bool WaitForName(const std::string& bus_name, int timeout_ms = 10000);
@@ -62,7 +72,6 @@ class ServiceProcess : public ChildProcess {
         Signal(signal_number);
         return Wait(timeout_ms);
     }
-    int WaitForExit(int timeout_ms = 10000) { return Wait(timeout_ms); }
     std::string Log() const { return Err(); }
 
   private:
@@ -72,34 +81,41 @@ class ServiceProcess : public ChildProcess {
 // Sends SIGTERM to `pid` (not a child of ours: a service the bus started) and waits for it to go.
 bool StopProcess(pid_t pid);
 
-// The reply of one Request call.
+// The bus name and object path of the framework's server `server_name`: the service's, with
+// that name in place of the service's own.
+std::string BusNameOf(const std::string& server_name);
+std::string ObjectPathOf(const std::string& server_name);
+
+// The reply of one Request call, or a signal.
 struct Reply {
     bool ok = false;         // false: a D-Bus error came back
-    std::string error_name;  // the D-Bus error name when !ok
+    std::string error_name;  // the D-Bus error name when !ok; a signal's name
     std::string body;        // the reply body text
     Bytes buffer;
 };
 
-// A bare GDBus connection to the bus, calling org.ondrel.TCServer.Request on a server.
+// A connection to the bus calling the Request method of one server.
 class RawClient {
   public:
-    RawClient(const PrivateBus& bus, const std::string& server_name);
+    using SignalHandler = std::function<void(const Reply&)>;
+
+    explicit RawClient(const PrivateBus& bus,
+                       const std::string& server_name = trevalo_bus::kServerName);
     ~RawClient();
     RawClient(const RawClient&) = delete;
     RawClient& operator=(const RawClient&) = delete;
 
     Reply Request(const std::string& body, const Bytes& buffer = {}, int timeout_ms = 10000);
 
-    // Subscribes to signal `name` from the server; signals are collected while the default
-    // main context is iterated (WaitForSignals does that).
-    void Subscribe(const std::string& name);
+    // Subscribes to signal `name` from the server. Each one goes to `handler`, or without one is
+    // collected in Signals(); either happens while the main context that was the thread's
+    // default here is iterated (WaitForSignals iterates the global default one).
+    void Subscribe(const std::string& name, SignalHandler handler = {});
     // Iterates the default main context until `count` signals arrived or `timeout_ms` passed.
     bool WaitForSignals(size_t count, int timeout_ms = 5000);
     const std::vector<Reply>& Signals() const { return m_Signals; }
 
     GDBusConnection* Connection() const { return m_Bus; }
-    const std::string& BusName() const { return m_BusName; }
-    const std::string& ObjectPath() const { return m_ObjectPath; }
 
   private:
     static void OnSignal(GDBusConnection*, const gchar*, const gchar*, const gchar*, const gchar*,
@@ -109,6 +125,7 @@ class RawClient {
     std::string m_BusName;
     std::string m_ObjectPath;
     guint m_Subscription = 0;
+    SignalHandler m_Handler;
     std::vector<Reply> m_Signals;
 };
 

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <cctype>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
 namespace pmt_test {
 
@@ -36,9 +34,7 @@ std::vector<CapturedSection> LoadCapturedSections() {
         section.name = entry.path().stem().string();
         section.programNumber = NumberAfter(section.name, ".p");
         section.version = NumberAfter(section.name, ".v");
-        std::ifstream file(entry.path(), std::ios::binary);
-        section.bytes.assign(std::istreambuf_iterator<char>(file),
-                             std::istreambuf_iterator<char>());
+        section.bytes = test_support::ReadFile(entry.path().string());
         sections.push_back(std::move(section));
     }
     std::sort(sections.begin(), sections.end(),
@@ -54,11 +50,7 @@ const std::vector<CapturedSection>& CapturedSections() {
 }
 
 std::string TestName(const CapturedSection& section) {
-    std::string name = section.name;
-    std::replace_if(
-        name.begin(), name.end(),
-        [](char c) { return !std::isalnum(static_cast<unsigned char>(c)); }, '_');
-    return name;
+    return test_support::TestNameOf(section.name + ".sec");
 }
 
 }  // namespace pmt_test

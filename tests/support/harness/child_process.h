@@ -1,12 +1,15 @@
-// Test support: a program run as a child process (the client, or the service on a private bus),
-// its output kept in files, its environment free of any bus address but the one a test gives it.
-#ifndef TESTS_CHILD_PROCESS_H
-#define TESTS_CHILD_PROCESS_H
+// Harness: a program run as a child process (the client, the service or an echo server on a
+// private bus), its output kept in files, its environment free of any bus address but the one
+// given.
+#ifndef TESTS_HARNESS_CHILD_PROCESS_H
+#define TESTS_HARNESS_CHILD_PROCESS_H
 
 #include <sys/types.h>
 
 #include <string>
 #include <vector>
+
+#include "files.h"
 
 namespace test_support {
 
@@ -17,6 +20,8 @@ struct ChildOptions {
     // Run as this user (uid and gid, no supplementary groups); -1 keeps ours. Takes root.
     int uid = -1;
     int gid = -1;
+    // Standard error to this file, left in place at the end; empty: a file of its own.
+    std::string err_path;
 };
 
 class ChildProcess {
@@ -39,7 +44,8 @@ class ChildProcess {
     bool WaitForErr(const std::string& text, int timeout_ms = 10000) const;
 
   private:
-    std::string m_Directory;
+    TemporaryDirectory m_Directory{"trevalo-child"};
+    std::string m_ErrPath;
     pid_t m_Pid = -1;
     int m_Status = -1;
 };
