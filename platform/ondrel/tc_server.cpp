@@ -82,9 +82,9 @@ int HandleRequest(sd_bus_message* call, void* user_data, sd_bus_error*) {
 std::vector<sd_bus_vtable> MakeVTable(const std::vector<std::string>& signal_names) {
     std::vector<sd_bus_vtable> vtable{
         SD_BUS_VTABLE_START(0),
-        SD_BUS_METHOD_WITH_NAMES("Request", "say", SD_BUS_PARAM(body) SD_BUS_PARAM(buffer), "say",
-                                 SD_BUS_PARAM(body) SD_BUS_PARAM(buffer), HandleRequest,
-                                 SD_BUS_VTABLE_UNPRIVILEGED)};
+        SD_BUS_METHOD_WITH_NAMES(
+            bus::kRequestMethod, "say", SD_BUS_PARAM(body) SD_BUS_PARAM(buffer), "say",
+            SD_BUS_PARAM(body) SD_BUS_PARAM(buffer), HandleRequest, SD_BUS_VTABLE_UNPRIVILEGED)};
     for (const std::string& name : signal_names) {
         vtable.push_back(SD_BUS_SIGNAL_WITH_NAMES(name.c_str(), "say",
                                                   SD_BUS_PARAM(body) SD_BUS_PARAM(buffer), 0));
