@@ -4,9 +4,10 @@
 // in a logging call of the line's priority whose format the message starts with.
 #include <gmock/gmock.h>
 
+#include <cstdio>
+#include <cstring>
 #include <fstream>
 #include <map>
-#include <regex>
 #include <set>
 #include <sstream>
 
@@ -39,6 +40,21 @@ std::string CallSpanning(const std::vector<std::string>& lines, size_t number, s
         }
     }
     return std::string();
+}
+
+// The priority letter of the logging call `call` and the start of its format, up to the first
+// conversion; false when `call` is none.
+bool FormatOf(const std::string& call, char& priority, std::string& format) {
+    const size_t macro = call.find("TREVALO_LOG");
+    const size_t quote = call.find('"', macro);
+    if (macro == std::string::npos || quote == std::string::npos) return false;
+    priority = call[macro + std::strlen("TREVALO_LOG")];
+    format.clear();
+    for (size_t at = quote + 1; at < call.size() && call[at] != '"' && call[at] != '%'; ++at) {
+        const bool escaped = call[at] == '\\' && ++at < call.size();
+        format += escaped && call[at] == 'n' ? '\n' : call[at];
+    }
+    return true;
 }
 
 TEST_F(PmtHandlerTest, EveryLogLineNamesTheCallThatWroteIt) {
@@ -89,28 +105,30 @@ TEST_F(PmtHandlerTest, EveryLogLineNamesTheCallThatWroteIt) {
     }
     Dispatch(Json::Value(Json::arrayValue));
 
-    static const std::regex kLine(
-        R"(^([IE])/TREVALO_SERVICE\(\d+\): ([^:]+): ([^(]+)\((\d+)\) > \[([^:]+):(\d+)\] (.*)$)");
-    static const std::regex kFormat(R"re(TREVALO_LOG([IE])\(\s*"((\\.|[^"\\%])*))re");
     std::set<std::string> sites;
     std::istringstream text(log_->Text());
     for (std::string line; std::getline(text, line);) {
         if (line.find("/TREVALO_SERVICE(") == std::string::npos) continue;  // inside a message
         SCOPED_TRACE(line);
-        std::smatch parts, format;
-        ASSERT_TRUE(std::regex_match(line, parts, kLine));
-        const size_t number = std::stoul(parts[4]);
-        EXPECT_EQ(parts[5].str() + ":" + parts[6].str(), parts[3].str() + ":" + parts[4].str());
-        const std::vector<std::string>& source = Source(parts[2]);
-        ASSERT_LE(number, source.size()) << "not a line of src/" << parts[2];
+        char priority = 0, file[64] = "", function[64] = "", again[64] = "";
+        size_t number = 0, number_again = 0;
+        int message = 0;
+        ASSERT_EQ(std::sscanf(line.c_str(),
+                              "%c/TREVALO_SERVICE(%*d): %63[^:]: %63[^(](%zu) > [%63[^:]:%zu]%n",
+                              &priority, file, function, &number, again, &number_again, &message),
+                  6);
+        EXPECT_EQ(std::string(again) + ":" + std::to_string(number_again),
+                  std::string(function) + ":" + std::to_string(number));
+        const std::vector<std::string>& source = Source(file);
+        ASSERT_LE(number, source.size()) << "not a line of src/" << file;
         size_t first = 0;
-        const std::string call = CallSpanning(source, number, first);
-        ASSERT_TRUE(std::regex_search(call, format, kFormat)) << "no logging call there";
-        EXPECT_EQ(format[1].str(), parts[1].str());
-        const std::string message =
-            std::regex_replace(format[2].str(), std::regex(R"(\\(.))"), "$1");
-        EXPECT_THAT(parts[7].str(), testing::StartsWith(message));
-        sites.insert(parts[2].str() + ":" + std::to_string(first));
+        char call_priority = 0;
+        std::string format;
+        ASSERT_TRUE(FormatOf(CallSpanning(source, number, first), call_priority, format))
+            << "no logging call there";
+        EXPECT_EQ(call_priority, priority);
+        EXPECT_THAT(line.substr(message), testing::StartsWith(" " + format));
+        sites.insert(file + (":" + std::to_string(first)));
     }
     // Every logging call of the two files was reached, but those that need an open bus and the
     // one for a stream the parser cannot hand out.
@@ -118,17 +136,17 @@ TEST_F(PmtHandlerTest, EveryLogLineNamesTheCallThatWroteIt) {
     for (const char* file : {"TrevaloService.cpp", "TrevaloServiceServer.cpp"}) {
         const std::vector<std::string>& source = Source(file);
         for (size_t number = 1, first = 0; number <= source.size(); ++number) {
-            const std::string call = CallSpanning(source, number, first);
-            std::smatch format;
-            if (first == number && std::regex_search(call, format, kFormat) &&
-                sites.count(file + (":" + std::to_string(number))) == 0) {
-                not_reached.push_back(format[2]);
+            char priority = 0;
+            std::string format;
+            if (FormatOf(CallSpanning(source, number, first), priority, format) &&
+                first == number && sites.count(file + (":" + std::to_string(number))) == 0) {
+                not_reached.push_back(format);
             }
         }
     }
     EXPECT_THAT(not_reached, testing::UnorderedElementsAre(
-                                 "Create DBus server fail!", R"(Trevalo service OnCreate \n)",
-                                 R"(Trevalo service OnTerminate \n)", "NULL Pointer"));
+                                 "Create DBus server fail!", "Trevalo service OnCreate \n",
+                                 "Trevalo service OnTerminate \n", "NULL Pointer"));
 }
 
 }  // namespace
