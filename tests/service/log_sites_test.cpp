@@ -6,55 +6,45 @@
 
 #include <cstdio>
 #include <cstring>
-#include <fstream>
-#include <map>
 #include <set>
 #include <sstream>
 
 #include "pmt_fixture.h"
+#include "test_data.h"
 
 using namespace pmt_test;
 
 namespace {
 
 // The lines of src/<file>; [0] is line 1.
-const std::vector<std::string>& Source(const std::string& file) {
-    static std::map<std::string, std::vector<std::string>> files;
-    std::vector<std::string>& lines = files[file];
-    if (!lines.empty()) return lines;
-    std::ifstream in(std::string(TREVALO_SOURCE_DIR) + "/" + file);
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
+std::vector<std::string> Source(const std::string& file) {
+    std::istringstream text(test_support::ReadText(std::string(TREVALO_SOURCE_DIR) + "/" + file));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(text, line);) lines.push_back(line);
     return lines;
 }
 
-// The logging call spanning line `number`, from its first line to the one that closes it:
-// compilers name a call of several lines by its first line (GCC) or by its last (Clang). Empty
-// when there is none; else the call's text, and `first` its first line.
-std::string CallSpanning(const std::vector<std::string>& lines, size_t number, size_t& first) {
+// The logging call spanning line `number` (GCC names a call of several lines by its first line,
+// Clang by its last): its first line, its priority letter and its format up to the first
+// conversion. False when no call spans the line.
+bool CallAt(const std::vector<std::string>& lines, size_t number, size_t& first, char& priority,
+            std::string& format) {
     for (first = number; first >= 1 && number - first < 4; --first) {
-        if (lines[first - 1].find("TREVALO_LOG") == std::string::npos) continue;
-        std::string text;
-        for (size_t at = first; at <= lines.size() && at < first + 8; ++at) {
-            text += lines[at - 1];
-            if (text.find(");") != std::string::npos) return at >= number ? text : std::string();
+        const size_t macro = lines[first - 1].find("TREVALO_LOG");
+        if (macro == std::string::npos) continue;
+        std::string call = lines[first - 1];
+        size_t last = first;
+        while (call.find(");") == std::string::npos && last < lines.size()) call += lines[last++];
+        if (last < number) return false;
+        priority = call[macro + std::strlen("TREVALO_LOG")];
+        format.clear();
+        for (size_t at = call.find('"', macro) + 1; call[at] != '"' && call[at] != '%'; ++at) {
+            const bool escaped = call[at] == '\\' && ++at < call.size();
+            format += escaped && call[at] == 'n' ? '\n' : call[at];
         }
+        return true;
     }
-    return std::string();
-}
-
-// The priority letter of the logging call `call` and the start of its format, up to the first
-// conversion; false when `call` is none.
-bool FormatOf(const std::string& call, char& priority, std::string& format) {
-    const size_t macro = call.find("TREVALO_LOG");
-    const size_t quote = call.find('"', macro);
-    if (macro == std::string::npos || quote == std::string::npos) return false;
-    priority = call[macro + std::strlen("TREVALO_LOG")];
-    format.clear();
-    for (size_t at = quote + 1; at < call.size() && call[at] != '"' && call[at] != '%'; ++at) {
-        const bool escaped = call[at] == '\\' && ++at < call.size();
-        format += escaped && call[at] == 'n' ? '\n' : call[at];
-    }
-    return true;
+    return false;
 }
 
 TEST_F(PmtHandlerTest, EveryLogLineNamesTheCallThatWroteIt) {
@@ -97,13 +87,10 @@ TEST_F(PmtHandlerTest, EveryLogLineNamesTheCallThatWroteIt) {
     }
     Dispatch(Method("SaveCurrentVideoPlayingTime"), {1, 2, 3, 4});
     Dispatch(Method("SaveCurrentVideoPlayingTime"), {1, 2});
-    for (const Json::Value& name : {Json::Value("SendPESDataWithFirstPTS"), Json::Value("None"),
-                                    Json::Value(Json::arrayValue)}) {
-        Json::Value body;
-        body["method"] = name;
-        Dispatch(body);
+    for (const char* body : {R"({"method": "SendPESDataWithFirstPTS"})", R"({"method": "None"})",
+                             R"({"method": []})", "[]"}) {
+        Dispatch(test_support::ParseJson(body));
     }
-    Dispatch(Json::Value(Json::arrayValue));
 
     std::set<std::string> sites;
     std::istringstream text(log_->Text());
@@ -119,13 +106,12 @@ TEST_F(PmtHandlerTest, EveryLogLineNamesTheCallThatWroteIt) {
                   6);
         EXPECT_EQ(std::string(again) + ":" + std::to_string(number_again),
                   std::string(function) + ":" + std::to_string(number));
-        const std::vector<std::string>& source = Source(file);
+        const std::vector<std::string> source = Source(file);
         ASSERT_LE(number, source.size()) << "not a line of src/" << file;
         size_t first = 0;
         char call_priority = 0;
         std::string format;
-        ASSERT_TRUE(FormatOf(CallSpanning(source, number, first), call_priority, format))
-            << "no logging call there";
+        ASSERT_TRUE(CallAt(source, number, first, call_priority, format)) << "no call there";
         EXPECT_EQ(call_priority, priority);
         EXPECT_THAT(line.substr(message), testing::StartsWith(" " + format));
         sites.insert(file + (":" + std::to_string(first)));
@@ -134,12 +120,12 @@ TEST_F(PmtHandlerTest, EveryLogLineNamesTheCallThatWroteIt) {
     // one for a stream the parser cannot hand out.
     std::vector<std::string> not_reached;
     for (const char* file : {"TrevaloService.cpp", "TrevaloServiceServer.cpp"}) {
-        const std::vector<std::string>& source = Source(file);
+        const std::vector<std::string> source = Source(file);
         for (size_t number = 1, first = 0; number <= source.size(); ++number) {
             char priority = 0;
             std::string format;
-            if (FormatOf(CallSpanning(source, number, first), priority, format) &&
-                first == number && sites.count(file + (":" + std::to_string(number))) == 0) {
+            if (CallAt(source, number, first, priority, format) && first == number &&
+                sites.count(file + (":" + std::to_string(number))) == 0) {
                 not_reached.push_back(format);
             }
         }
