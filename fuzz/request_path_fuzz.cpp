@@ -21,6 +21,7 @@
 #include "TCPMTParser.h"
 #include "TrevaloService.h"
 #include "TrevaloServiceServer.h"
+#include "trevalo/bus_contract.h"
 #include "trevalo/json_text.h"
 
 namespace {
@@ -69,7 +70,8 @@ void StartAfresh() {
 
 // What the framework promises of every reply it puts on the bus.
 void CheckReply(const Ondrel::TCMessage& reply) {
-    if (!reply.body.isObject() || !reply.body.isMember("return_data")) __builtin_trap();
+    if (!reply.body.isObject() || !reply.body.isMember(trevalo_bus::member::kReturnData))
+        __builtin_trap();
     for (const char c : trevalo_json::WriteCompact(reply.body)) {
         // Non-ASCII is escaped, so the body is valid UTF-8 whatever bytes the strings hold.
         if (static_cast<unsigned char>(c) >= 0x80 || c == '\0') __builtin_trap();
@@ -89,7 +91,7 @@ bool Serve(TrevaloService& service, const char* text, size_t text_length, const 
     Ondrel::TCMessage request(std::move(body));
     request.SetBuffer(buffer, static_cast<unsigned int>(buffer_length));
     Ondrel::TCMessage reply;
-    service.IfMessageReceived(":1.1", &request, &reply, "/org/ondrel/TCServer/trevalo_service");
+    service.IfMessageReceived(":1.1", &request, &reply, trevalo_bus::kObjectPath);
     CheckReply(reply);
     return true;
 }

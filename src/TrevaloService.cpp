@@ -9,6 +9,9 @@
 
 namespace {
 
+namespace method = trevalo_bus::method;
+namespace member = trevalo_bus::member;
+
 using Handler = void (*)(const Ondrel::TCMessage&, Ondrel::TCMessage&);
 
 struct Route {
@@ -18,28 +21,27 @@ struct Route {
 
 // Compared in this order; the first exact match decides.
 const Route kRoutes[] = {
-    {"SendPMTData", &TrevaloServiceServer::ParsePMT},
-    {"GetPID", &TrevaloServiceServer::GetPID},
-    {"GetAudio", &TrevaloServiceServer::GetAudio},
-    {"SizeOfAudio", &TrevaloServiceServer::SizeOfAudio},
-    {"GetVideo", &TrevaloServiceServer::GetVideo},
-    {"SizeOfVideo", &TrevaloServiceServer::SizeOfVideo},
-    {"GetSubtitle", &TrevaloServiceServer::GetSubtitle},
-    {"SizeOfSubtitle", &TrevaloServiceServer::SizeOfSubtitle},
-    {"GetCurrentVideoPlayingTime",
+    {method::kSendPMTData, &TrevaloServiceServer::ParsePMT},
+    {method::kGetPID, &TrevaloServiceServer::GetPID},
+    {method::kGetAudio, &TrevaloServiceServer::GetAudio},
+    {method::kSizeOfAudio, &TrevaloServiceServer::SizeOfAudio},
+    {method::kGetVideo, &TrevaloServiceServer::GetVideo},
+    {method::kSizeOfVideo, &TrevaloServiceServer::SizeOfVideo},
+    {method::kGetSubtitle, &TrevaloServiceServer::GetSubtitle},
+    {method::kSizeOfSubtitle, &TrevaloServiceServer::SizeOfSubtitle},
+    {method::kGetCurrentVideoPlayingTime,
      &TrevaloServiceServer::GetCurrentVideoPlayingTimeFromTrevaloService},
-    {"SaveCurrentVideoPlayingTime",
+    {method::kSaveCurrentVideoPlayingTime,
      &TrevaloServiceServer::SaveCurrentVideoPlayingTimeAtTrevaloService},
     // An extension beside the eleven; an older service answers it as an unknown method.
-    {"GetCatalogue", &TrevaloServiceServer::GetCatalogue},
+    {method::kGetCatalogue, &TrevaloServiceServer::GetCatalogue},
 };
 
-constexpr const char kSignalMethod[] = "SendPESDataWithFirstPTS";
 using trevalo_bus::kServerName;
 
-Handler FindHandler(const std::string& method) {
+Handler FindHandler(const std::string& name) {
     for (const Route& route : kRoutes) {
-        if (method == route.method) return route.handler;
+        if (name == route.method) return route.handler;
     }
     return nullptr;
 }
@@ -95,27 +97,27 @@ bool TrevaloService::IfMessageReceived(const char* sender, const Ondrel::TCMessa
     TREVALO_LOGI("IfMessageReceived!! message: [from:%s] [rsp:%p] [message:%s]",
                  sender != nullptr ? sender : "", static_cast<void*>(reply), text.c_str());
 
-    reply->body["return_data"] = "";
+    reply->body[member::kReturnData] = "";
 
     // "method" as asString reads it: a number or a boolean converts and simply matches no name.
     const Json::Value& body = request->body;
-    const Json::Value& method_value = trevalo_request::Member(body, "method");
-    std::string method;
+    const Json::Value& method_value = trevalo_request::Member(body, member::kMethod);
+    std::string name;
     if (!body.isObject() && !body.isNull()) {
         TREVALO_LOGE("There is no matched method: the request body is %s, not an object",
                      trevalo_request::KindName(body));
-    } else if (!trevalo_request::Convert(method_value, method)) {
+    } else if (!trevalo_request::Convert(method_value, name)) {
         TREVALO_LOGE("There is no matched method: \"method\" is %s, not a string",
                      trevalo_request::KindName(method_value));
-    } else if (method == kSignalMethod) {
+    } else if (name == method::kSendPESDataWithFirstPTS) {
         Ondrel::TCServer::SendSignal(kServerName, trevalo_bus::kTrevaloSignal, request);
-    } else if (Handler handler = FindHandler(method)) {
+    } else if (Handler handler = FindHandler(name)) {
         handler(*request, *reply);
     } else {
         TREVALO_LOGE("There is no matched method");
     }
 
-    const std::string answer = ReturnDataText(reply->body["return_data"]);
+    const std::string answer = ReturnDataText(reply->body[member::kReturnData]);
     TREVALO_LOGI("ret_data = %s", answer.c_str());
     return true;
 }

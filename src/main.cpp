@@ -11,6 +11,8 @@
 
 #include "TrevaloLog.h"
 #include "TrevaloService.h"
+#include "platform_sim_state.h"
+#include "trevalo/bus_contract.h"
 
 namespace {
 
@@ -41,8 +43,9 @@ void PrintUsage() {
         << "Usage: trevalo_service [--help]\n"
            "\n"
            "The component service of a digital-TV receiver. It owns the D-Bus name\n"
-           "org.ondrel.TCServer.trevalo_service (object /org/ondrel/TCServer/trevalo_service,\n"
-           "interface org.ondrel.TCServer) and answers requests whose JSON body names a method:\n"
+        << trevalo_bus::kBusName << " (object " << trevalo_bus::kObjectPath << ",\n"
+        << "interface " << trevalo_bus::kInterface
+        << ") and answers requests whose JSON body names a method:\n"
            "SendPMTData takes a programme's PMT section and rebuilds the catalogue of its video,\n"
            "audio and subtitle components; SizeOfAudio, GetAudio, GetPID and the like read the\n"
            "catalogue back; SaveCurrentVideoPlayingTime and GetCurrentVideoPlayingTime keep a\n"
@@ -82,6 +85,8 @@ int main(int argc, char** argv) {
         return 0;
     }
     InitClock();
+    // The simulated platform holds still for the length of each request.
+    Ondrel::TCServer::SetRequestHooks(platform_sim::BeginRequest, platform_sim::EndRequest);
     g_service = new TrevaloService();
     TREVALO_LOGI("Main Begin");
 

@@ -12,7 +12,6 @@
 #include "bus_source.h"
 #include "dlog.h"
 #include "message_wire.h"
-#include "platform_sim_state.h"
 
 namespace Ondrel {
 namespace {
@@ -25,6 +24,9 @@ std::map<std::string, TCServer*>& OpenServers() {
     static std::map<std::string, TCServer*> servers;
     return servers;
 }
+
+TCServer::RequestHook g_before_request = nullptr;
+TCServer::RequestHook g_after_request = nullptr;
 
 void Warn(const std::string& text) {
     __dlog_print(LOG_ID_MAIN, DLOG_WARN, kLogTag, "%s\n", text.c_str());
@@ -58,12 +60,10 @@ int HandleRequest(sd_bus_message* call, void* user_data, sd_bus_error*) {
     }
 
     TCMessage reply;
-    {
-        // The simulated platform holds still for the length of one request.
-        const platform_sim::RequestScope one_request;
-        server->IfMessageReceived(sender ? sender : "", &request, &reply,
-                                  sd_bus_message_get_path(call));
-    }
+    if (g_before_request != nullptr) g_before_request();
+    server->IfMessageReceived(sender ? sender : "", &request, &reply,
+                              sd_bus_message_get_path(call));
+    if (g_after_request != nullptr) g_after_request();
 
     // The request's log lines leave before its reply: whoever gets the answer finds them logged.
     dlog_flush();
@@ -82,9 +82,9 @@ int HandleRequest(sd_bus_message* call, void* user_data, sd_bus_error*) {
 std::vector<sd_bus_vtable> MakeVTable(const std::vector<std::string>& signal_names) {
     std::vector<sd_bus_vtable> vtable{
         SD_BUS_VTABLE_START(0),
-        SD_BUS_METHOD_WITH_NAMES("Request", "say", SD_BUS_PARAM(body) SD_BUS_PARAM(buffer), "say",
-                                 SD_BUS_PARAM(body) SD_BUS_PARAM(buffer), HandleRequest,
-                                 SD_BUS_VTABLE_UNPRIVILEGED)};
+        SD_BUS_METHOD_WITH_NAMES(
+            bus::kRequestMethod, "say", SD_BUS_PARAM(body) SD_BUS_PARAM(buffer), "say",
+            SD_BUS_PARAM(body) SD_BUS_PARAM(buffer), HandleRequest, SD_BUS_VTABLE_UNPRIVILEGED)};
     for (const std::string& name : signal_names) {
         vtable.push_back(SD_BUS_SIGNAL_WITH_NAMES(name.c_str(), "say",
                                                   SD_BUS_PARAM(body) SD_BUS_PARAM(buffer), 0));
@@ -106,6 +106,11 @@ TCServer::TCServer(std::string name, TCServerType type) : m_Name(std::move(name)
 
 TCServer::~TCServer() {
     CloseDBusServer();
+}
+
+void TCServer::SetRequestHooks(RequestHook before, RequestHook after) {
+    g_before_request = before;
+    g_after_request = after;
 }
 
 void TCServer::DeclareSignal(const std::string& name) {

@@ -1,6 +1,5 @@
 #include "platform_sim_state.h"
 
-#include <json/reader.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
@@ -9,6 +8,7 @@
 #include <sstream>
 
 #include "dlog.h"
+#include "trevalo/json_text.h"
 
 namespace platform_sim {
 namespace {
@@ -29,7 +29,7 @@ struct FileIdentity {
 
 struct Cache {
     bool loaded = false;
-    bool read_in_scope = false;  // already looked at within the open request scope
+    bool read_in_request = false;  // already looked at within the request being served
     FileIdentity identity;
     std::string text;  // what the file held when last read
     Json::Value state;
@@ -51,18 +51,10 @@ bool ReadText(const char* path, std::string& text) {
 }
 
 Json::Value Parse(const char* path, const std::string& document) {
-    Json::CharReaderBuilder builder;
-    std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
     Json::Value state;
-    std::string errors;
-    bool parsed = false;
-    try {
-        parsed = reader->parse(document.data(), document.data() + document.size(), &state, &errors);
-    } catch (const Json::Exception& failure) {  // nesting beyond the parser's stack limit
-        errors = failure.what();
-    }
-    if (!parsed) {
-        Warn(path, "not JSON: " + errors.substr(0, errors.find('\n')));
+    std::string error;
+    if (!trevalo_json::Parse(document, state, &error)) {
+        Warn(path, "not JSON: " + error);
         return Json::Value();
     }
     if (!state.isObject()) {
@@ -99,16 +91,16 @@ Cache& TheCache() {
     return cache;
 }
 
-int g_open_scopes = 0;
+int g_open_requests = 0;
 
 }  // namespace
 
-RequestScope::RequestScope() {
-    ++g_open_scopes;
+void BeginRequest() {
+    ++g_open_requests;
 }
 
-RequestScope::~RequestScope() {
-    if (--g_open_scopes == 0) TheCache().read_in_scope = false;
+void EndRequest() {
+    if (g_open_requests > 0 && --g_open_requests == 0) TheCache().read_in_request = false;
 }
 
 const Json::Value& CurrentState() {
@@ -120,13 +112,13 @@ const Json::Value& CurrentState(unsigned long& generation) {
     Cache& cache = TheCache();
     static const Json::Value kNone;
     generation = cache.generation;
-    if (cache.read_in_scope) return cache.state;
+    if (cache.read_in_request) return cache.state;
     const char* path = std::getenv("PLATFORM_SIM_STATE");
     if (path == nullptr || *path == '\0') {
         generation = 0;
         return kNone;
     }
-    cache.read_in_scope = g_open_scopes > 0;
+    cache.read_in_request = g_open_requests > 0;
 
     const FileIdentity now = Identify(path);
     const bool same_identity = cache.loaded && cache.identity == now;

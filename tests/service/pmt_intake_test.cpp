@@ -1,9 +1,6 @@
 // "SendPMTData": parser lifetime, reset, programme lookup, catalogue replacement, stream routing.
 #include <gmock/gmock.h>
 
-#include <set>
-#include <sstream>
-
 #include "pmt_fixture.h"
 #include "test_data.h"
 
@@ -111,47 +108,5 @@ TEST_F(PmtHandlerTest, ResetAndProgrammeAreConvertedOrRefused) {
             EXPECT_EQ(Sizes(), "video 1, audio 1, subtitle 1");
             EXPECT_EQ(Audio(0).pid, 0x101);
         }
-    }
-}
-
-// The TrevaloServiceServer class lives in several files but logs as one unit: over a request mix
-// that reaches every one of them, each line names either the dispatcher's file or the class's.
-TEST_F(PmtHandlerTest, EveryLineOfTheCatalogueClassNamesItsUnit) {
-    const Bytes section =
-        PmtBuilder()
-            .Stream(0x1B, 0x100, {StreamIdentifier(1), CA(0x0B00, 0x1FF0)})
-            .Stream(0x03, 0x101, {Language({{"fra", 0}})})
-            .Stream(0x06, 0x102,
-                    {StreamIdentifier(3), Descriptor(0x6A, {0x00}), Language({{"eng", 0}})})
-            .Stream(0x06, 0x103, {Subtitling({{"fin", 0x10, 1, 1}}), Teletext({{"swe", 2, 1, 0}})})
-            .Build();
-    ASSERT_EQ(SendPmt(section), Json::Value(0));
-    for (const char* method :
-         {"SizeOfAudio", "SizeOfVideo", "SizeOfSubtitle", "GetAudio", "GetVideo", "GetSubtitle",
-          "GetPID", "GetCurrentVideoPlayingTime", "Unknown"}) {
-        Dispatch(Method(method, 0));
-    }
-    Dispatch(Method("GetSubtitle", 99));
-    Dispatch(Method("SaveCurrentVideoPlayingTime"), {1, 2, 3, 4});
-
-    std::set<std::string> functions;
-    std::istringstream lines(log_->Text());
-    for (std::string line; std::getline(lines, line);) {
-        const size_t header = line.find("/TREVALO_SERVICE(");
-        if (header == std::string::npos) continue;  // the inside of a multi-line message
-        const size_t file = line.find("): ", header) + 3;
-        const size_t function = line.find(": ", file) + 2;
-        const std::string unit = line.substr(file, function - 2 - file);
-        const std::string name = line.substr(function, line.find('(', function) - function);
-        SCOPED_TRACE(line);
-        EXPECT_EQ(unit,
-                  name == "IfMessageReceived" ? "TrevaloService.cpp" : "TrevaloServiceServer.cpp");
-        functions.insert(name);
-    }
-    // The mix reached the PMT path, private streams, TV-service lookups, queries, playing time.
-    for (const char* name : {"ParsePMT", "ProcessPrivatePESAndFillAudio", "GetAudioInfo", "GetPID",
-                             "GetSubtitle", "SaveCurrentVideoPlayingTimeAtTrevaloService",
-                             "GetCurrentVideoPlayingTimeFromTrevaloService"}) {
-        EXPECT_EQ(functions.count(name), 1u) << name;
     }
 }

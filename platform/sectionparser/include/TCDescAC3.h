@@ -2,12 +2,13 @@
 #define SECTIONPARSER_TCDESCAC3_H
 
 #include "TCDescriptor.h"
+#include "trevalo/mpeg_constants.h"
 
 // AC-3_descriptor (tag 0x6A, ETSI EN 300 468): marks a private PES stream as AC-3 audio. Its
 // optional fields are left raw (Payload()); what matters to callers is that it is there.
 class TCDescAC3 : public TCDescriptor {
   public:
-    static constexpr int kTag = 0x6A;
+    static constexpr int kTag = trevalo_mpeg::descriptor_tag::kAc3;
 
     using TCDescriptor::TCDescriptor;
 };

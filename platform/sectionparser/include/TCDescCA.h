@@ -4,12 +4,13 @@
 #include <cstdint>
 
 #include "TCDescriptor.h"
+#include "trevalo/mpeg_constants.h"
 
 // CA_descriptor (tag 0x09, ISO/IEC 13818-1): the conditional-access system that scrambles the
 // stream and the PID of its ECM stream, then private bytes of that system.
 class TCDescCA : public TCDescriptor {
   public:
-    static constexpr int kTag = 0x09;
+    static constexpr int kTag = trevalo_mpeg::descriptor_tag::kCa;
     static constexpr uint16_t kNoCAPID = 0x1FFF;
 
     using TCDescriptor::TCDescriptor;

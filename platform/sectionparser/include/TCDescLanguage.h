@@ -6,12 +6,13 @@
 #include "EAudioType.h"
 #include "ELanguageCode.h"
 #include "TCDescriptor.h"
+#include "trevalo/mpeg_constants.h"
 
 // ISO_639_language_descriptor (tag 0x0A, ISO/IEC 13818-1): entries of 4 bytes, each a 3-byte
 // ISO_639_language_code and an audio_type.
 class TCDescLanguage : public TCDescriptor {
   public:
-    static constexpr int kTag = 0x0A;
+    static constexpr int kTag = trevalo_mpeg::descriptor_tag::kIso639Language;
     static constexpr int kEntrySize = 4;
 
     using TCDescriptor::TCDescriptor;

@@ -5,6 +5,7 @@
 
 #include "ELanguageCode.h"
 #include "TCDescriptor.h"
+#include "trevalo/mpeg_constants.h"
 
 // subtitling_descriptor (tag 0x59, ETSI EN 300 468): entries of 8 bytes, each an
 // ISO_639_language_code, a subtitling_type, a composition_page_id and an ancillary_page_id.
@@ -12,7 +13,7 @@
 // For an index outside 0..NumOfSubtitling()-1 the entry accessors answer 0 (LANGUAGE_CODE_NONE).
 class TCDescSubtitling : public TCDescriptor {
   public:
-    static constexpr int kTag = 0x59;
+    static constexpr int kTag = trevalo_mpeg::descriptor_tag::kSubtitling;
     static constexpr int kEntrySize = 8;
 
     using TCDescriptor::TCDescriptor;

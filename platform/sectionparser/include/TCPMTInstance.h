@@ -7,6 +7,7 @@
 #include "TCBaseSection.h"
 #include "TCDescriptor.h"
 #include "TCPMTElementary.h"
+#include "trevalo/mpeg_constants.h"
 
 class DescriptorTable;
 
@@ -26,7 +27,7 @@ class DescriptorTable;
 // pointers to them stay good.
 class TCPMTInstance : public TCBaseSection {
   public:
-    static constexpr int kTableId = 0x02;
+    static constexpr int kTableId = trevalo_mpeg::table_id::kPmt;
     static constexpr int kMinSectionLength = 13;
 
     TCPMTInstance();

@@ -1,7 +1,8 @@
 // The simulated platform's state, shared by the simulated platform layers (system information,
 // TV service). PLATFORM_SIM_STATE names a JSON file; a read costs one stat(2), and the file is
 // parsed again only when it has changed, so a test can change the platform while the service runs.
-// Within one request (a RequestScope) the file is looked at once, however many lookups it makes.
+// Within one request (BeginRequest to EndRequest) the file is looked at once, however many lookups
+// it makes.
 #ifndef PLATFORM_SIM_STATE_H
 #define PLATFORM_SIM_STATE_H
 
@@ -18,15 +19,11 @@ const Json::Value& CurrentState();
 // layer can keep what it derived from the document until the number moves.
 const Json::Value& CurrentState(unsigned long& generation);
 
-// While one lives, the state read first stands for every later read: the platform holds still for
-// the length of one request. The framework opens one around each request it delivers.
-class RequestScope {
-  public:
-    RequestScope();
-    ~RequestScope();
-    RequestScope(const RequestScope&) = delete;
-    RequestScope& operator=(const RequestScope&) = delete;
-};
+// Between these two calls the state read first stands for every later read: the platform holds
+// still for the length of one request. The service's entry has the framework call them around
+// each request it delivers; pairs may nest.
+void BeginRequest();
+void EndRequest();
 
 // The member `name` of the block `block` of the current state; nullptr when either is absent
 // (a member present with the value null is returned as such). Valid until the next call.

@@ -48,6 +48,12 @@ class TCServer {
     // listeners. False when no such server is open or the signal cannot be sent.
     static bool SendSignal(const char* server, const char* name, const TCMessage* message);
 
+    // Functions the framework calls on the main-loop thread just before and just after it hands
+    // each request to IfMessageReceived (a request it refuses reaches neither), for whatever must
+    // hold still for the length of one request. Either may be null, as both are at start.
+    using RequestHook = void (*)();
+    static void SetRequestHooks(RequestHook before, RequestHook after);
+
     // Hook for messages handed over to another server; the default declines (returns false).
     virtual bool IfTransferMessage(const char* sender, const TCMessage* message, TCEventIO*& io);
 
