@@ -31,13 +31,13 @@ int RunListen(const CommandContext& context, const Arguments& arguments) {
     if (!arguments.Operands().empty()) {
         throw UsageError("unexpected '" + arguments.Operands()[0] + "'");
     }
-    ServiceConnection service(context.bus_address);
+    ServiceConnection service(context);
     service.Client().Subscribe(trevalo_bus::kTrevaloSignal, PrintSignal);
     if (!WaitForService(service, "listen")) return kExitSuccess;
     std::cerr << "listening for " << trevalo_bus::kTrevaloSignal << " from "
               << service.Client().BusName() << " (Ctrl-C stops)" << std::endl;
 
-    RunMainLoopUntilInterrupted();
+    service.ListenUntilInterrupted();
     return kExitSuccess;
 }
 

@@ -120,7 +120,7 @@ int RunPmt(const CommandContext& context, const Arguments& arguments) {
     const bool follow = arguments.Flag("--follow");
 
     InputStream input(arguments.Operands()[0]);
-    ServiceConnection service(context.bus_address);
+    ServiceConnection service(context);
     if (follow) CatchInterruption();
 
     std::vector<tsdemux::FoundPmt> found;
