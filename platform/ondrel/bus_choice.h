@@ -16,6 +16,11 @@ namespace bus {
 // reason when it cannot be reached.
 sd_bus* Open(const std::string& address, std::string* error);
 
+// The session bus (DBUS_SESSION_BUS_ADDRESS, else the user's bus socket) and the system bus
+// (DBUS_SYSTEM_BUS_ADDRESS, else its standard socket), as Open reports failures.
+sd_bus* OpenSession(std::string* error);
+sd_bus* OpenSystem(std::string* error);
+
 }  // namespace bus
 }  // namespace Ondrel
 

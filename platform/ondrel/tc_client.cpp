@@ -26,6 +26,7 @@ struct TCClient::State {
     sd_bus* bus = nullptr;
     GSource* source = nullptr;  // only while signals are subscribed
     std::vector<std::unique_ptr<SignalSubscription>> subscriptions;
+    TCClient::LostHandler on_lost;
 };
 
 namespace {
@@ -45,7 +46,10 @@ int OnSignal(sd_bus_message* signal, void* user_data, sd_bus_error*) {
 }
 
 // A client's signals stop when the bus goes; what the program does then is its own affair.
-void OnBusLost(void*, int) {}
+void ReportBusLost(void* data, int error) {
+    const auto& on_lost = *static_cast<TCClient::LostHandler*>(data);
+    if (on_lost) on_lost(std::strerror(error));
+}
 
 }  // namespace
 
@@ -67,6 +71,35 @@ bool TCClient::Connect(const std::string& address, std::string* error) {
     if (m_State->bus != nullptr) return true;
     m_State->bus = bus::Open(address, error);
     return m_State->bus != nullptr;
+}
+
+bool TCClient::Connect(Bus bus, std::string* error) {
+    if (m_State->bus != nullptr) return true;
+    m_State->bus = bus == Bus::kSystem ? bus::OpenSystem(error) : bus::OpenSession(error);
+    return m_State->bus != nullptr;
+}
+
+bool TCClient::Connected() const {
+    return m_State->bus != nullptr && sd_bus_is_open(m_State->bus) > 0;
+}
+
+void TCClient::OnBusLost(LostHandler on_lost) {
+    m_State->on_lost = std::move(on_lost);
+}
+
+std::string TCClient::ServerOwner() const {
+    if (!Connected()) return std::string();
+    sd_bus_error failure = SD_BUS_ERROR_NULL;
+    sd_bus_message* answer = nullptr;
+    const int result = sd_bus_call_method(
+        m_State->bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+        "GetNameOwner", &failure, &answer, "s", m_State->bus_name.c_str());
+    sd_bus_error_free(&failure);
+    const char* owner = nullptr;
+    if (result < 0 || sd_bus_message_read(answer, "s", &owner) < 0) owner = nullptr;
+    std::string unique_name = owner != nullptr ? owner : "";
+    sd_bus_message_unref(answer);
+    return unique_name;
 }
 
 bool TCClient::Request(const TCMessage& request, TCMessage& reply, std::string* error,
@@ -120,7 +153,8 @@ bool TCClient::Subscribe(const std::string& signal, SignalHandler on_signal) {
         signal.empty() ? nullptr : signal.c_str(), OnSignal, subscription.get());
     if (result < 0) return false;
     m_State->subscriptions.push_back(std::move(subscription));
-    if (m_State->source == nullptr) m_State->source = bus::Attach(m_State->bus, OnBusLost, nullptr);
+    if (m_State->source == nullptr)
+        m_State->source = bus::Attach(m_State->bus, ReportBusLost, &m_State->on_lost);
     return true;
 }
 

@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <cstring>
 #include <fstream>
 #include <memory>
@@ -16,6 +17,7 @@ namespace {
 
 using test_support::ChildProcess;
 using test_support::ChildResult;
+using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
@@ -96,6 +98,12 @@ TEST_F(CliWithService, PrintsTheTableOfAKnownProgrammeAndLooksUpItsTags) {
               "programme 8803: PMT version 13 on PID 300 (0x012C), 96 bytes: catalogue rebuilt\n" +
                   table);
     EXPECT_EQ(Cli({"catalogue"}).out, table);
+    const ChildResult json = Cli({"pmt", kMultiProgramme, "--program", "8803", "--json"});
+    EXPECT_EQ(json.status, 0) << json.err;
+    Json::Value expected = test_support::ParseJson(
+        R"({"program_num":8803,"pmt_pid":300,"version":13,"section_bytes":96,"answer":0})");
+    expected["catalogue"] = CatalogueSeenDirectly();
+    EXPECT_EQ(test_support::ParseJson(json.out), expected) << json.out;
 
     for (const auto& [tag, pid] : {std::pair<const char*, const char*>{"0", "310\n"},
                                    {"1", "321\n"},
@@ -153,6 +161,7 @@ TEST(CliListen, WaitsForTheServiceSayingSoOnceThenPrintsItsSignals) {
     test_support::ChildOptions options;
     options.environment = {"DBUS_SESSION_BUS_ADDRESS=" + bus.Address()};
     ChildProcess listener({"listen"}, options);
+    ChildProcess json({"listen", "--json"}, options);
     const std::string waiting =
         "trevalo-cli: listen: waiting for org.ondrel.TCServer.trevalo_service to appear";
     ASSERT_TRUE(listener.WaitForErr(waiting)) << listener.Err();
@@ -160,6 +169,7 @@ TEST(CliListen, WaitsForTheServiceSayingSoOnceThenPrintsItsSignals) {
 
     test_support::ServiceProcess service(bus, TREVALO_SERVICE_BINARY);
     ASSERT_TRUE(listener.WaitForErr("listening for TrevaloSignal")) << listener.Err();
+    ASSERT_TRUE(json.WaitForErr("listening for TrevaloSignal")) << json.Err();
     test_support::RawClient client(bus);
     client.Request(R"({"method":"SendPESDataWithFirstPTS","data":{"pts":900000}})",
                    {0x00, 0x01, 0xBD});
@@ -167,6 +177,11 @@ TEST(CliListen, WaitsForTheServiceSayingSoOnceThenPrintsItsSignals) {
         "TrevaloSignal {\"data\":{\"pts\":900000},\"method\":\"SendPESDataWithFirstPTS\"} "
         "buffer (3 bytes): 00 01 bd\n"))
         << listener.Out();
+    EXPECT_TRUE(json.WaitForOut(
+        R"({"body":{"data":{"pts":900000},"method":"SendPESDataWithFirstPTS"},"buffer":"0001bd",)"
+        R"("signal":"TrevaloSignal"})"
+        "\n"))
+        << json.Out();
     listener.Signal(SIGINT);
     EXPECT_EQ(listener.Wait(), 0);
     const std::string said = listener.Err();
@@ -225,10 +240,81 @@ TEST_F(CliWithService, FollowsAGrowingRecordingUntilInterrupted) {
     }
     ASSERT_TRUE(follower.WaitForOut("PMT version 2")) << follower.Out() << follower.Err();
     EXPECT_TRUE(follower.WaitForOut("+ video  0  273 (0x0111)")) << follower.Out();
-    follower.Signal(SIGINT);
-    EXPECT_EQ(follower.Wait(), 0);
     EXPECT_THAT(follower.Out(), HasSubstr("- video  0  257 (0x0101)"));
     EXPECT_EQ(Cli({"pid", "255"}).out, "273\n");  // the service holds version 2
+
+    // Rewritten from the start, shorter: read again, its PMT sent.
+    const ts_test::Bytes v3 = ts_test::MakePmtSection(7, 3, {{0x1B, 0x121}});
+    const std::string rewritten = WriteFile("recording.ts.new", ChangingStream(v3, v3));
+    ASSERT_EQ(truncate(path.c_str(), 0), 0);
+    ASSERT_TRUE(follower.WaitForErr("was rewritten: reading it from the start")) << follower.Err();
+    std::ofstream(path, std::ios::binary | std::ios::app)
+        << std::ifstream(rewritten, std::ios::binary).rdbuf();
+    EXPECT_TRUE(follower.WaitForOut("+ video  0  289 (0x0121)")) << follower.Out();
+    follower.Signal(SIGINT);
+    EXPECT_EQ(follower.Wait(), 0);
+}
+
+// The service restarted under a follower: the new instance gets the current PMT with reset,
+// though the stream holds no new version.
+TEST_F(CliWithService, RefillsARestartedServiceWhileFollowing) {
+    const ts_test::Bytes v1 = ts_test::MakePmtSection(7, 1, {{0x1B, 0x101}});
+    const std::string path = WriteFile("recording.ts", ChangingStream(v1, v1));
+    ChildProcess follower({"pmt", path, "--follow"}, Options());
+    ASSERT_TRUE(follower.WaitForOut("PMT version 1")) << follower.Err();
+    ASSERT_EQ(service_->Stop(SIGTERM), 0);
+    ASSERT_TRUE(follower.WaitForErr("left the bus or was restarted")) << follower.Err();
+    StartService();
+    ASSERT_TRUE(follower.WaitForOut("(no component changed)")) << follower.Out();
+    EXPECT_EQ(Cli({"pid", "255"}).out, "257\n");
+    EXPECT_THAT(service_->Log(), HasSubstr("reset parser"));
+    follower.Signal(SIGINT);
+    EXPECT_EQ(follower.Wait(), 0);
+}
+
+// Whoever listens learns that the bus is gone: one line, status 2.
+TEST_F(CliWithService, ListenersEndWith2WhenTheBusGoes) {
+    std::vector<std::unique_ptr<ChildProcess>> listeners;
+    for (const char* command : {"watch", "listen"}) {
+        listeners.push_back(std::make_unique<ChildProcess>(
+            std::vector<std::string>{command, "--bus", bus_->Address()},
+            test_support::ChildOptions()));
+        ASSERT_TRUE(listeners.back()->WaitForErr("ing ")) << command;
+    }
+    bus_->Kill();
+    for (const auto& listener : listeners) {
+        EXPECT_EQ(listener->Wait(), 2);
+        EXPECT_THAT(listener->Err(), HasSubstr("\ntrevalo-cli: "));
+        EXPECT_THAT(listener->Err(), EndsWith(": lost the connection to the bus at " +
+                                              bus_->Address() + ": Connection reset by peer\n"));
+    }
+    EXPECT_EQ(service_->Wait(), 1);  // the service goes as well
+    service_.reset();
+}
+
+// A hung service holds no command longer than --timeout.
+TEST_F(CliWithService, AStoppedServiceEndsACommandAfterTheTimeout) {
+    service_->Signal(SIGSTOP);
+    const auto started = std::chrono::steady_clock::now();
+    const ChildResult result = Cli({"--timeout", "0.5", "catalogue"});
+    const auto took = std::chrono::steady_clock::now() - started;
+    service_->Signal(SIGCONT);
+    EXPECT_EQ(result.status, 2);
+    EXPECT_THAT(result.err, StartsWith("trevalo-cli: catalogue: no answer from "));
+    EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
+    EXPECT_LT(took, std::chrono::seconds(5));
+}
+
+// A stream that never shows a PAT is reported once, not read in silence.
+TEST_F(CliWithService, SaysOnceWhenALiveInputShowsNoPat) {
+    test_support::ChildOptions options = Options();
+    options.environment.push_back("TREVALO_CLI_PAT_PATIENCE_MS=100");
+    ChildProcess reader({"pmt", "/dev/zero"}, options);
+    EXPECT_TRUE(reader.WaitForErr("trevalo-cli: pmt: no PAT in the first ")) << reader.Err();
+    reader.Signal(SIGKILL);
+    reader.Wait();
+    const std::string said = reader.Err();
+    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
 }
 
 TEST_F(CliWithService, FailureAnswersAre1AndSayWhy) {
@@ -240,11 +326,23 @@ TEST_F(CliWithService, FailureAnswersAre1AndSayWhy) {
     ts_test::Bytes capture = test_support::ReadFile(kMultiProgramme);
     capture.resize(9 * 188 + 100);
     const std::string cut = WriteFile("cut.ts", capture);
+    // Programme 7, then a PAT without it.
+    uint8_t pat_counter = 0;
+    uint8_t pmt_counter = 0;
+    const std::string vanishing = WriteFile(
+        "vanishing.ts",
+        ts_test::Concat(
+            {ts_test::Packetize(ts_test::MakePatSection(1, 0, {{7, 0x100}}), 0, pat_counter),
+             ts_test::Packetize(ts_test::MakePmtSection(7, 1, {{0x1B, 0x101}}), 0x100, pmt_counter),
+             ts_test::Packetize(ts_test::MakePatSection(1, 1, {{8, 0x100}}), 0, pat_counter),
+             ts_test::Packetize(ts_test::MakePatSection(1, 1, {{8, 0x100}}), 0, pat_counter),
+             ts_test::Packetize(ts_test::MakePatSection(1, 1, {{8, 0x100}}), 0, pat_counter)}));
     const std::pair<std::vector<std::string>, std::string> unusable[] = {
         {{"pmt", notes}, "no transport-stream packets in " + notes},
-        {{"pmt", noise}, "no PAT in " + noise},  // packets found by chance, none of them a PAT
+        {{"pmt", noise}, "no PAT in 262144 bytes of " + noise},  // sync bytes by chance
         {{"pmt", cut, "--program", "8803"},
          "no valid PMT of programme 8803 on PID 300 (0x012C) in " + cut},
+        {{"pmt", vanishing, "--follow"}, "programme 7 is not in the PAT (programmes: 8) any more"},
     };
     ChildResult result;
     for (const auto& [arguments, reason] : unusable) {
@@ -273,7 +371,7 @@ TEST_F(CliWithService, FailureAnswersAre1AndSayWhy) {
     pmt_test::SetLengthField(overrun, pmt_test::kProgramInfoLengthOffset, 0x3FF);
     pmt_test::RestampCrc(overrun);
     counter = 0;
-    uint8_t pmt_counter = 0;
+    pmt_counter = 0;
     const std::string refused = WriteFile(
         "refused.ts", ts_test::Concat({ts_test::Packetize(
                                            ts_test::MakePatSection(1, 0, {{7, 0x100}}), 0, counter),

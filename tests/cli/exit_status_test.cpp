@@ -61,7 +61,9 @@ TEST(ExitStatus, HelpIs0AndDescribesEachCommand) {
             const ChildResult help = RunCli(words);
             EXPECT_EQ(help.status, 0) << command;
             EXPECT_THAT(help.out,
-                        StartsWith("Usage: trevalo-cli [--bus ADDRESS] " + std::string(command)));
+                        StartsWith("Usage: trevalo-cli [--bus ADDRESS | --system | --session] "
+                                   "[--timeout SECONDS] " +
+                                   std::string(command)));
             EXPECT_EQ(help.err, "");
         }
     }

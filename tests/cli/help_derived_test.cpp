@@ -43,8 +43,11 @@ TEST(FromHelp, BashCompletionOffersTheCommandsOptionsAndWordsOfTheHelp) {
         {"''", "call\ncatalogue\nlisten\npid\npmt\nprogrammes\ntime\nwatch\n"},
         {"p", "pid\npmt\nprogrammes\n"},
         {"--bus unix:path=/x ca", "call\ncatalogue\n"},
-        {"--", "--bus\n--help\n"},
-        {"pmt rec.ts --", "--bus\n--follow\n--help\n--program\n"},
+        {"--", "--bus\n--help\n--session\n--system\n--timeout\n"},
+        {"pmt rec.ts --",
+         "--bus\n--follow\n--help\n--json\n--program\n--session\n--system\n--timeout\n"},
+        {"listen ''", "\n"},
+        {"call SizeOf", "SizeOfAudio\nSizeOfSubtitle\nSizeOfVideo\n"},
         {"call GetAudio --d", "--data\n"},
         {"time ''", "get\nsave\n"},
         {"pmt rec.ts --program ''", "\n"},  // a number: nothing to offer
@@ -64,7 +67,9 @@ TEST(FromHelp, ManualPageHoldsEveryCommandAndRendersWithoutWarnings) {
          {"call", "catalogue", "pid", "time", "pmt", "programmes", "listen"}) {
         const test_support::ChildResult help = test_support::RunCli({command, "--help"});
         const std::string usage = help.out.substr(0, help.out.find('\n'));
-        EXPECT_THAT(text, HasSubstr("\n   " + usage.substr(usage.find(command)) + "\n"));
+        EXPECT_THAT(
+            text,
+            HasSubstr("\n   " + usage.substr(usage.find("] " + std::string(command)) + 2) + "\n"));
     }
     EXPECT_THAT(text, HasSubstr("\nEXIT STATUS\n       0      done\n"));
 }

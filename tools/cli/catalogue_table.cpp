@@ -13,8 +13,8 @@ namespace {
 
 namespace member = trevalo_bus::member;
 
-constexpr int kNoComponentTag = 255;  // the stream has no stream_identifier_descriptor
-constexpr int kNoEncoding = -1;
+constexpr int kNoComponentTag = 255;     // the stream has no stream_identifier_descriptor
+constexpr int kMpeg2VideoEncoding = -1;  // the service's code for stream type 0x02
 
 std::optional<long long> Integer(const Json::Value& entry, const char* name) {
     const Json::Value& value = entry[name];
@@ -42,7 +42,8 @@ std::string TagCell(const Json::Value& entry) {
 }
 
 std::string EncodingCell(ComponentKind kind, const Json::Value& entry) {
-    static const std::map<long long, const char*> video_names = {{0, "MPEG video"}, {1, "AVC"}};
+    static const std::map<long long, const char*> video_names = {
+        {0, "MPEG video"}, {1, "AVC"}, {kMpeg2VideoEncoding, "MPEG-2 video"}};
     static const std::map<long long, const char*> audio_names = {
         {0, "AC-3"}, {2, "MPEG audio"}, {3, "AAC ADTS"}, {4, "AAC LATM"}, {5, "E-AC-3"}};
     if (kind == ComponentKind::kSubtitle) return "-";
@@ -50,8 +51,7 @@ std::string EncodingCell(ComponentKind kind, const Json::Value& entry) {
     if (!code) return "?";
     const auto& names = kind == ComponentKind::kVideo ? video_names : audio_names;
     const auto name = names.find(*code);
-    const std::string label =
-        name != names.end() ? name->second : (*code == kNoEncoding ? "unknown" : "other");
+    const std::string label = name != names.end() ? name->second : "other";
     return label + " (" + std::to_string(*code) + ")";
 }
 
@@ -130,13 +130,17 @@ std::string FormatCatalogueTable(const std::vector<CatalogueRow>& rows) {
     return table;
 }
 
-std::string FormatCatalogueJson(const Catalogue& catalogue) {
+Json::Value CatalogueJson(const Catalogue& catalogue) {
     Json::Value document(Json::objectValue);
     for (const ComponentKind kind : kAllKinds) {
         Json::Value& list = document[KindName(kind)] = Json::Value(Json::arrayValue);
         for (const Json::Value& entry : catalogue.List(kind)) list.append(entry);
     }
-    return trevalo_json::WriteStyled(document, "  ");
+    return document;
+}
+
+std::string FormatCatalogueJson(const Catalogue& catalogue) {
+    return trevalo_json::WriteStyled(CatalogueJson(catalogue), "  ");
 }
 
 }  // namespace trevalo_cli

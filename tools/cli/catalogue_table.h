@@ -17,6 +17,7 @@ std::string FormatCatalogueTable(const std::vector<CatalogueRow>& rows);
 std::string PrintableText(const std::string& bytes);
 
 // {"audio": [...], "subtitle": [...], "video": [...]}, the entries as the service gave them.
+Json::Value CatalogueJson(const Catalogue& catalogue);
 std::string FormatCatalogueJson(const Catalogue& catalogue);
 
 }  // namespace trevalo_cli

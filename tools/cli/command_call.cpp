@@ -30,7 +30,7 @@ int RunCall(const CommandContext& context, const Arguments& arguments) {
     std::vector<unsigned char> buffer;
     if (const auto file = arguments.Value("--buffer-file")) buffer = InputStream(*file).ReadAll();
 
-    ServiceConnection service(context.bus_address);
+    ServiceConnection service(context);
     const Ondrel::TCMessage reply = service.Request(method, data, buffer);
     std::cout << trevalo_json::WriteCompact(reply.body) << "\n";
     unsigned char* bytes = nullptr;

@@ -12,7 +12,7 @@ int RunCatalogue(const CommandContext& context, const Arguments& arguments) {
     if (!arguments.Operands().empty()) {
         throw UsageError("unexpected '" + arguments.Operands()[0] + "'");
     }
-    ServiceConnection service(context.bus_address);
+    ServiceConnection service(context);
     const Catalogue catalogue = ReadWholeCatalogue(service);
     std::cout << (arguments.Flag("--json") ? FormatCatalogueJson(catalogue)
                                            : FormatCatalogueTable(AllRows(catalogue)));

@@ -13,7 +13,7 @@ constexpr int kExitUsage = 2;          // bad usage, unusable input, or nobody t
 
 class CommandError : public std::runtime_error {
   public:
-    enum class Kind { kUsage, kUnreadableInput, kNoService, kFailureAnswer };
+    enum class Kind { kUsage, kUnreadableInput, kNoService, kBusLost, kFailureAnswer };
 
     CommandError(Kind kind, const std::string& message)
         : std::runtime_error(message), m_Kind(kind) {}
@@ -35,6 +35,10 @@ inline CommandError UnreadableInput(const std::string& message) {
 }
 inline CommandError NoServiceError(const std::string& message) {
     return CommandError(CommandError::Kind::kNoService, message);
+}
+// The connection to the bus is gone: not a service that can come back.
+inline CommandError BusLostError(const std::string& message) {
+    return CommandError(CommandError::Kind::kBusLost, message);
 }
 inline CommandError FailureAnswer(const std::string& message) {
     return CommandError(CommandError::Kind::kFailureAnswer, message);

@@ -14,7 +14,7 @@ int RunPid(const CommandContext& context, const Arguments& arguments) {
         throw UsageError("TAG is a component tag from 0 to 255, not '" + arguments.Operands()[0] +
                          "'");
     }
-    ServiceConnection service(context.bus_address);
+    ServiceConnection service(context);
     const int pid = LookUpPid(service, static_cast<int>(*tag));
     if (pid == 0) throw FailureAnswer("no component carries tag " + std::to_string(*tag));
     std::cout << pid << "\n";

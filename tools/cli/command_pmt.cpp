@@ -2,8 +2,12 @@
 // and the catalogue it gives back.
 #include <time.h>
 
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <iostream>
+#include <memory>
+#include <optional>
 #include <vector>
 
 #include "catalogue_changes.h"
@@ -12,8 +16,11 @@
 #include "commands.h"
 #include "input_stream.h"
 #include "interruption.h"
+#include "output_names.h"
 #include "progress_line.h"
 #include "service_requests.h"
+#include "service_wait.h"
+#include "trevalo/json_text.h"
 #include "tsdemux/pmt_extractor.h"
 
 namespace trevalo_cli {
@@ -34,48 +41,113 @@ std::string Describe(const tsdemux::FoundPmt& pmt) {
            std::to_string(pmt.section.size()) + " bytes";
 }
 
+// "programme N is not in the PAT (programmes: ...)", N the programme followed once known.
 std::string ProgrammeMissing(const tsdemux::PmtExtractor& extractor, uint16_t requested) {
     std::string listed;
     for (const tsdemux::ProgramEntry& entry : extractor.Programmes()) {
         listed += (listed.empty() ? "" : ", ") + std::to_string(entry.program_number);
     }
     if (listed.empty()) return "the PAT lists no programme";
-    return "programme " + std::to_string(requested) + " is not in the PAT (programmes: " + listed +
+    const uint16_t followed =
+        extractor.ProgramNumber() != 0 ? extractor.ProgramNumber() : requested;
+    return "programme " + std::to_string(followed) + " is not in the PAT (programmes: " + listed +
            ")";
 }
 
 // Why the input gave no PMT.
 std::string NothingFound(const tsdemux::PmtExtractor& extractor, const InputStream& input,
-                         uint16_t requested) {
+                         uint16_t requested, uint64_t bytes_read) {
     const uint64_t bad_crc = extractor.BadCrcSections();
     const std::string crc_note =
         bad_crc == 0 ? "" : " (" + std::to_string(bad_crc) + " sections failed the CRC check)";
     if (extractor.Reader().Packets() == 0) {
         return "no transport-stream packets in " + input.Name();
     }
-    if (!extractor.PatComplete()) return "no PAT in " + input.Name() + crc_note;
+    if (!extractor.PatComplete()) {
+        return "no PAT in " + std::to_string(bytes_read) + " bytes of " + input.Name() + crc_note;
+    }
     if (extractor.ProgrammeMissing()) return ProgrammeMissing(extractor, requested);
     return "no valid PMT of programme " + std::to_string(extractor.ProgramNumber()) + " on PID " +
            PidText(static_cast<unsigned>(extractor.PmtPid())) + " in " + input.Name() + crc_note;
 }
 
-// Sends each PMT found and prints what the service made of it.
+void SayOnStderr(const std::string& message) {
+    std::cout.flush();
+    std::cerr << "trevalo-cli: pmt: " << message << std::endl;
+}
+
+// Sends each PMT found and prints what the service made of it. While following, a service that
+// goes away is waited for and refilled with the current PMT.
 class PmtSender {
   public:
-    PmtSender(ServiceConnection& service, bool follow) : m_Service(service), m_Follow(follow) {}
+    PmtSender(ServiceConnection& service, bool follow, bool json)
+        : m_Service(service), m_Follow(follow), m_Json(json) {}
 
     void Send(const tsdemux::FoundPmt& pmt) {
+        m_Current = pmt;
+        while (true) {
+            try {
+                SendOnce(pmt);
+                if (m_Follow) m_Owner = m_Service.Client().ServerOwner();
+                return;
+            } catch (const CommandError& error) {
+                // Before the service ever answered, "no service" is the answer.
+                if (!m_Follow || m_Accepted == 0 ||
+                    error.GetKind() != CommandError::Kind::kNoService)
+                    throw;
+                SayOnStderr(error.what());
+            }
+            if (!AwaitService()) return;
+        }
+    }
+
+    // While following: when the name of the service that took the current PMT has no owner or
+    // another one now (a restart), waits for the service and sends that PMT again with reset.
+    // Asks the bus at most every kOwnerCheckInterval.
+    void KeepServiceFilled() {
+        if (!m_Follow || m_Accepted == 0) return;
+        const auto now = std::chrono::steady_clock::now();
+        if (now - m_OwnerChecked < kOwnerCheckInterval) return;
+        m_OwnerChecked = now;
+        if (m_Service.Client().ServerOwner() == m_Owner) return;
+        SayOnStderr(m_Service.Client().BusName() + " left the bus or was restarted");
+        if (AwaitService()) Send(m_Current);
+    }
+
+    uint64_t Sent() const { return m_Sent; }
+    uint64_t Accepted() const { return m_Accepted; }
+    // The next section starts the catalogue afresh (reset), as after a rewritten recording.
+    void StartOver() { m_Reset = true; }
+
+  private:
+    static constexpr std::chrono::milliseconds kOwnerCheckInterval{200};
+
+    // False when interrupted first.
+    bool AwaitService() {
+        if (!WaitForService(m_Service, "pmt")) return false;
+        m_Reset = true;  // a new instance holds an empty catalogue
+        return true;
+    }
+
+    void SendOnce(const tsdemux::FoundPmt& pmt) {
         ++m_Sent;
-        // The first section the service takes starts afresh; later ones update it.
-        const bool reset = m_Accepted == 0;
-        if (!SendPmtSection(m_Service, pmt.section, pmt.program_number, reset)) {
+        const bool accepted = SendPmtSection(m_Service, pmt.section, pmt.program_number, m_Reset);
+        std::optional<Catalogue> catalogue;
+        if (accepted) catalogue = ReadCatalogue(m_Service);
+        if (m_Json) PrintJson(pmt, catalogue);
+        if (!accepted) {
             const std::string refused = "the service refused the " + Describe(pmt);
             if (!m_Follow) throw FailureAnswer(refused);
-            std::cout.flush();
-            std::cerr << "trevalo-cli: pmt: " << refused << std::endl;
+            SayOnStderr(refused);
             return;
         }
-        Catalogue catalogue = ReadCatalogue(m_Service);
+        if (!m_Json) PrintTable(pmt, *catalogue);
+        m_Reset = false;
+        ++m_Accepted;
+        m_Last = std::move(*catalogue);
+    }
+
+    void PrintTable(const tsdemux::FoundPmt& pmt, const Catalogue& catalogue) const {
         std::cout << Describe(pmt) << ": catalogue rebuilt\n";
         if (m_Accepted == 0) {
             std::cout << FormatCatalogueTable(AllRows(catalogue));
@@ -85,24 +157,42 @@ class PmtSender {
                                           : FormatCatalogueTable(changes));
         }
         std::cout.flush();
-        ++m_Accepted;
-        m_Last = std::move(catalogue);
     }
 
-    uint64_t Sent() const { return m_Sent; }
-    uint64_t Accepted() const { return m_Accepted; }
+    static void PrintJson(const tsdemux::FoundPmt& pmt, const std::optional<Catalogue>& catalogue) {
+        Json::Value line(Json::objectValue);
+        line[output::kProgramNum] = pmt.program_number;
+        line[output::kPmtPid] = pmt.pid;
+        line[output::kVersion] = pmt.version;
+        line[output::kSectionBytes] = static_cast<Json::UInt64>(pmt.section.size());
+        line[output::kAnswer] = catalogue ? 0 : 1;
+        line[output::kCatalogue] = catalogue ? CatalogueJson(*catalogue) : Json::Value();
+        std::cout << trevalo_json::WriteCompact(line) << std::endl;  // a line at a time
+    }
 
-  private:
     ServiceConnection& m_Service;
     bool m_Follow;
+    bool m_Json;
+    bool m_Reset = true;  // the first section the service takes starts afresh
     uint64_t m_Sent = 0;
     uint64_t m_Accepted = 0;
     Catalogue m_Last;
+    tsdemux::FoundPmt m_Current;  // the PMT of the catalogue the service should hold
+    std::string m_Owner;          // who owned the service's name when it took m_Current
+    std::chrono::steady_clock::time_point m_OwnerChecked;
 };
 
 void WaitForGrowth() {
     const timespec pause{0, kGrowthPollNanoseconds};
     nanosleep(&pause, nullptr);  // a signal cuts it short, which is what Ctrl-C wants
+}
+
+// How long a live input may go without a PAT before the client says so.
+std::chrono::milliseconds PatPatience() {
+    const char* text = std::getenv("TREVALO_CLI_PAT_PATIENCE_MS");
+    const std::optional<long long> ms =
+        text != nullptr ? ParseInteger(text, 0, 24LL * 60 * 60 * 1000) : std::nullopt;
+    return std::chrono::milliseconds(ms ? *ms : 5000);
 }
 
 }  // namespace
@@ -120,33 +210,58 @@ int RunPmt(const CommandContext& context, const Arguments& arguments) {
     const bool follow = arguments.Flag("--follow");
 
     InputStream input(arguments.Operands()[0]);
-    ServiceConnection service(context.bus_address);
+    ServiceConnection service(context);
     if (follow) CatchInterruption();
 
     std::vector<tsdemux::FoundPmt> found;
-    tsdemux::PmtExtractor extractor(
-        program, [&found](const tsdemux::FoundPmt& pmt) { found.push_back(pmt); });
-    PmtSender sender(service, follow);
+    const auto new_extractor = [&found, program] {
+        return std::make_unique<tsdemux::PmtExtractor>(
+            program, [&found](const tsdemux::FoundPmt& pmt) { found.push_back(pmt); });
+    };
+    std::unique_ptr<tsdemux::PmtExtractor> extractor = new_extractor();
+    PmtSender sender(service, follow, arguments.Flag("--json"));
     ProgressLine progress(input.Name(), input.Size(), input.IsRegularFile());
     std::vector<uint8_t> chunk(kChunkSize);
     uint64_t bytes_read = 0;
     bool ended = false;
-    bool reported_missing = false;
+    // A live input (followed, or one that is not a file) may never end: say once when no PAT
+    // comes for a while.
+    const bool live = follow || !input.IsRegularFile();
+    const auto started = std::chrono::steady_clock::now();
+    const std::chrono::milliseconds pat_patience = PatPatience();
+    bool said_no_pat = false;
 
     while (!ended && !Interrupted()) {
+        if (live && !said_no_pat && !extractor->PatComplete() &&
+            std::chrono::steady_clock::now() - started >= pat_patience) {
+            SayOnStderr("no PAT in the first " + std::to_string(bytes_read) + " bytes of " +
+                        input.Name() + "; still reading (Ctrl-C stops)");
+            said_no_pat = true;
+        }
         const ssize_t count = input.Read(chunk.data(), chunk.size());
         if (count < 0) continue;  // a signal: the loop condition decides
         if (count == 0 && follow && input.IsRegularFile()) {
+            if (input.Size() < bytes_read) {
+                // Rewritten from the start, shorter than what was read: read it afresh.
+                SayOnStderr(input.Name() + " was rewritten: reading it from the start");
+                input.Rewind();
+                bytes_read = 0;
+                found.clear();
+                extractor = new_extractor();
+                sender.StartOver();
+                continue;
+            }
+            sender.KeepServiceFilled();
             WaitForGrowth();
             continue;
         }
         if (count == 0) {
-            extractor.Finish();
+            extractor->Finish();
             ended = true;
         } else {
             bytes_read += static_cast<uint64_t>(count);
             progress.Update(bytes_read);
-            extractor.Feed(chunk.data(), static_cast<size_t>(count));
+            extractor->Feed(chunk.data(), static_cast<size_t>(count));
         }
         for (const tsdemux::FoundPmt& pmt : found) {
             progress.Erase();
@@ -154,16 +269,17 @@ int RunPmt(const CommandContext& context, const Arguments& arguments) {
             if (!follow) return kExitSuccess;
         }
         found.clear();
-        if (extractor.ProgrammeMissing() && !reported_missing) {
-            if (sender.Sent() == 0) throw FailureAnswer(ProgrammeMissing(extractor, program));
-            std::cerr << "trevalo-cli: pmt: " << ProgrammeMissing(extractor, program) << " any more"
-                      << std::endl;
-            reported_missing = true;
+        if (extractor->ProgrammeMissing()) {
+            progress.Erase();
+            throw FailureAnswer(ProgrammeMissing(*extractor, program) +
+                                (sender.Sent() == 0 ? "" : " any more"));
         }
-        if (!extractor.ProgrammeMissing()) reported_missing = false;
+        sender.KeepServiceFilled();
     }
     progress.Erase();
-    if (sender.Sent() == 0) throw FailureAnswer(NothingFound(extractor, input, program));
+    if (sender.Sent() == 0) {
+        throw FailureAnswer(NothingFound(*extractor, input, program, bytes_read));
+    }
     if (sender.Accepted() == 0) throw FailureAnswer("the service refused every PMT it was sent");
     return kExitSuccess;
 }

@@ -11,6 +11,8 @@
 #include "command_error.h"
 #include "commands.h"
 #include "input_stream.h"
+#include "output_names.h"
+#include "trevalo/json_text.h"
 #include "trevalo/mpeg_constants.h"
 #include "tsdemux/pmt_streams.h"
 #include "tsdemux/programme_scanner.h"
@@ -119,6 +121,65 @@ void PrintProgramme(const tsdemux::FoundPmt& pmt) {
     }
 }
 
+Json::Value StreamJson(const tsdemux::ElementaryStream& stream) {
+    Json::Value json(Json::objectValue);
+    json[output::kPid] = stream.pid;
+    json[output::kStreamType] = stream.stream_type;
+    json[output::kStreamTypeName] = StreamTypeName(stream.stream_type);
+    json[output::kComponentTag] =
+        stream.component_tag < 0 ? Json::Value() : Json::Value(stream.component_tag);
+    Json::Value& languages = json[output::kLanguages] = Json::Value(Json::arrayValue);
+    for (const auto& language : stream.iso639_languages) {
+        Json::Value& entry = languages.append(Json::Value(Json::objectValue));
+        entry[output::kLanguage] = PrintableText(language.code);
+        entry[output::kAudioType] = language.audio_type;
+    }
+    Json::Value& ca = json[output::kCa] = Json::Value(Json::arrayValue);
+    for (const auto& system : stream.ca) {
+        Json::Value& entry = ca.append(Json::Value(Json::objectValue));
+        entry[output::kSystemId] = system.system_id;
+        entry[output::kPid] = system.pid;
+    }
+    Json::Value& subtitling = json[output::kSubtitling] = Json::Value(Json::arrayValue);
+    for (const auto& subtitles : stream.subtitling) {
+        Json::Value& entry = subtitling.append(Json::Value(Json::objectValue));
+        entry[output::kLanguage] = PrintableText(subtitles.language);
+        entry[output::kType] = subtitles.type;
+        entry[output::kCompositionPage] = subtitles.composition_page;
+        entry[output::kAncillaryPage] = subtitles.ancillary_page;
+    }
+    Json::Value& teletext = json[output::kTeletext] = Json::Value(Json::arrayValue);
+    for (const auto& page : stream.teletext) {
+        Json::Value& entry = teletext.append(Json::Value(Json::objectValue));
+        entry[output::kLanguage] = PrintableText(page.language);
+        entry[output::kType] = page.type;
+        entry[output::kMagazine] = page.magazine;
+        entry[output::kPage] = page.page;
+    }
+    const auto carries = [&stream](uint8_t tag) {
+        return std::find(stream.descriptor_tags.begin(), stream.descriptor_tags.end(), tag) !=
+               stream.descriptor_tags.end();
+    };
+    json[output::kAc3] = carries(descriptor_tag::kAc3);
+    json[output::kEnhancedAc3] = carries(descriptor_tag::kEnhancedAc3);
+    return json;
+}
+
+Json::Value ProgrammeJson(const tsdemux::FoundPmt& pmt) {
+    const tsdemux::PmtStreams content = tsdemux::ReadPmtStreams(pmt.section);
+    Json::Value json(Json::objectValue);
+    json[output::kProgramNum] = pmt.program_number;
+    json[output::kPmtPid] = pmt.pid;
+    json[output::kVersion] = pmt.version;
+    json[output::kPcrPid] = content.pcr_pid;
+    json[output::kTruncated] = content.truncated;
+    Json::Value& streams = json[output::kStreams] = Json::Value(Json::arrayValue);
+    for (const tsdemux::ElementaryStream& stream : content.streams) {
+        streams.append(StreamJson(stream));
+    }
+    return json;
+}
+
 }  // namespace
 
 int RunProgrammes(const CommandContext&, const Arguments& arguments) {
@@ -149,18 +210,29 @@ int RunProgrammes(const CommandContext&, const Arguments& arguments) {
     if (!scanner.PatComplete()) throw FailureAnswer("no PAT in " + input.Name() + crc_note);
     if (scanner.Programmes().empty()) throw FailureAnswer("the PAT lists no programme");
 
+    const bool json = arguments.Flag("--json");
+    Json::Value programs(Json::arrayValue);
     size_t listed = 0;
     for (const tsdemux::ProgramEntry& entry : scanner.Programmes()) {
         if (const tsdemux::FoundPmt* pmt = scanner.PmtOf(entry.program_number)) {
-            PrintProgramme(*pmt);
+            if (json) {
+                programs.append(ProgrammeJson(*pmt));
+            } else {
+                PrintProgramme(*pmt);
+            }
             ++listed;
-        } else {
+        } else if (!json) {
             std::cout << "programme " << entry.program_number << ": no valid PMT on PID "
                       << PidText(entry.pid) << "\n";
         }
     }
     if (listed == 0) {
         throw FailureAnswer("no valid PMT of any programme in " + input.Name() + crc_note);
+    }
+    if (json) {
+        Json::Value document(Json::objectValue);
+        document[output::kPrograms] = programs;
+        std::cout << trevalo_json::WriteStyled(document, "  ");
     }
     return kExitSuccess;
 }

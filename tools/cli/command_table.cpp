@@ -15,7 +15,11 @@ const std::vector<CommandEntry>& AllCommands() {
          "error reply gives 1.\n"
          "\n"
          "  trevalo-cli call SizeOfAudio\n"
-         "  trevalo-cli call GetAudio --data 0\n",
+         "  trevalo-cli call GetAudio --data 0\n"
+         "\n"
+         "METHOD is one of: SendPESDataWithFirstPTS SendPMTData GetPID GetAudio SizeOfAudio\n"
+         "GetVideo SizeOfVideo GetSubtitle SizeOfSubtitle GetCurrentVideoPlayingTime\n"
+         "SaveCurrentVideoPlayingTime GetCatalogue, or any other name.\n",
          {{"--data", "--buffer-file"}, {}},
          RunCall},
         {"catalogue",
@@ -47,7 +51,7 @@ const std::vector<CommandEntry>& AllCommands() {
          {{}, {}},
          RunTime},
         {"pmt",
-         "pmt FILE|- [--program N] [--follow]",
+         "pmt FILE|- [--program N] [--follow] [--json]",
          "send a stream's PMT, print the components",
          "Reads an MPEG-2 transport stream from FILE or standard input (packets of 188 bytes, or\n"
          "192 with a timestamp before each, or 204 with parity after each; garbage and cut\n"
@@ -59,13 +63,24 @@ const std::vector<CommandEntry>& AllCommands() {
          "(reset: false), and the entries it added (+) or removed (-) are printed. At the end of\n"
          "a file it waits for the file to grow; Ctrl-C stops it. Use it on a tuner's output\n"
          "(dvbv5-zap -o - ... | trevalo-cli pmt - --follow) or on a recording being written.\n"
+         "A recording rewritten shorter is read again from the start. When the service leaves\n"
+         "the bus (stopped, crashed, restarted), says so, waits for it and sends the current PMT\n"
+         "again (reset: true); when the bus itself goes, ends with status 2.\n"
          "\n"
-         "Status 1 when the input holds no PAT, no such programme or no valid PMT of it, or when\n"
-         "the service refuses the section.\n",
-         {{"--program"}, {"--follow"}},
+         "With --json, prints one JSON object per section sent instead, one per line:\n"
+         "{\"program_num\": N, \"pmt_pid\": P, \"version\": V, \"section_bytes\": B, \"answer\": "
+         "0,\n"
+         "\"catalogue\": {\"audio\": [...], \"subtitle\": [...], \"video\": [...]}} (answer 1 and\n"
+         "catalogue null when the service refused the section).\n"
+         "\n"
+         "Status 1 when the input holds no PAT, no such programme or no valid PMT of it, when\n"
+         "the programme leaves the PAT, or when the service refuses the section. An input that\n"
+         "does not end (a pipe, or --follow) and shows no PAT within 5 s gets one line saying "
+         "so.\n",
+         {{"--program"}, {"--follow", "--json"}},
          RunPmt},
         {"programmes",
-         "programmes FILE|-",
+         "programmes FILE|- [--json]",
          "list a stream's programmes, without the service",
          "Reads an MPEG-2 transport stream from FILE or standard input as pmt does, until every\n"
          "programme of its PAT has shown a valid PMT or the input ends, and prints for each\n"
@@ -74,17 +89,24 @@ const std::vector<CommandEntry>& AllCommands() {
          "it carries) and the languages of its ISO 639 language, subtitling and teletext\n"
          "descriptors. Needs no bus and no service.\n"
          "\n"
+         "With --json, prints one JSON document {\"programs\": [...]}: each programme's\n"
+         "program_num, pmt_pid, version, pcr_pid and streams, each stream's pid, stream_type,\n"
+         "stream_type_name, component_tag, languages (language, audio_type), ca (system_id,\n"
+         "pid), subtitling (language, type, composition_page, ancillary_page), teletext\n"
+         "(language, type, magazine, page), ac3 and eac3.\n"
+         "\n"
          "Status 1 when the input holds no PAT, or no valid PMT of any of its programmes.\n",
-         {{}, {}},
+         {{}, {"--json"}},
          RunProgrammes},
         {"listen",
-         "listen",
+         "listen [--json]",
          "print every TrevaloSignal until interrupted",
          "Prints one line per TrevaloSignal the service sends: the body as JSON, then the buffer\n"
          "in hexadecimal. When the service is not on the bus yet (and the bus cannot start it),\n"
          "says so once on stderr and waits for it to appear. Ctrl-C (or SIGTERM) stops it with\n"
-         "status 0.\n",
-         {{}, {}},
+         "status 0; the bus going away ends it with status 2. With --json, one JSON object per\n"
+         "signal and line: {\"signal\": NAME, \"body\": {...}, \"buffer\": \"hex\"}.\n",
+         {{}, {"--json"}},
          RunListen},
         {"watch",
          "watch [--json]",
@@ -95,7 +117,7 @@ const std::vector<CommandEntry>& AllCommands() {
          "{\"programNum\": N, \"audio\": [...], \"subtitle\": [...], \"video\": [...]}. Changes\n"
          "that come faster than they are printed show as one, the newest. When the service is not\n"
          "on the bus yet, says so once on stderr and waits for it. Ctrl-C (or SIGTERM) stops it\n"
-         "with status 0.\n",
+         "with status 0; the bus going away ends it with status 2.\n",
          {{}, {"--json"}},
          RunWatch},
     };

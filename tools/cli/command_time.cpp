@@ -11,7 +11,7 @@ namespace trevalo_cli {
 int RunTime(const CommandContext& context, const Arguments& arguments) {
     const std::vector<std::string>& words = arguments.Operands();
     if (words.size() == 1 && words[0] == "get") {
-        ServiceConnection service(context.bus_address);
+        ServiceConnection service(context);
         std::cout << ReadPlayingTime(service) << "\n";
         return kExitSuccess;
     }
@@ -21,7 +21,7 @@ int RunTime(const CommandContext& context, const Arguments& arguments) {
             throw UsageError("MS is a time in milliseconds from 0 to 4294967295, not '" + words[1] +
                              "'");
         }
-        ServiceConnection service(context.bus_address);
+        ServiceConnection service(context);
         SavePlayingTime(service, static_cast<uint32_t>(*milliseconds));
         return kExitSuccess;
     }

@@ -63,6 +63,8 @@ gboolean PrintNewest(gpointer data) {
     try {
         Print(watch->announced, ReadWholeCatalogue(watch->service), watch->json);
     } catch (const CommandError& error) {
+        // A lost bus ends the watch with its own line.
+        if (error.GetKind() == CommandError::Kind::kBusLost) return G_SOURCE_REMOVE;
         // The service may be gone or restarting; the next announcement is printed again.
         std::cerr << "trevalo-cli: watch: " << error.what() << std::endl;
     }
@@ -75,7 +77,7 @@ int RunWatch(const CommandContext& context, const Arguments& arguments) {
     if (!arguments.Operands().empty()) {
         throw UsageError("unexpected '" + arguments.Operands()[0] + "'");
     }
-    ServiceConnection service(context.bus_address);
+    ServiceConnection service(context);
     Watch watch{service, arguments.Flag("--json"), Json::Value(), 0};
     service.Client().Subscribe(trevalo_bus::kCatalogueChanged,
                                [&watch](const std::string&, const Ondrel::TCMessage& message) {
@@ -87,7 +89,7 @@ int RunWatch(const CommandContext& context, const Arguments& arguments) {
     std::cerr << "watching " << trevalo_bus::kCatalogueChanged << " from "
               << service.Client().BusName() << " (Ctrl-C stops)" << std::endl;
 
-    RunMainLoopUntilInterrupted();
+    service.ListenUntilInterrupted();
     if (watch.printing != 0) g_source_remove(watch.printing);
     return kExitSuccess;
 }

@@ -11,7 +11,10 @@ namespace trevalo_cli {
 
 // What every command gets besides its own arguments.
 struct CommandContext {
-    std::string bus_address;  // empty: DBUS_SESSION_BUS_ADDRESS, else the system bus
+    enum class Bus { kAsService, kAddress, kSession, kSystem };
+    Bus bus = Bus::kAsService;  // kAsService: DBUS_SESSION_BUS_ADDRESS, else the system bus
+    std::string bus_address;    // for kAddress
+    int timeout_ms = -1;        // a request's time limit; -1 the bus library's (25 s)
 };
 
 // Each returns the exit status, or throws CommandError.

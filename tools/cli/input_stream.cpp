@@ -42,6 +42,12 @@ ssize_t InputStream::Read(uint8_t* into, size_t capacity) {
     throw UnreadableInput("cannot read " + m_Name + ": " + std::strerror(errno));
 }
 
+void InputStream::Rewind() {
+    if (lseek(m_Fd, 0, SEEK_SET) < 0) {
+        throw UnreadableInput("cannot read " + m_Name + " again: " + std::strerror(errno));
+    }
+}
+
 std::vector<uint8_t> InputStream::ReadAll() {
     std::vector<uint8_t> bytes;
     uint8_t chunk[64 * 1024];

@@ -22,6 +22,9 @@ class InputStream {
     // interrupted the wait. Throws UnreadableInput on a read error.
     ssize_t Read(uint8_t* into, size_t capacity);
 
+    // Back to the first byte of a regular file (one rewritten from the start).
+    void Rewind();
+
     // Everything up to the end.
     std::vector<uint8_t> ReadAll();
 

@@ -8,6 +8,7 @@ namespace trevalo_cli {
 namespace {
 
 volatile sig_atomic_t g_interrupted = 0;
+GMainLoop* g_running_loop = nullptr;
 
 void OnSignal(int) {
     g_interrupted = 1;
@@ -37,10 +38,16 @@ void RunMainLoopUntilInterrupted() {
     GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
     const guint on_interrupt = g_unix_signal_add(SIGINT, QuitLoop, loop);
     const guint on_terminate = g_unix_signal_add(SIGTERM, QuitLoop, loop);
+    g_running_loop = loop;
     g_main_loop_run(loop);
+    g_running_loop = nullptr;
     g_source_remove(on_interrupt);
     g_source_remove(on_terminate);
     g_main_loop_unref(loop);
+}
+
+void StopMainLoop() {
+    if (g_running_loop != nullptr) g_main_loop_quit(g_running_loop);
 }
 
 }  // namespace trevalo_cli

@@ -13,6 +13,9 @@ bool Interrupted();
 // service sends.
 void RunMainLoopUntilInterrupted();
 
+// Ends RunMainLoopUntilInterrupted early, from a callback of the loop it runs.
+void StopMainLoop();
+
 }  // namespace trevalo_cli
 
 #endif

@@ -1,5 +1,8 @@
 // trevalo-cli: a command-line client of trevalo_service on D-Bus.
 #include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <cstdlib>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -13,10 +16,13 @@ using namespace trevalo_cli;
 
 namespace {
 
+// The options every command takes, as the usage lines show them.
+constexpr const char kGlobalUsage[] = "[--bus ADDRESS | --system | --session] [--timeout SECONDS]";
+
 // The layout of the help texts is what help_to_man turns into the manual page: headings end in
 // ':', items are "  TERM  meaning", other indented lines are examples.
 void PrintOverview(std::ostream& out) {
-    out << "Usage: trevalo-cli [--bus ADDRESS] COMMAND [ARGUMENTS]\n\n";
+    out << "Usage: trevalo-cli " << kGlobalUsage << " COMMAND [ARGUMENTS]\n\n";
     out << "Talks to " << trevalo_bus::kServerName << " (bus name " << trevalo_bus::kBusName
         << ") on D-Bus;\n";
     out << "'programmes' reads a transport stream without it.\n"
@@ -33,10 +39,14 @@ void PrintOverview(std::ostream& out) {
     }
     out << "\n"
            "Options, before or after the command:\n"
-           "  --bus ADDRESS  the D-Bus address of the bus (default:\n"
-           "                 $DBUS_SESSION_BUS_ADDRESS, else the system bus)\n"
-           "  -h, --help     this text; 'trevalo-cli COMMAND --help' or 'trevalo-cli --help\n"
-           "                 COMMAND' describes a command\n"
+           "  --bus ADDRESS      the D-Bus address of the bus (default:\n"
+           "                     $DBUS_SESSION_BUS_ADDRESS, else the system bus)\n"
+           "  --system           the system bus, where the packaged service runs\n"
+           "  --session          the session bus ($DBUS_SESSION_BUS_ADDRESS, else the user's)\n"
+           "  --timeout SECONDS  how long to wait for each answer of the service (a number\n"
+           "                     above 0; default 25)\n"
+           "  -h, --help         this text; 'trevalo-cli COMMAND --help' or 'trevalo-cli\n"
+           "                     --help COMMAND' describes a command\n"
            "\n"
            "Environment:\n"
            "  DBUS_SESSION_BUS_ADDRESS  the bus, when --bus does not name one (else the system "
@@ -45,13 +55,14 @@ void PrintOverview(std::ostream& out) {
            "Exit status:\n"
            "  0  done\n"
            "  1  the service or the input answered with a failure\n"
-           "  2  bad usage, an input that cannot be read, no bus, or no service to answer\n"
+           "  2  bad usage, an input that cannot be read, no bus, the bus gone while\n"
+           "     listening, watching or following, or no service to answer in time\n"
            "\n"
            "Errors are one line on stderr: 'trevalo-cli: COMMAND: what went wrong'.\n";
 }
 
 void PrintCommandHelp(const CommandEntry& command, std::ostream& out) {
-    out << "Usage: trevalo-cli [--bus ADDRESS] " << command.usage << "\n\n" << command.help;
+    out << "Usage: trevalo-cli " << kGlobalUsage << " " << command.usage << "\n\n" << command.help;
 }
 
 // Throws a usage error for a name no command has.
@@ -66,10 +77,44 @@ bool IsOption(const std::string& word) {
     return word.size() > 1 && word[0] == '-';
 }
 
+// The options that choose the bus and the time limit, before or after the command.
+const OptionNames kConnectionOptions = {{"--bus", "--timeout"}, {"--system", "--session"}};
+
+// A time limit in seconds, a real number above 0, as milliseconds.
+int ParseTimeout(const std::string& text) {
+    errno = 0;
+    char* end = nullptr;
+    const double seconds = std::strtod(text.c_str(), &end);
+    // Up to a day: beyond it, a hung service is better found out by Ctrl-C.
+    constexpr double kLongest = 24 * 60 * 60;
+    if (text.empty() || *end != '\0' || errno != 0 || !(seconds > 0) || seconds > kLongest) {
+        throw UsageError("--timeout takes a number of seconds above 0, up to " +
+                         std::to_string(static_cast<int>(kLongest)));
+    }
+    return std::max(1, static_cast<int>(std::ceil(seconds * 1000)));
+}
+
+void ApplyConnectionOptions(const Arguments& arguments, CommandContext& context) {
+    const int chosen = (arguments.Value("--bus") ? 1 : 0) + (arguments.Flag("--system") ? 1 : 0) +
+                       (arguments.Flag("--session") ? 1 : 0);
+    if (chosen > 1) throw UsageError("--bus, --system and --session exclude each other");
+    if (const auto address = arguments.Value("--bus")) {
+        context.bus = CommandContext::Bus::kAddress;
+        context.bus_address = *address;
+    } else if (arguments.Flag("--system")) {
+        context.bus = CommandContext::Bus::kSystem;
+    } else if (arguments.Flag("--session")) {
+        context.bus = CommandContext::Bus::kSession;
+    }
+    if (const auto timeout = arguments.Value("--timeout")) {
+        context.timeout_ms = ParseTimeout(*timeout);
+    }
+}
+
 int Run(const std::vector<std::string>& words, std::string& command_name) {
-    CommandContext context;
     size_t at = 0;
     // Options before the command.
+    std::vector<std::string> leading;
     for (; at < words.size() && IsOption(words[at]); ++at) {
         const std::string& word = words[at];
         if (word == "--help" || word == "-h") {
@@ -83,29 +128,38 @@ int Run(const std::vector<std::string>& words, std::string& command_name) {
             }
             return kExitSuccess;
         }
-        if (word == "--bus" && at + 1 < words.size()) {
-            context.bus_address = words[++at];
-        } else if (word.rfind("--bus=", 0) == 0) {
-            context.bus_address = word.substr(6);
-        } else {
-            throw UsageError(word == "--bus" ? "--bus needs a value"
-                                             : "unknown option '" + word + "'");
+        leading.push_back(word);
+        const std::string name = word.substr(0, word.find('='));
+        if (kConnectionOptions.with_value.count(word) != 0 && at + 1 < words.size()) {
+            leading.push_back(words[++at]);
+        } else if (kConnectionOptions.with_value.count(name) == 0 &&
+                   kConnectionOptions.flags.count(word) == 0) {
+            throw UsageError("unknown option '" + word + "'");
         }
     }
-    if (at == words.size()) throw UsageError("no command given");
+    if (at == words.size()) {
+        const Arguments check(leading, kConnectionOptions);  // a missing value first
+        throw UsageError("no command given");
+    }
     const CommandEntry* command = &CommandNamed(words[at]);
     command_name = command->name;
 
     OptionNames names = command->options;
-    names.with_value.insert("--bus");
+    names.with_value.insert(kConnectionOptions.with_value.begin(),
+                            kConnectionOptions.with_value.end());
+    names.flags.insert(kConnectionOptions.flags.begin(), kConnectionOptions.flags.end());
     names.flags.insert("--help");
     names.flags.insert("-h");
-    const Arguments arguments(std::vector<std::string>(words.begin() + at + 1, words.end()), names);
+    // The options before the command count as if given after it.
+    std::vector<std::string> after = leading;
+    after.insert(after.end(), words.begin() + at + 1, words.end());
+    const Arguments arguments(after, names);
     if (arguments.Flag("--help") || arguments.Flag("-h")) {
         PrintCommandHelp(*command, std::cout);
         return kExitSuccess;
     }
-    if (const auto bus = arguments.Value("--bus")) context.bus_address = *bus;
+    CommandContext context;
+    ApplyConnectionOptions(arguments, context);
     return command->run(context, arguments);
 }
 

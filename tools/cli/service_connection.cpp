@@ -1,6 +1,9 @@
 #include "service_connection.h"
 
+#include <cstdlib>
+
 #include "command_error.h"
+#include "interruption.h"
 #include "trevalo/bus_contract.h"
 
 namespace trevalo_cli {
@@ -17,12 +20,51 @@ constexpr const char* kNoServiceErrors[] = {
 constexpr const char* kAbsentServiceErrors[] = {"org.freedesktop.DBus.Error.ServiceUnknown",
                                                 "org.freedesktop.DBus.Error.NameHasNoOwner"};
 
+std::string DescribeBus(const CommandContext& context) {
+    switch (context.bus) {
+        case CommandContext::Bus::kAddress:
+            return "the bus at " + context.bus_address;
+        case CommandContext::Bus::kSession:
+            return "the session bus";
+        case CommandContext::Bus::kSystem:
+            return "the system bus";
+        case CommandContext::Bus::kAsService:
+            break;
+    }
+    const char* session = std::getenv("DBUS_SESSION_BUS_ADDRESS");
+    if (session == nullptr || *session == '\0') return "the system bus";
+    return "the session bus at " + std::string(session);
+}
+
 }  // namespace
 
-ServiceConnection::ServiceConnection(const std::string& bus_address)
-    : m_Client(trevalo_bus::kServerName) {
+ServiceConnection::ServiceConnection(const CommandContext& context)
+    : m_Client(trevalo_bus::kServerName),
+      m_BusDescription(DescribeBus(context)),
+      m_TimeoutMs(context.timeout_ms) {
     std::string error;
-    if (!m_Client.Connect(bus_address, &error)) throw NoServiceError(error);
+    bool connected = false;
+    switch (context.bus) {
+        case CommandContext::Bus::kSession:
+            connected = m_Client.Connect(Ondrel::TCClient::Bus::kSession, &error);
+            break;
+        case CommandContext::Bus::kSystem:
+            connected = m_Client.Connect(Ondrel::TCClient::Bus::kSystem, &error);
+            break;
+        case CommandContext::Bus::kAddress:
+        case CommandContext::Bus::kAsService:
+            connected = m_Client.Connect(context.bus_address, &error);
+            break;
+    }
+    if (!connected) throw NoServiceError(error);
+    m_Client.OnBusLost([this](const std::string& reason) {
+        m_LostReason = reason;
+        StopMainLoop();
+    });
+}
+
+CommandError ServiceConnection::BusLost(const std::string& reason) const {
+    return BusLostError("lost the connection to " + m_BusDescription + ": " + reason);
 }
 
 Ondrel::TCMessage ServiceConnection::Request(const std::string& method, const Json::Value& data,
@@ -34,14 +76,20 @@ Ondrel::TCMessage ServiceConnection::Request(const std::string& method, const Js
                       static_cast<unsigned int>(buffer.size()));
     Ondrel::TCMessage reply;
     std::string error;
-    if (m_Client.Request(request, reply, &error)) return reply;
+    if (m_Client.Request(request, reply, &error, m_TimeoutMs)) return reply;
 
+    if (!m_Client.Connected()) throw BusLost(error);
     for (const char* name : kNoServiceErrors) {
         if (error.find(name) != std::string::npos) {
             throw NoServiceError("no answer from " + m_Client.BusName() + ": " + error);
         }
     }
     throw FailureAnswer(method + " failed: " + error);
+}
+
+void ServiceConnection::ListenUntilInterrupted() {
+    RunMainLoopUntilInterrupted();
+    if (!m_LostReason.empty()) throw BusLost(m_LostReason);
 }
 
 bool ServiceIsAbsent(const CommandError& error) {

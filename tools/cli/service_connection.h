@@ -11,25 +11,37 @@
 #include "Ondrel/TCClient.h"
 #include "Ondrel/TCMessage.h"
 #include "command_error.h"
+#include "commands.h"
 
 namespace trevalo_cli {
 
 class ServiceConnection {
   public:
-    // Connects to the bus at `bus_address`, or, when it is empty, to the bus a server would join.
-    // Throws NoServiceError when there is no bus.
-    explicit ServiceConnection(const std::string& bus_address);
+    // Connects to the bus the context chooses. Throws NoServiceError when there is no bus.
+    explicit ServiceConnection(const CommandContext& context);
+    ServiceConnection(const ServiceConnection&) = delete;
+    ServiceConnection& operator=(const ServiceConnection&) = delete;
 
     // Sends {"method": method, "data": data} (no "data" when it is null) with `buffer`, and
     // returns the reply. Throws NoServiceError when no service answers (none on the bus, none
-    // to start, no reply in time) and FailureAnswer when the service answers with an error.
+    // to start, no reply in time), BusLostError when the bus connection is gone, and
+    // FailureAnswer when the service answers with an error.
     Ondrel::TCMessage Request(const std::string& method, const Json::Value& data = Json::Value(),
                               const std::vector<unsigned char>& buffer = {});
 
     Ondrel::TCClient& Client() { return m_Client; }
 
+    // Runs the default main context until SIGINT or SIGTERM; throws BusLostError when the bus
+    // connection goes first.
+    void ListenUntilInterrupted();
+
   private:
+    CommandError BusLost(const std::string& reason) const;
+
     Ondrel::TCClient m_Client;
+    std::string m_BusDescription;  // "the bus at ADDRESS", "the system bus", ...
+    int m_TimeoutMs;
+    std::string m_LostReason;  // set when the connection was found gone in the main loop
 };
 
 // Whether `error`, thrown by ServiceConnection::Request, says that nobody owns the service's

@@ -7,6 +7,8 @@
 namespace tsdemux {
 namespace {
 
+namespace descriptor_tag = trevalo_mpeg::descriptor_tag;
+
 constexpr size_t kLongHeaderSize = 8;
 constexpr size_t kCrcSize = 4;
 
@@ -39,6 +41,23 @@ void AddLanguage(std::vector<std::string>& languages, const uint8_t* code) {
     }
 }
 
+uint16_t Read16Bits(const uint8_t* at) {
+    return static_cast<uint16_t>(at[0] << 8 | at[1]);
+}
+
+// One entry of a language loop, `at` its language code.
+void AddEntry(uint8_t tag, const uint8_t* at, ElementaryStream& stream) {
+    const std::string code(reinterpret_cast<const char*>(at), 3);
+    if (tag == descriptor_tag::kIso639Language) {
+        stream.iso639_languages.push_back({code, at[3]});
+    } else if (tag == descriptor_tag::kSubtitling) {
+        stream.subtitling.push_back({code, at[3], Read16Bits(at + 4), Read16Bits(at + 6)});
+    } else if (tag == descriptor_tag::kTeletext) {
+        stream.teletext.push_back(
+            {code, static_cast<uint8_t>(at[3] >> 3), static_cast<uint8_t>(at[3] & 0x07), at[4]});
+    }
+}
+
 // The descriptors in [at, end): false when one runs past `end`.
 bool ReadDescriptors(const uint8_t* at, const uint8_t* end, ElementaryStream& stream) {
     while (end - at >= 2) {
@@ -50,6 +69,13 @@ bool ReadDescriptors(const uint8_t* at, const uint8_t* end, ElementaryStream& st
         const size_t entry = LanguageEntrySize(tag);
         for (size_t offset = 0; entry != 0 && offset + entry <= length; offset += entry) {
             AddLanguage(stream.languages, body + offset);
+            AddEntry(tag, body + offset, stream);
+        }
+        if (tag == descriptor_tag::kStreamIdentifier && length >= 1 && stream.component_tag < 0) {
+            stream.component_tag = body[0];
+        }
+        if (tag == descriptor_tag::kCa && length >= 4) {
+            stream.ca.push_back({Read16Bits(body), Read13Bits(body + 2)});
         }
         at = body + length;
     }

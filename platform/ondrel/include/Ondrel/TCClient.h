@@ -24,6 +24,23 @@ class TCClient {
     // bus).
     bool Connect(const std::string& address = std::string(), std::string* error = nullptr);
 
+    // Connects to the session bus (DBUS_SESSION_BUS_ADDRESS, else the user's bus socket) or to
+    // the system bus, whatever the environment says about activation.
+    enum class Bus { kSession, kSystem };
+    bool Connect(Bus bus, std::string* error = nullptr);
+
+    // False once the connection to the bus is gone (the bus daemon stopped, the socket closed).
+    bool Connected() const;
+
+    // Called once when the connection is found gone while the default main context is iterated
+    // (after Subscribe), with the reason.
+    using LostHandler = std::function<void(const std::string& reason)>;
+    void OnBusLost(LostHandler on_lost);
+
+    // The unique name of the process owning the server's bus name now; empty when nobody owns
+    // it or the bus cannot be asked.
+    std::string ServerOwner() const;
+
     // Sends `request` and waits for the reply (timeout in milliseconds, -1 for the default).
     // False with `error` set when the call fails (no server, a D-Bus error, a reply body that is
     // not JSON).

@@ -17,6 +17,33 @@ struct ElementaryStream {
     // The language codes of its ISO 639 language, subtitling and teletext descriptors, in
     // order, each once; bytes as broadcast.
     std::vector<std::string> languages;
+
+    // What the descriptors say in detail, each entry in order.
+    int component_tag = -1;  // of its first stream identifier descriptor; -1 when none
+    struct Language {
+        std::string code;
+        uint8_t audio_type = 0;
+    };
+    std::vector<Language> iso639_languages;
+    struct Ca {
+        uint16_t system_id = 0;
+        uint16_t pid = 0;
+    };
+    std::vector<Ca> ca;
+    struct Subtitling {
+        std::string language;
+        uint8_t type = 0;
+        uint16_t composition_page = 0;
+        uint16_t ancillary_page = 0;
+    };
+    std::vector<Subtitling> subtitling;
+    struct Teletext {
+        std::string language;
+        uint8_t type = 0;
+        uint8_t magazine = 0;
+        uint8_t page = 0;
+    };
+    std::vector<Teletext> teletext;
 };
 
 struct PmtStreams {
