@@ -35,15 +35,16 @@ fail() {
   exit 1
 }
 
-# --- the packages, built from a copy of the tree (dpkg-buildpackage writes beside the source)
+# --- the packages, built from a copy of the tree (dpkg-buildpackage writes beside the source),
+# without what they neither build nor ship
 packages=$work/packages
-source_key=$(tar -C "$source_dir" --exclude='./build*' --exclude='./obj-*' --exclude=./.git \
-  --exclude=./fuzz/corpus-work --sort=name --mtime=@0 --owner=0 --group=0 -cf - . | sha256sum | cut -c1-16)
+package_source=(--exclude='./build*' --exclude='./obj-*' --exclude=./.git --exclude=./tests
+  --exclude=./bench --exclude=./fuzz --exclude=./scripts -C "$source_dir" .)
+source_key=$(tar --sort=name --mtime=@0 --owner=0 --group=0 -cf - "${package_source[@]}" | sha256sum | cut -c1-16)
 if [ "$(cat "$packages/source-key" 2>/dev/null)" != "$source_key" ]; then
   step "building the packages (log: $work/package-build.log)"
   rm -rf "$packages" && mkdir -p "$packages/trevalo-service"
-  tar -C "$source_dir" --exclude='./build*' --exclude='./obj-*' --exclude=./.git \
-    --exclude=./fuzz/corpus-work -cf - . | tar -C "$packages/trevalo-service" -xf -
+  tar -cf - "${package_source[@]}" | tar -C "$packages/trevalo-service" -xf -
   (cd "$packages/trevalo-service" &&
     DEB_BUILD_OPTIONS="parallel=$(nproc)" dpkg-buildpackage -b -us -uc) >"$work/package-build.log" 2>&1 ||
     fail "dpkg-buildpackage failed: tail of $work/package-build.log:$(echo; tail -20 "$work/package-build.log")"
@@ -161,7 +162,7 @@ first_call_activates() {
 step "installing the packages with apt (log: $work/apt.log)"
 : >"$work/apt.log"
 install_packages || fail "apt could not install the packages:$(echo; tail -20 "$work/apt.log")"
-check "the service's system user exists" inside id -u trevalo_service
+check "the service's system user exists" inside getent passwd trevalo_service >/dev/null
 check "the unit is enabled and not started" equals "$(inside systemctl is-enabled "$unit")/$(property ActiveState)" enabled/inactive
 check "an unprivileged user's first call starts the service" first_call_activates
 
@@ -193,7 +194,7 @@ check "an index out of range is refused" equals "$(as_nobody trevalo-cli call Ge
 
 # The journal: one entry per line, sent by the service itself with its fields.
 inside journalctl --sync
-journal() { inside journalctl --no-pager "_SYSTEMD_UNIT=$unit" "_PID=$pid" "$@"; }
+journal() { inside journalctl --no-pager "_SYSTEMD_UNIT=$unit" "_PID=$pid" _EXE=/usr/libexec/trevalo_service "$@"; }
 # Each entry, one JSON object a line: the letter and tag the line starts with give its PRIORITY
 # and SYSLOG_IDENTIFIER, and the code fields are there.
 entries_of_their_lines() {
