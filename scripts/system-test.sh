@@ -26,8 +26,9 @@ for tool in debootstrap systemd-nspawn nsenter dpkg-buildpackage lintian; do
   command -v "$tool" >/dev/null || skip "$tool is missing (scripts/setup.sh package installs it)"
 done
 # systemd-nspawn places the container's systemd in a cgroup of its own.
-[ -d /sys/fs/cgroup ] && [ -n "$(ls -A /sys/fs/cgroup)" ] ||
+if [ -z "$(ls -A /sys/fs/cgroup 2>/dev/null)" ]; then
   skip "no cgroup file system at /sys/fs/cgroup (a chroot without /sys?): systemd-nspawn cannot boot a container"
+fi
 
 step() { echo "== system test: $*" >&2; }
 fail() {
@@ -73,9 +74,9 @@ if [ ! -s "$root_tar" ]; then
     rm -f "$work/root.new/etc/apt/sources.list"
   fi
   # The libraries the packages need, so that installing them later takes no download.
-  dependencies=$(dpkg-deb -f "${debs[0]}" Depends | tr ',' '\n' | sed 's/[|(].*//; s/ //g' | grep .)
+  dependencies=$(dpkg-deb -f "${debs[0]}" Depends | tr ',' '\n' | sed 's/[|(].*//; s/ //g' | tr '\n' ' ')
   chroot "$work/root.new" sh -c "apt-get update -qq && DEBIAN_FRONTEND=noninteractive \
-    apt-get install -y -qq --no-install-recommends $(echo $dependencies) && apt-get clean" \
+    apt-get install -y -qq --no-install-recommends $dependencies && apt-get clean" \
     >>"$work/debootstrap.log" 2>&1 || fail "installing the packages' dependencies failed: see $work/debootstrap.log"
   tar -C "$work/root.new" -cf "$root_tar.new" . && mv "$root_tar.new" "$root_tar" && rm -rf "$work/root.new"
 fi
