@@ -6,8 +6,8 @@
 # catalogue, the journal, a crash, an orderly stop, purge and reinstall.
 #   scripts/system-test.sh [BUILD_DIR]     (default build-release)
 # BUILD_DIR/system-test/ keeps the bootstrapped root (root.tar, made once), the packages (built
-# again only when the source changed) and the logs. Needs root, systemd-nspawn and a mounted
-# cgroup file system; without them it says why it skipped and exits 0.
+# again only when the source changed) and the logs. Needs root, systemd-nspawn, a mounted cgroup
+# file system and user namespaces (no chroot); without them it says why it skipped and exits 0.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source_dir=$PWD
@@ -25,9 +25,13 @@ skip() {
 for tool in debootstrap systemd-nspawn nsenter dpkg-buildpackage lintian; do
   command -v "$tool" >/dev/null || skip "$tool is missing (scripts/setup.sh package installs it)"
 done
-# systemd-nspawn places the container's systemd in a cgroup of its own.
+# systemd-nspawn places the container's systemd in a cgroup of its own; the container and the
+# unit's PrivateUsers= need user namespaces, which the kernel refuses inside a chroot.
 if [ -z "$(ls -A /sys/fs/cgroup 2>/dev/null)" ]; then
   skip "no cgroup file system at /sys/fs/cgroup (a chroot without /sys?): systemd-nspawn cannot boot a container"
+fi
+if ! unshare --user true 2>/dev/null; then
+  skip "the kernel refuses a user namespace here (a chroot?): systemd-nspawn cannot boot a container"
 fi
 
 step() { echo "== system test: $*" >&2; }
@@ -84,8 +88,14 @@ fi
 # --- boot it
 machine=$work/machine
 nspawn=
+leader=
 finish() {
+  local status=$?
   if [ -n "$nspawn" ] && kill -0 "$nspawn" 2>/dev/null; then
+    if [ "$status" -ne 0 ] && [ -n "$leader" ]; then
+      inside journalctl -b --no-pager >"$work/journal.log" 2>&1 || true
+      echo "system test: the container's journal: $work/journal.log" >&2
+    fi
     kill -TERM "$nspawn" # the container shuts down in order
     for _ in $(seq 100); do kill -0 "$nspawn" 2>/dev/null || break; sleep 0.1; done
     kill -KILL "$nspawn" 2>/dev/null || true
@@ -105,7 +115,6 @@ nspawn=$!
 
 # This machine's PID 1 may not be systemd (no machinectl): the container is reached through the
 # namespaces of its systemd, the child of systemd-nspawn.
-leader=
 for _ in $(seq 200); do
   kill -0 "$nspawn" 2>/dev/null || fail "systemd-nspawn ended:$(echo; tail -20 "$work/boot.log")"
   for status in /proc/[0-9]*/status; do
@@ -118,9 +127,14 @@ for _ in $(seq 200); do
   sleep 0.1
 done
 [ -n "$leader" ] || fail "no systemd inside the container:$(echo; tail -20 "$work/boot.log")"
-inside() { nsenter -t "$leader" -a env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LANG=C.UTF-8 "$@"; }
+inside() { nsenter -t "$leader" -a -r -w env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LANG=C.UTF-8 "$@"; }
 as_nobody() { inside setpriv --reuid=nobody --regid=nogroup --clear-groups "$@"; }
-state=$(timeout 60 nsenter -t "$leader" -a systemctl is-system-running --wait 2>&1 || true)
+# "offline" until systemd listens; then --wait waits for the boot to end.
+for _ in $(seq 300); do
+  state=$(timeout 60 nsenter -t "$leader" -a -r -w systemctl is-system-running --wait 2>&1 || true)
+  [ "$state" = offline ] || break
+  sleep 0.1
+done
 case "$state" in
   running) ;;
   degraded) echo "system test: the container runs degraded: $(inside systemctl --failed --plain --no-legend | tr '\n' ' ')" >&2 ;;
@@ -168,7 +182,7 @@ check "the unit is enabled and not started" equals "$(inside systemctl is-enable
 check "an unprivileged user's first call starts the service" first_call_activates
 
 pid=$(property MainPID)
-proc_status=$(inside cat "/proc/$pid/status")
+proc_status=$(inside cat "/proc/$pid/status" || true)
 field() { awk -v name="$1:" '$1 == name { print $2 }' <<<"$proc_status"; }
 check "it runs as trevalo_service, without capabilities or new privileges, under a seccomp filter" \
   equals "$(field Uid) $(field CapEff) $(field NoNewPrivs) $(field Seccomp)" \
