@@ -70,6 +70,7 @@ foreach(entry IN LISTS installed_files)
   file(INSTALL DESTINATION "${directory}" TYPE FILE FILES "${filled}")
 
   trevalo_is_read(read ${kind} "${directory}")
+  set(${kind}_read ${read})
   if(NOT read AND TREVALO_${kind}_READERS)
     # Under /etc when the reader reads there (the policy, the units): the administrator's
     # place, where no package overwrites a link; else the reader's own directory.
@@ -88,4 +89,10 @@ foreach(entry IN LISTS installed_files)
 endforeach()
 if(notes)
   message(NOTICE "\ntrevalo_service: installed under ${CMAKE_INSTALL_PREFIX}, outside where this machine looks:${notes}")
+endif()
+# On the system itself (not staged under DESTDIR for a package, whose scripts enable the unit):
+# the activation file names the unit by its alias, which only enabling creates.
+if(SYSTEM_UNITS_read AND SYSTEM_SERVICES_read AND "$ENV{DESTDIR}" STREQUAL "")
+  message(NOTICE "\ntrevalo_service: for the system bus to start it on the first request, enable its unit:\n"
+    "  systemctl enable ${TREVALO_UNIT}\n")
 endif()

@@ -1,8 +1,11 @@
 #!/usr/bin/env bash
 # Installs, from Debian packages, what the asked-for job needs and the machine lacks:
 #   scripts/setup.sh build   the service and the client
-#   scripts/setup.sh test    the build, the test suite, the benchmarks and the fuzzer (default)
+#   scripts/setup.sh test    the build, the test suite, the benchmarks, the fuzzer and the
+#                            system test (default)
 #   scripts/setup.sh demo    the build, a bus and ffmpeg for scripts/run.sh
+#   scripts/setup.sh package the build and what makes and checks the Debian packages
+#                            (dpkg-buildpackage -b, lintian)
 # Safe to run again: it installs nothing when everything is present. To add a package, add it
 # to the job that needs it.
 set -euo pipefail
@@ -23,13 +26,22 @@ demo_packages=(
   dbus-daemon dbus-bin
   ffmpeg
 )
+package_packages=(
+  debhelper dpkg-dev lintian
+)
+# scripts/system-test.sh: a Debian root booted in a container.
+system_test_packages=(
+  debootstrap systemd-container
+)
 
 case "$job" in
   build) packages=("${build_packages[@]}") ;;
-  test) packages=("${build_packages[@]}" "${test_packages[@]}") ;;
+  test) packages=("${build_packages[@]}" "${test_packages[@]}" "${package_packages[@]}"
+    "${system_test_packages[@]}") ;;
   demo) packages=("${build_packages[@]}" "${demo_packages[@]}") ;;
+  package) packages=("${build_packages[@]}" "${package_packages[@]}") ;;
   *)
-    echo "usage: $0 [build|test|demo]" >&2
+    echo "usage: $0 [build|test|demo|package]" >&2
     exit 2
     ;;
 esac

@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Builds and runs every test twice: plain on a Release build (what ships), then under
-# AddressSanitizer and UndefinedBehaviorSanitizer on a RelWithDebInfo build; then runs the three
-# fuzz targets side by side for a minute. Warnings are errors in these builds.
+# AddressSanitizer and UndefinedBehaviorSanitizer on a RelWithDebInfo build; between the two, the
+# system test (scripts/system-test.sh) installs the Debian packages on a booted Debian 12; then
+# runs the three fuzz targets side by side for a minute. Warnings are errors in these builds.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh test
@@ -18,6 +19,9 @@ run_suite() {
 }
 
 run_suite build-release Release
+# The Debian packages on a booted Debian 12 container (as root with systemd-nspawn; it says why
+# when it skips).
+scripts/system-test.sh build-release
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=0 UBSAN_OPTIONS=print_stacktrace=1 \
   run_suite build-asan RelWithDebInfo -DTREVALO_SANITIZE=ON -DTREVALO_BENCH=OFF
 

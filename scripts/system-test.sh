@@ -1,0 +1,285 @@
+#!/usr/bin/env bash
+# The service on a booted Debian 12 system, installed from its packages as an integrator would:
+# builds the .debs (dpkg-buildpackage) and checks them with lintian, boots a minimal Debian 12
+# root with systemd-nspawn, installs them there with apt and checks, on the running system, bus
+# activation by an unprivileged user's first call, the service's user and sandbox, a stream's
+# catalogue, the journal, a crash, an orderly stop, purge and reinstall.
+#   scripts/system-test.sh [BUILD_DIR]     (default build-release)
+# BUILD_DIR/system-test/ keeps the bootstrapped root (root.tar, made once), the packages (built
+# again only when the source changed) and the logs. Needs root, systemd-nspawn, a mounted cgroup
+# file system and user namespaces (no chroot); without them it says why it skipped and exits 0.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+source_dir=$PWD
+work=$(mkdir -p "${1:-build-release}/system-test" && cd "${1:-build-release}/system-test" && pwd)
+stream=$source_dir/../shared/testdata/ts/multi-programme-ac3-subtitles.ts
+unit=trevalo_service.service
+bus_name=org.ondrel.TCServer.trevalo_service
+object=/org/ondrel/TCServer/trevalo_service
+
+skip() {
+  echo "system test skipped: $*" >&2
+  exit 0
+}
+[ "$(id -u)" -eq 0 ] || skip "it needs root (debootstrap, systemd-nspawn)"
+for tool in debootstrap systemd-nspawn nsenter dpkg-buildpackage lintian; do
+  command -v "$tool" >/dev/null || skip "$tool is missing (scripts/setup.sh package installs it)"
+done
+# systemd-nspawn places the container's systemd in a cgroup of its own; the container and the
+# unit's PrivateUsers= need user namespaces, which the kernel refuses inside a chroot.
+if [ -z "$(ls -A /sys/fs/cgroup 2>/dev/null)" ]; then
+  skip "no cgroup file system at /sys/fs/cgroup (a chroot without /sys?): systemd-nspawn cannot boot a container"
+fi
+if ! unshare --user true 2>/dev/null; then
+  skip "the kernel refuses a user namespace here (a chroot?): systemd-nspawn cannot boot a container"
+fi
+
+step() { echo "== system test: $*" >&2; }
+fail() {
+  echo "system test FAILED: $*" >&2
+  exit 1
+}
+
+# --- the packages, built from a copy of the tree (dpkg-buildpackage writes beside the source),
+# without what they neither build nor ship
+packages=$work/packages
+package_source=(--exclude='./build*' --exclude='./obj-*' --exclude=./.git --exclude=./tests
+  --exclude=./bench --exclude=./fuzz --exclude=./scripts -C "$source_dir" .)
+source_key=$(tar --sort=name --mtime=@0 --owner=0 --group=0 -cf - "${package_source[@]}" | sha256sum | cut -c1-16)
+if [ "$(cat "$packages/source-key" 2>/dev/null)" != "$source_key" ]; then
+  step "building the packages (log: $work/package-build.log)"
+  rm -rf "$packages" && mkdir -p "$packages/trevalo-service"
+  tar -cf - "${package_source[@]}" | tar -C "$packages/trevalo-service" -xf -
+  (cd "$packages/trevalo-service" &&
+    DEB_BUILD_OPTIONS="parallel=$(nproc)" dpkg-buildpackage -b -us -uc) >"$work/package-build.log" 2>&1 ||
+    fail "dpkg-buildpackage failed: tail of $work/package-build.log:$(echo; tail -20 "$work/package-build.log")"
+  rm -rf "$packages/trevalo-service"
+  lintian --fail-on error "$packages"/*.changes >"$packages/lintian.log" 2>&1 ||
+    fail "lintian reports errors:$(echo; cat "$packages/lintian.log")"
+  echo "$source_key" >"$packages/source-key"
+fi
+debs=("$packages"/trevalo-service_*.deb "$packages"/trevalo-cli_*.deb)
+grep -v "root privileges" "$packages/lintian.log" | sed "s/^/lintian: /" >&2 || true
+
+# --- a minimal Debian 12 with systemd and dbus, from this machine's apt sources, made once
+root_tar=$work/root.tar
+if [ ! -s "$root_tar" ]; then
+  if [ -f /etc/apt/sources.list.d/debian.sources ]; then
+    mirror=$(awk '/^URIs:/ { print $2; exit }' /etc/apt/sources.list.d/debian.sources)
+  else
+    mirror=$(awk '$1 == "deb" { print $2; exit }' /etc/apt/sources.list)
+  fi
+  step "bootstrapping Debian 12 from $mirror (once; log: $work/debootstrap.log)"
+  rm -rf "$work/root.new"
+  debootstrap --variant=minbase --include=systemd,systemd-sysv,dbus bookworm "$work/root.new" \
+    "$mirror" >"$work/debootstrap.log" 2>&1 || fail "debootstrap failed: see $work/debootstrap.log"
+  if [ -f /etc/apt/sources.list.d/debian.sources ]; then
+    cp /etc/apt/sources.list.d/debian.sources "$work/root.new/etc/apt/sources.list.d/"
+    rm -f "$work/root.new/etc/apt/sources.list"
+  fi
+  # The libraries the packages need, so that installing them later takes no download.
+  dependencies=$(dpkg-deb -f "${debs[0]}" Depends | tr ',' '\n' | sed 's/[|(].*//; s/ //g' | tr '\n' ' ')
+  chroot "$work/root.new" sh -c "apt-get update -qq && DEBIAN_FRONTEND=noninteractive \
+    apt-get install -y -qq --no-install-recommends $dependencies && apt-get clean" \
+    >>"$work/debootstrap.log" 2>&1 || fail "installing the packages' dependencies failed: see $work/debootstrap.log"
+  tar -C "$work/root.new" -cf "$root_tar.new" . && mv "$root_tar.new" "$root_tar" && rm -rf "$work/root.new"
+fi
+
+# --- boot it
+machine=$work/machine
+nspawn=
+leader=
+finish() {
+  local status=$?
+  if [ -n "$nspawn" ] && kill -0 "$nspawn" 2>/dev/null; then
+    if [ "$status" -ne 0 ] && [ -n "$leader" ]; then
+      inside journalctl -b --no-pager >"$work/journal.log" 2>&1 || true
+      echo "system test: the container's journal: $work/journal.log" >&2
+    fi
+    kill -TERM "$nspawn" # the container shuts down in order
+    for _ in $(seq 100); do kill -0 "$nspawn" 2>/dev/null || break; sleep 0.1; done
+    kill -KILL "$nspawn" 2>/dev/null || true
+    wait "$nspawn" 2>/dev/null || true
+  fi
+  rm -rf "$machine"
+}
+trap finish EXIT
+rm -rf "$machine" && mkdir -p "$machine" && tar -C "$machine" -xf "$root_tar"
+# The container's /tmp is a tmpfs: the packages and the stream go elsewhere.
+mkdir -p "$machine/srv/trevalo" && cp "${debs[@]}" "$stream" "$machine/srv/trevalo/"
+step "booting it with systemd-nspawn (console: $work/boot.log)"
+started=$(date +%s.%N)
+systemd-nspawn --boot --register=no --keep-unit --quiet --console=read-only -D "$machine" \
+  </dev/null >"$work/boot.log" 2>&1 &
+nspawn=$!
+
+# This machine's PID 1 may not be systemd (no machinectl): the container is reached through the
+# namespaces of its systemd, the child of systemd-nspawn.
+for _ in $(seq 200); do
+  kill -0 "$nspawn" 2>/dev/null || fail "systemd-nspawn ended:$(echo; tail -20 "$work/boot.log")"
+  for status in /proc/[0-9]*/status; do
+    if grep -q "^PPid:[[:space:]]*$nspawn\$" "$status" 2>/dev/null &&
+      grep -q '^Name:[[:space:]]*systemd$' "$status" 2>/dev/null; then
+      leader=$(basename "$(dirname "$status")")
+    fi
+  done
+  [ -n "$leader" ] && break
+  sleep 0.1
+done
+[ -n "$leader" ] || fail "no systemd inside the container:$(echo; tail -20 "$work/boot.log")"
+inside() { nsenter -t "$leader" -a -r -w env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LANG=C.UTF-8 "$@"; }
+as_nobody() { inside setpriv --reuid=nobody --regid=nogroup --clear-groups "$@"; }
+# "offline" until systemd listens; then --wait waits for the boot to end.
+for _ in $(seq 300); do
+  state=$(timeout 60 nsenter -t "$leader" -a -r -w systemctl is-system-running --wait 2>&1 || true)
+  [ "$state" = offline ] || break
+  sleep 0.1
+done
+case "$state" in
+  running) ;;
+  degraded) echo "system test: the container runs degraded: $(inside systemctl --failed --plain --no-legend | tr '\n' ' ')" >&2 ;;
+  *) fail "the container did not boot ($state):$(echo; tail -20 "$work/boot.log")" ;;
+esac
+echo "system test: systemd $state after $(awk "BEGIN { printf \"%.1f\", $(date +%s.%N) - $started }") s" >&2
+
+# --- the checks
+passed=0
+failed=0
+check() { # DESCRIPTION COMMAND...: one check, counted
+  local description=$1
+  shift
+  if "$@"; then
+    passed=$((passed + 1))
+    echo "ok: $description" >&2
+  else
+    failed=$((failed + 1))
+    echo "FAILED: $description" >&2
+  fi
+}
+equals() { # ACTUAL EXPECTED
+  [ "$1" = "$2" ] || {
+    echo "  got: $1" >&2
+    echo "  expected: $2" >&2
+    return 1
+  }
+}
+property() { inside systemctl show -P "$1" "$unit"; }
+install_packages() {
+  inside env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends \
+    "${debs[@]/#$packages//srv/trevalo}" >>"$work/apt.log" 2>&1
+}
+first_call_activates() {
+  equals "$(property ActiveState)" inactive &&
+    as_nobody busctl --system introspect "$bus_name" "$object" | grep -q '^org\.ondrel\.TCServer ' &&
+    equals "$(property ActiveState)" active
+}
+
+step "installing the packages with apt (log: $work/apt.log)"
+: >"$work/apt.log"
+install_packages || fail "apt could not install the packages:$(echo; tail -20 "$work/apt.log")"
+check "the service's system user exists" inside getent passwd trevalo_service >/dev/null
+check "the unit is enabled and not started" equals "$(inside systemctl is-enabled "$unit")/$(property ActiveState)" enabled/inactive
+check "an unprivileged user's first call starts the service" first_call_activates
+
+pid=$(property MainPID)
+proc_status=$(inside cat "/proc/$pid/status" || true)
+field() { awk -v name="$1:" '$1 == name { print $2 }' <<<"$proc_status"; }
+check "it runs as trevalo_service, without capabilities or new privileges, under a seccomp filter" \
+  equals "$(field Uid) $(field CapEff) $(field NoNewPrivs) $(field Seccomp)" \
+  "$(inside id -u trevalo_service) 0000000000000000 1 2"
+exposure=$(inside systemd-analyze security "$unit" 2>&1 |
+  sed -n 's/.*Overall exposure level for [^:]*: \([0-9.]*\).*/\1/p')
+echo "system test: systemd-analyze security $unit: ${exposure:-?}" >&2
+check "the loaded unit's exposure is at most 1.0" awk -v e="$exposure" 'BEGIN { exit !(e != "" && e <= 1.0) }'
+
+catalogue=$(as_nobody trevalo-cli pmt /srv/trevalo/"$(basename "$stream")")
+check "trevalo-cli pmt gives the stream's catalogue" equals "$catalogue" "$(
+  cat <<'EOF'
+programme 8801: PMT version 10 on PID 100 (0x0064), 106 bytes: catalogue rebuilt
+KIND      #  PID           TAG  ENCODING  LANG  FLAGS
+video     0  110 (0x006E)  -    AVC (1)   -
+audio     0  121 (0x0079)  -    AC-3 (0)  fra
+audio     1  122 (0x007A)  -    AC-3 (0)  eng
+audio     2  123 (0x007B)  -    AC-3 (0)  qad
+subtitle  0  142 (0x008E)  -    -         fra
+subtitle  1  143 (0x008F)  -    -         fra
+EOF
+)"
+check "an index out of range is refused" equals "$(as_nobody trevalo-cli call GetAudio --data 9)" '{"return_data":""}'
+
+# The journal: one entry per line, sent by the service itself with its fields.
+inside journalctl --sync
+journal() { inside journalctl --no-pager "_SYSTEMD_UNIT=$unit" "_PID=$pid" _EXE=/usr/libexec/trevalo_service "$@"; }
+# Each entry, one JSON object a line: the letter and tag the line starts with give its PRIORITY
+# and SYSLOG_IDENTIFIER, and the code fields are there.
+entries_of_their_lines() {
+  journal -o json | awk '
+    BEGIN { split("V 7 D 7 I 6 W 4 E 3 F 2", pairs); for (i = 1; i < 12; i += 2) of[pairs[i]] = pairs[i + 1] }
+    function field(name) {
+      if (!match($0, "\"" name "\":\"([^\"\\\\]|\\\\.)*\"")) return "-"
+      return substr($0, RSTART + length(name) + 4, RLENGTH - length(name) - 5)
+    }
+    {
+      message = field("MESSAGE")
+      priority = of[substr(message, 1, 1)]
+      tag = substr(message, 3, index(message, "(") - 3)
+      if (field("PRIORITY") != priority || field("SYSLOG_IDENTIFIER") != tag || tag == "" ||
+          field("_TRANSPORT") != "journal" || field("CODE_FILE") == "-" ||
+          field("CODE_LINE") == "-" || field("CODE_FUNC") == "-") {
+        print "  " $0 > "/dev/stderr"
+        wrong++
+      }
+      if (priority == 6) info++
+      if (priority == 3) errors++
+    }
+    END { exit !(NR > 0 && info > 0 && errors > 0 && wrong == 0) }'
+}
+check "the journal holds the service's lines, each with its PRIORITY, SYSLOG_IDENTIFIER and code fields" \
+  entries_of_their_lines
+check "no line reached the journal through standard error as well" \
+  equals "$(inside journalctl --no-pager -q "_SYSTEMD_UNIT=$unit" _TRANSPORT=stdout -o cat)" ""
+check "each line once: the one line naming the stream's 'qad' track" \
+  equals "$(journal -o cat | grep -c 'ISO 639 Language, qad audio desc false')" 1
+errors=$(inside journalctl --no-pager -q "_SYSTEMD_UNIT=$unit" -p err -o cat)
+check "journalctl -p err shows the error lines only" \
+  equals "$(grep -c 'GetAudio(113) > \[GetAudio:113\] invalid index' <<<"$errors")/$(grep -vc '^E/TREVALO_SERVICE(' <<<"$errors")" 1/0
+
+restarted() {
+  inside sh -c "kill -SEGV $pid"
+  for _ in $(seq 100); do
+    [ "$(property MainPID)" != "$pid" ] && [ "$(property ActiveState)" = active ] && break
+    sleep 0.1
+  done
+  equals "$(property NRestarts)" 1 &&
+    equals "$(as_nobody trevalo-cli call SizeOfAudio)" '{"return_data":0}'
+}
+check "a crash (SIGSEGV) is restarted and the next call answered" restarted
+
+stopped_in_order() {
+  local last
+  last=$(property MainPID)
+  inside systemctl stop "$unit" &&
+    equals "$(property ActiveState) $(property ExecMainCode) $(property ExecMainStatus)" "inactive 1 0" &&
+    inside journalctl --no-pager -q "_PID=$last" -o cat | grep -q 'OnTerminate'
+}
+check "systemctl stop: the orderly lines and status 0" stopped_in_order
+
+# Purge a running service; then nothing of the packages is left, and installing again works.
+as_nobody busctl --system introspect "$bus_name" "$object" >/dev/null
+pid=$(property MainPID)
+files=$(inside sh -c 'dpkg -L trevalo-service trevalo-cli | while read -r f; do [ -d "$f" ] || echo "$f"; done')
+purged() {
+  inside env DEBIAN_FRONTEND=noninteractive apt-get purge -y -q trevalo-service trevalo-cli >>"$work/apt.log" 2>&1 &&
+    ! inside test -e "/proc/$pid" &&
+    equals "$(inside sh -c 'while read -r f; do [ -e "$f" ] || [ -L "$f" ] && echo "$f"; done' <<<"$files
+/etc/systemd/system/dbus-$bus_name.service
+/etc/systemd/system/multi-user.target.wants/$unit")" ""
+}
+check "apt purge stops the service and leaves none of the packages' files" purged
+reinstalled() {
+  install_packages && first_call_activates
+}
+check "installing again after the purge: the first call starts the service" reinstalled
+
+echo "system-test: $passed passed, $failed failed" >&2
+[ "$failed" -eq 0 ]
