@@ -2,8 +2,8 @@
 // one PropertiesChanged with all five values arrives before each accepted section's reply (none
 // for a refused one), GetPid answers as GetPID; and the README's busctl examples as printed.
 #include <gmock/gmock.h>
+#include <signal.h>
 
-#include <fstream>
 #include <sstream>
 
 #include "pmt_section_builder.h"
@@ -225,6 +225,66 @@ TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachRebuiltCa
         EXPECT_EQ(pid, Call(R"({"method":"GetPID","data":)" + std::to_string(tag) +
                             "}")[member::kReturnData])
             << tag;
+    }
+}
+
+// The README's busctl examples, run against this bus (for --user) after the README's section:
+// each command's output as printed; the monitor's, which holds times and serial numbers, as the
+// lines printed in their order ("..." skips any number of lines).
+TEST_F(CatalogueInterface, ReadmeBusctlExamplesPrintWhatTheReadmeShows) {
+    const std::string readme = test_support::ReadText(TREVALO_README);
+    const std::string marker = "<!-- the commands below run, and their output is compared";
+    const size_t block = readme.find("```\n", readme.find(marker));
+    ASSERT_NE(block, std::string::npos);
+    std::istringstream lines(readme.substr(block + 4, readme.find("```", block + 4) - block - 4));
+    std::vector<std::pair<std::vector<std::string>, std::string>> examples;  // command, output
+    for (std::string line; std::getline(lines, line);) {
+        if (line.rfind("$ busctl ", 0) != 0) {
+            ASSERT_FALSE(examples.empty()) << line;
+            examples.back().second += line + "\n";
+            continue;
+        }
+        std::istringstream words(line.substr(9));
+        std::vector<std::string> arguments;
+        for (std::string word; words >> word;) {
+            arguments.push_back(word == "--user" ? "--address=" + bus_->Address() : word);
+        }
+        examples.push_back({arguments, ""});
+    }
+    ASSERT_EQ(examples.size(), 4u);
+    ASSERT_EQ(examples[0].first[1], "monitor");
+
+    test_support::ChildOptions busctl;
+    busctl.program = "/usr/bin/busctl";
+    test_support::ChildProcess monitor(examples[0].first, busctl);
+    ASSERT_TRUE(monitor.WaitForErr("Monitoring bus message stream.")) << monitor.Err();
+    Call(R"({"method":"SendPMTData","data":{"reset":true,"programNum":8803}})",
+         test_support::ReadTestData("pmt/test-020.p8803.v13.2.sec"));
+    ASSERT_TRUE(monitor.WaitForOut("Member=PropertiesChanged"));
+    Call(R"({"method":"SizeOfAudio"})");  // a later message: the signal is printed whole
+    ASSERT_TRUE(monitor.WaitForOut("Member=Request\n"));
+    const std::string watched = monitor.Out();
+    std::istringstream shown(examples[0].second);
+    size_t at = 0;
+    bool skipping = false;
+    for (std::string line; std::getline(shown, line);) {
+        if (line == "...") {
+            skipping = true;
+            continue;
+        }
+        const size_t found = watched.find("\n" + line + "\n", at);
+        ASSERT_NE(found, std::string::npos) << line << "\n" << watched;
+        EXPECT_TRUE(skipping || found == at) << line;
+        at = found + line.size() + 1;
+        skipping = false;
+    }
+    monitor.Signal(SIGTERM);
+    monitor.Wait();
+
+    for (size_t i = 1; i < examples.size(); ++i) {
+        const test_support::ChildResult result = test_support::RunCli(examples[i].first, busctl);
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(result.out, examples[i].second);
     }
 }
 
