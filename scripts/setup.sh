@@ -3,6 +3,8 @@
 #   scripts/setup.sh build   the service and the client
 #   scripts/setup.sh test    the build, the test suite, the benchmarks and the fuzzer (default)
 #   scripts/setup.sh demo    the build, a bus and ffmpeg for scripts/run.sh
+#   scripts/setup.sh cross   the build, the cross compilers, qemu and mmdebstrap for
+#                            scripts/cross.sh, and the programs its tests run on this machine
 # Safe to run again: it installs nothing when everything is present. To add a package, add it
 # to the job that needs it.
 set -euo pipefail
@@ -23,13 +25,19 @@ demo_packages=(
   dbus-daemon dbus-bin
   ffmpeg
 )
+cross_packages=(
+  crossbuild-essential-armhf crossbuild-essential-arm64
+  qemu-user-static binfmt-support mmdebstrap
+  dbus-daemon dbus-bin libglib2.0-bin systemd
+)
 
 case "$job" in
   build) packages=("${build_packages[@]}") ;;
   test) packages=("${build_packages[@]}" "${test_packages[@]}") ;;
   demo) packages=("${build_packages[@]}" "${demo_packages[@]}") ;;
+  cross) packages=("${build_packages[@]}" "${cross_packages[@]}") ;;
   *)
-    echo "usage: $0 [build|test|demo]" >&2
+    echo "usage: $0 [build|test|demo|cross]" >&2
     exit 2
     ;;
 esac
