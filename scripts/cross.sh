@@ -68,14 +68,17 @@ if ! awk -v release="$codename" '$3 == release { found = 1 } END { exit !found }
   exit 1
 fi
 
-# What the tree links against on the target: the development packages of the build and of the
-# tests, and the C++ library of the cross compiler's version.
+# What the tree links against on the target: the development packages that scripts/setup.sh
+# installs here for the build and the tests (not the fuzzers' clang runtime), the C library and
+# the C++ library of the cross compiler's version.
+mapfile -t target_packages < <(sed -n '/^\(build\|test\)_packages=(/,/^)/p' scripts/setup.sh |
+  grep -o '\blib[a-z0-9.+-]*-dev\b' | grep -v '^libclang-rt-')
+if [ ${#target_packages[@]} -eq 0 ]; then
+  echo "cross: no development packages found in scripts/setup.sh" >&2
+  exit 1
+fi
 gcc_major=$("$triplet-g++" -dumpversion | cut -d. -f1)
-target_packages=(
-  libc6-dev "libstdc++-$gcc_major-dev"
-  libglib2.0-dev libjsoncpp-dev libefl-all-dev libsystemd-dev libdbus-1-dev
-  libgtest-dev libgmock-dev libdvbpsi-dev
-)
+target_packages+=(libc6-dev "libstdc++-$gcc_major-dev")
 key=$(printf '%s\n' "$codename" "$arch" "$sources" "${target_packages[@]}" | sha256sum | cut -c1-16)
 cache=${TREVALO_CROSS_CACHE:-/var/cache/trevalo-cross}
 root=$cache/$arch
