@@ -7,8 +7,11 @@
 # and a cache variable TREVALO_<KIND>_DIR to choose another directory (absolute, or relative to
 # the install prefix).
 
+# The directory as the target names it: a cross build's pkg-config puts its sysroot before paths
+# (and mangles path lists), which is right for compiling but not for where files go.
 function(trevalo_pkg_variable out module variable)
-  execute_process(COMMAND ${PKG_CONFIG_EXECUTABLE} --variable=${variable} ${module}
+  execute_process(COMMAND ${CMAKE_COMMAND} -E env --unset=PKG_CONFIG_SYSROOT_DIR
+                          ${PKG_CONFIG_EXECUTABLE} --variable=${variable} ${module}
                   OUTPUT_VARIABLE value OUTPUT_STRIP_TRAILING_WHITESPACE
                   RESULT_VARIABLE failed ERROR_QUIET)
   if(failed)

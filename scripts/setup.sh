@@ -6,6 +6,8 @@
 #   scripts/setup.sh demo    the build, a bus and ffmpeg for scripts/run.sh
 #   scripts/setup.sh package the build and what makes and checks the Debian packages
 #                            (dpkg-buildpackage -b, lintian)
+#   scripts/setup.sh cross   the build, the cross compilers, qemu and mmdebstrap for
+#                            scripts/cross.sh, and the programs its tests run on this machine
 # Safe to run again: it installs nothing when everything is present. To add a package, add it
 # to the job that needs it.
 set -euo pipefail
@@ -33,6 +35,11 @@ package_packages=(
 system_test_packages=(
   debootstrap systemd-container
 )
+cross_packages=(
+  crossbuild-essential-armhf crossbuild-essential-arm64
+  qemu-user-static binfmt-support mmdebstrap
+  dbus-daemon dbus-bin libglib2.0-bin systemd
+)
 
 case "$job" in
   build) packages=("${build_packages[@]}") ;;
@@ -40,8 +47,9 @@ case "$job" in
     "${system_test_packages[@]}") ;;
   demo) packages=("${build_packages[@]}" "${demo_packages[@]}") ;;
   package) packages=("${build_packages[@]}" "${package_packages[@]}") ;;
+  cross) packages=("${build_packages[@]}" "${cross_packages[@]}") ;;
   *)
-    echo "usage: $0 [build|test|demo|package]" >&2
+    echo "usage: $0 [build|test|demo|package|cross]" >&2
     exit 2
     ;;
 esac

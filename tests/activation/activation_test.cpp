@@ -13,7 +13,7 @@
 namespace {
 
 using ActivatingBus = test_support::PrivateBus;
-using activation_test::ExecutableOf;
+using activation_test::RunsProgram;
 using activation_test::SharedInstall;
 using test_support::ChildResult;
 using ::testing::HasSubstr;
@@ -48,7 +48,7 @@ void ExpectActivationOn(const ActivatingBus& bus) {
 
     const pid_t owner = bus.OwnerPid(kBusName);
     ASSERT_GT(owner, 0) << bus.Log();
-    EXPECT_EQ(ExecutableOf(owner), SharedInstall().Prefix() + "/libexec/trevalo_service");
+    EXPECT_TRUE(RunsProgram(owner, SharedInstall().Prefix() + "/libexec/trevalo_service"));
 
     const ChildResult second = InstalledCli(bus, {"time", "save", "1234"});
     EXPECT_EQ(second.status, 0) << second.err;

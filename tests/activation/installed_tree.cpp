@@ -1,7 +1,5 @@
 #include "installed_tree.h"
 
-#include <unistd.h>
-
 #include <cstdio>
 #include <cstdlib>
 
@@ -22,12 +20,9 @@ const InstalledTree& SharedInstall() {
     return tree;
 }
 
-std::string ExecutableOf(pid_t pid) {
-    char target[4096];
-    const ssize_t length =
-        readlink(("/proc/" + std::to_string(pid) + "/exe").c_str(), target, sizeof target - 1);
-    if (length <= 0) return "";
-    return std::string(target, static_cast<size_t>(length));
+bool RunsProgram(pid_t pid, const std::string& path) {
+    const std::string maps = test_support::ReadText("/proc/" + std::to_string(pid) + "/maps");
+    return maps.find(" " + path + "\n") != std::string::npos;
 }
 
 }  // namespace activation_test

@@ -43,8 +43,9 @@ class InstalledTree {
 // One installation shared by the tests of this process.
 const InstalledTree& SharedInstall();
 
-// Where /proc says the program of `pid` lives.
-std::string ExecutableOf(pid_t pid);
+// Whether `pid` runs the program file `path`: it has the file mapped. Not /proc/<pid>/exe, which
+// names the emulator when binfmt_misc runs the program under one (qemu-user, in a cross build).
+bool RunsProgram(pid_t pid, const std::string& path);
 
 }  // namespace activation_test
 

@@ -1,8 +1,10 @@
 // programmes: the programmes of a stream, read without any bus; checked against what libdvbpsi
 // reads from the same captures, and on a known programme in full.
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 #include <cstdio>
+#include <fstream>
 
 #include "child_process.h"
 #include "dvbpsi_reference.h"
@@ -45,21 +47,35 @@ TEST(Programmes, ListsEveryProgrammeOfACaptureWithThePmtLibdvbpsiFinds) {
     }
 }
 
-TEST(Programmes, ShowsEachStreamsTypeAndLanguagesFromStandardInput) {
-    test_support::ChildOptions options;
-    options.input = test_support::ReadText(kTs + "multi-programme-ac3-subtitles.ts");
-    const ChildResult result = RunCli({"programmes", "-"}, options);
-    ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_THAT(result.out,
-                HasSubstr("programme 8802: PMT version 15 on PID 200 (0x00C8), PCR PID 210 "
-                          "(0x00D2)\n"
-                          "  PID            TYPE                              LANG\n"
-                          "  210 (0x00D2)   0x1B AVC video                    -\n"
-                          "  221 (0x00DD)   0x06 private data: AC-3           fra\n"
-                          "  222 (0x00DE)   0x06 private data: AC-3           eng\n"
-                          "  242 (0x00F2)   0x06 private data: DVB subtitles  fra\n"
-                          "  243 (0x00F3)   0x06 private data: DVB subtitles  fra\n"
-                          "  4369 (0x1111)  0x0D DSM-CC sections              -\n"));
+// From a pipe, and from a recording of 2 GiB or more (the capture with a hole after it), which
+// must open and read as any file where off_t would otherwise be 32 bits (armhf).
+TEST(Programmes, ShowsEachStreamsTypeAndLanguagesFromAPipeOrARecordingBeyond2GiB) {
+    const std::string capture = test_support::ReadText(kTs + "multi-programme-ac3-subtitles.ts");
+    const std::string large = "/tmp/trevalo-large-" + std::to_string(getpid()) + ".ts";
+    {
+        std::ofstream file(large, std::ios::binary);
+        file << capture;
+        file.seekp((std::streamoff{3} << 30) - 1);
+        ASSERT_TRUE(file.put('\0')) << large;
+    }
+    for (const std::string& operand : {std::string("-"), large}) {
+        SCOPED_TRACE(operand);
+        test_support::ChildOptions options;
+        if (operand == "-") options.input = capture;
+        const ChildResult result = RunCli({"programmes", operand}, options);
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_THAT(result.out,
+                    HasSubstr("programme 8802: PMT version 15 on PID 200 (0x00C8), PCR PID 210 "
+                              "(0x00D2)\n"
+                              "  PID            TYPE                              LANG\n"
+                              "  210 (0x00D2)   0x1B AVC video                    -\n"
+                              "  221 (0x00DD)   0x06 private data: AC-3           fra\n"
+                              "  222 (0x00DE)   0x06 private data: AC-3           eng\n"
+                              "  242 (0x00F2)   0x06 private data: DVB subtitles  fra\n"
+                              "  243 (0x00F3)   0x06 private data: DVB subtitles  fra\n"
+                              "  4369 (0x1111)  0x0D DSM-CC sections              -\n"));
+    }
+    std::remove(large.c_str());
 }
 
 // Every descriptor field the JSON carries, each in a field of its own.

@@ -22,13 +22,16 @@ InputStream::InputStream(const std::string& path) {
         m_Name = path;
     }
     struct stat status {};
-    if (fstat(m_Fd, &status) == 0) {
-        if (S_ISDIR(status.st_mode)) {
-            if (m_OwnsFd) close(m_Fd);
-            throw UnreadableInput(m_Name + " is a directory");
-        }
-        m_RegularFile = S_ISREG(status.st_mode);
+    if (fstat(m_Fd, &status) != 0) {  // EOVERFLOW: a file beyond what off_t holds
+        const int error = errno;
+        if (m_OwnsFd) close(m_Fd);
+        throw UnreadableInput("cannot read " + m_Name + ": " + std::strerror(error));
     }
+    if (S_ISDIR(status.st_mode)) {
+        if (m_OwnsFd) close(m_Fd);
+        throw UnreadableInput(m_Name + " is a directory");
+    }
+    m_RegularFile = S_ISREG(status.st_mode);
 }
 
 InputStream::~InputStream() {
