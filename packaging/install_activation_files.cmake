@@ -6,8 +6,11 @@
 set(TREVALO_BUS_NAME "org.ondrel.TCServer.trevalo_service")
 set(TREVALO_UNIT "trevalo_service.service")
 set(TREVALO_UNIT_ALIAS "dbus-${TREVALO_BUS_NAME}.service")
-# The system user the service runs as on the system bus (sysusers.d creates it).
+set(TREVALO_CATALOGUE_INTERFACE "org.ondrel.Trevalo.Catalogue1")
+# The system user the service runs as on the system bus, and the group of the clients trusted to
+# send it requests there (sysusers.d creates both).
 set(TREVALO_USER "trevalo_service")
+set(TREVALO_CLIENT_GROUP "trevalo")
 
 function(trevalo_below_prefix out directory)
   if(IS_ABSOLUTE "${directory}")
@@ -51,6 +54,7 @@ set(installed_files
   "session-bus.service.in|SESSION_SERVICES|${TREVALO_BUS_NAME}.service|a session bus cannot start the service"
   "system-bus.service.in|SYSTEM_SERVICES|${TREVALO_BUS_NAME}.service|the system bus cannot start the service"
   "system-bus-policy.conf.in|POLICY|${TREVALO_BUS_NAME}.conf|the system bus refuses the service its name (it exits 255)"
+  "${TREVALO_CATALOGUE_INTERFACE}.xml|INTERFACES|${TREVALO_CATALOGUE_INTERFACE}.xml|D-Bus tools that read interface descriptions do not find the catalogue's"
   "systemd-system.service.in|SYSTEM_UNITS|${TREVALO_UNIT}|systemd knows no system unit ${TREVALO_UNIT}"
   "systemd-user.service.in|USER_UNITS|${TREVALO_UNIT}|systemd knows no user unit ${TREVALO_UNIT}"
   "trevalo-cli.bash-completion|COMPLETIONS|trevalo-cli|bash does not complete trevalo-cli"

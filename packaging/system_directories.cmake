@@ -77,6 +77,9 @@ trevalo_directory(SYSTEM_SERVICES dbus-1 system_bus_services_dir share/dbus-1/sy
   "/usr/local/share/dbus-1/system-services;/usr/share/dbus-1/system-services;/lib/dbus-1/system-services"
   "the system-bus activation files")
 trevalo_directory(POLICY dbus-1 policy share/dbus-1/system.d "" "the system-bus policies")
+trevalo_directory(INTERFACES dbus-1 interfaces_dir share/dbus-1/interfaces
+  "/usr/local/share/dbus-1/interfaces;/usr/share/dbus-1/interfaces"
+  "the D-Bus interface descriptions")
 trevalo_directory(SYSTEM_UNITS systemd systemdsystemunitdir lib/systemd/system "" "the systemd system units")
 # systemd-sysusers reads /usr/local/lib/sysusers.d too, though pkg-config names only one directory.
 trevalo_directory(SYSUSERS systemd sysusersdir lib/sysusers.d

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "TrevaloCatalogueInterface.h"
 #include "TrevaloLog.h"
 #include "TrevaloRequest.h"
 #include "TrevaloServiceServer.h"
@@ -57,6 +58,7 @@ TrevaloService::TrevaloService()
     : Ondrel::TCServer(std::string(kServerName), Ondrel::TCServer::SERVER_TYPE_SERVICE) {
     DeclareSignal(trevalo_bus::kTrevaloSignal);
     DeclareSignal(trevalo_bus::kCatalogueChanged);
+    AddInterface(CatalogueInterface());
     TREVALO_LOGE("TrevaloService constructor!!");
 }
 

@@ -12,6 +12,7 @@
 #include "Ondrel/TCServer.h"
 #include "TCPMTParser.h"
 #include "TVServiceAPI.h"
+#include "TrevaloCatalogueInterface.h"
 #include "TrevaloLanguageCode.h"
 #include "TrevaloLog.h"
 #include "TrevaloRequest.h"
@@ -31,6 +32,8 @@ namespace teletext_type = trevalo_mpeg::teletext_type;
 ComponentList<AudioComponent>* TrevaloServiceServer::audList = nullptr;
 ComponentList<VideoComponent>* TrevaloServiceServer::vidList = nullptr;
 ComponentList<SbtComponent>* TrevaloServiceServer::sbtList = nullptr;
+uint16_t TrevaloServiceServer::m_ProgramNumber = 0;
+int TrevaloServiceServer::m_PmtVersion = -1;
 TCPMTParser* TrevaloServiceServer::m_pParser = nullptr;
 uint32_t TrevaloServiceServer::m_CurrentVideoPlayingTime = 0;
 double TrevaloServiceServer::m_TimeTicker = 0.0;
@@ -66,6 +69,8 @@ void TrevaloServiceServer::InitTrevaloServiceServer() {
     vidList = new ComponentList<VideoComponent>();
     audList = new ComponentList<AudioComponent>();
     sbtList = new ComponentList<SbtComponent>();
+    m_ProgramNumber = 0;
+    m_PmtVersion = -1;
 }
 
 void TrevaloServiceServer::FiniTrevaloServiceServer() {
@@ -97,6 +102,7 @@ void AnnounceCatalogue(unsigned short program_number) {
         Json::Value(static_cast<unsigned int>(TrevaloServiceServer::sbtList->size()));
     const TCMessage signal(body);
     Ondrel::TCServer::SendSignal(trevalo_bus::kServerName, trevalo_bus::kCatalogueChanged, &signal);
+    AnnounceCatalogueProperties();
 }
 
 // The request's "reset" and "programNum" (inside "data"), read as asBool and asInt read them: a
@@ -165,6 +171,8 @@ void TrevaloServiceServer::ParsePMT(const TCMessage& request, TCMessage& reply) 
         TREVALO_LOGI("Number of elementary streams %d", streams);
         for (int index = 0; index < streams; ++index) m_ProcessComponents(instance, index);
         reply.body[member::kReturnData] = Json::Value(0);
+        m_ProgramNumber = program_number;
+        m_PmtVersion = instance->VersionNumber();
         AnnounceCatalogue(program_number);
     }
     TREVALO_LOGI("Data parsing is done!");
@@ -367,7 +375,9 @@ void TrevaloServiceServer::ProcessPrivatePESAndFillAudio(TCPMTElementary* es, in
                         "Teletext stream component being added==> num_ofdescs:%d comp tag:%d",
                         entries, static_cast<int>(comp_tag));
                     sbtList->emplace_back(
-                        new SbtComponent{es->ElementaryPID(), false, comp_tag, lang, false});
+                        new SbtComponent{es->ElementaryPID(), false, comp_tag, lang, false, true,
+                                         type, teletext->TeletextMagazineNumber(entry),
+                                         teletext->TeletextPageNumber(entry), 0, 0});
                 }
                 break;
             }
@@ -383,8 +393,10 @@ void TrevaloServiceServer::ProcessPrivatePESAndFillAudio(TCPMTElementary* es, in
                     TREVALO_LOGI(
                         "Subtitle stream component being added==> num_ofdescs:%d comp tag:%d",
                         entries, static_cast<int>(comp_tag));
-                    sbtList->emplace_back(
-                        new SbtComponent{es->ElementaryPID(), false, comp_tag, lang, false});
+                    sbtList->emplace_back(new SbtComponent{
+                        es->ElementaryPID(), false, comp_tag, lang, false, false,
+                        subtitling->SubtitlingType(entry), 0, 0,
+                        subtitling->CompositionPageId(entry), subtitling->AncillaryPageId(entry)});
                 }
                 break;
             }

@@ -41,6 +41,13 @@ struct SbtComponent {
     uint8_t comp_tag;
     std::string lang;
     bool hearing_impaired;
+    // Beside what the entry queries answer: what the entry is, for the typed catalogue.
+    bool teletext;              // a teletext page, else a DVB subtitle
+    uint8_t type;               // teletext_type, or subtitling_type
+    uint8_t magazine;           // teletext: magazine number, 0 to 7
+    uint8_t page;               // teletext: page number
+    uint16_t composition_page;  // DVB subtitle
+    uint16_t ancillary_page;    // DVB subtitle
 };
 
 // A catalogue list owns its records; an entry's index is its place in the order of appending.
@@ -88,6 +95,10 @@ class TrevaloServiceServer {
     static ComponentList<AudioComponent>* audList;
     static ComponentList<VideoComponent>* vidList;
     static ComponentList<SbtComponent>* sbtList;
+
+    // The programme number and version_number of the last accepted PMT; 0 and -1 before one.
+    static uint16_t m_ProgramNumber;
+    static int m_PmtVersion;
 
     // Created by the first "SendPMTData" and kept for the life of the process.
     static TCPMTParser* m_pParser;

@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <list>
 #include <map>
 #include <string>
 #include <vector>
@@ -34,9 +35,23 @@ void Warn(const std::string& text) {
 
 }  // namespace
 
+namespace {
+
+// An added interface as exported: its vtable points into the strings held here.
+struct ExportedInterface {
+    TCInterface interface;
+    std::vector<std::string>
+        method_names;  // the argument names of each method, as sd-bus lists them
+    std::vector<sd_bus_vtable> vtable;
+    sd_bus_slot* slot = nullptr;
+};
+
+}  // namespace
+
 struct TCServer::Connection {
     sd_bus* bus = nullptr;
     sd_bus_slot* object = nullptr;
+    std::list<ExportedInterface> interfaces;  // never moved once exported
     GSource* source = nullptr;
     bool owns_name = false;
     std::string bus_name;
@@ -93,6 +108,164 @@ std::vector<sd_bus_vtable> MakeVTable(const std::vector<std::string>& signal_nam
     return vtable;
 }
 
+// ---- Typed values on the wire ----
+
+int AppendValue(sd_bus_message* message, const TCValue& value) {
+    switch (value.GetType()) {
+        case TCValue::Type::kByte: {
+            const auto byte = static_cast<uint8_t>(value.Number());
+            return sd_bus_message_append_basic(message, 'y', &byte);
+        }
+        case TCValue::Type::kBoolean: {
+            const int boolean = value.Number() != 0 ? 1 : 0;
+            return sd_bus_message_append_basic(message, 'b', &boolean);
+        }
+        case TCValue::Type::kUInt16: {
+            const auto number = static_cast<uint16_t>(value.Number());
+            return sd_bus_message_append_basic(message, 'q', &number);
+        }
+        case TCValue::Type::kInt32: {
+            const auto number = static_cast<int32_t>(value.Number());
+            return sd_bus_message_append_basic(message, 'i', &number);
+        }
+        case TCValue::Type::kString:
+            return sd_bus_message_append_basic(message, 's', value.Text().c_str());
+        case TCValue::Type::kBytes:
+            return sd_bus_message_append_array(message, 'y', value.ByteList().data(),
+                                               value.ByteList().size());
+        case TCValue::Type::kDictionaries:
+            break;
+    }
+    int result = sd_bus_message_open_container(message, 'a', "a{sv}");
+    for (const TCValue::Dictionary& dictionary : value.DictionaryList()) {
+        if (result >= 0) result = sd_bus_message_open_container(message, 'a', "{sv}");
+        for (const TCDictEntry& entry : dictionary) {
+            if (result >= 0) result = sd_bus_message_open_container(message, 'e', "sv");
+            if (result >= 0) result = sd_bus_message_append_basic(message, 's', entry.name.c_str());
+            if (result >= 0) {
+                result = sd_bus_message_open_container(message, 'v', entry.value.Signature());
+            }
+            if (result >= 0) result = AppendValue(message, entry.value);
+            if (result >= 0) result = sd_bus_message_close_container(message);  // v
+            if (result >= 0) result = sd_bus_message_close_container(message);  // e
+        }
+        if (result >= 0) result = sd_bus_message_close_container(message);  // a{sv}
+    }
+    if (result >= 0) result = sd_bus_message_close_container(message);  // aa{sv}
+    return result;
+}
+
+// Reads one basic argument of type `type`; false for a type the typed methods do not take.
+bool ReadBasic(sd_bus_message* message, char type, std::vector<TCValue>& arguments) {
+    switch (type) {
+        case 'y': {
+            uint8_t byte = 0;
+            if (sd_bus_message_read_basic(message, type, &byte) <= 0) return false;
+            arguments.push_back(TCValue::Byte(byte));
+            return true;
+        }
+        case 'b': {
+            int boolean = 0;
+            if (sd_bus_message_read_basic(message, type, &boolean) <= 0) return false;
+            arguments.push_back(TCValue::Boolean(boolean != 0));
+            return true;
+        }
+        case 'q': {
+            uint16_t number = 0;
+            if (sd_bus_message_read_basic(message, type, &number) <= 0) return false;
+            arguments.push_back(TCValue::UInt16(number));
+            return true;
+        }
+        case 'i': {
+            int32_t number = 0;
+            if (sd_bus_message_read_basic(message, type, &number) <= 0) return false;
+            arguments.push_back(TCValue::Int32(number));
+            return true;
+        }
+        case 's': {
+            const char* text = nullptr;
+            if (sd_bus_message_read_basic(message, type, &text) <= 0) return false;
+            arguments.push_back(TCValue::String(text));
+            return true;
+        }
+        default:
+            return false;
+    }
+}
+
+int GetProperty(sd_bus*, const char*, const char*, const char* property, sd_bus_message* reply,
+                void* user_data, sd_bus_error* error) {
+    const auto* exported = static_cast<const ExportedInterface*>(user_data);
+    for (const TCProperty& candidate : exported->interface.properties) {
+        if (candidate.name != property) continue;
+        const int result = AppendValue(reply, candidate.get());
+        if (result < 0) {
+            return sd_bus_error_setf(error, kFailedError, "property %s cannot be written: %s",
+                                     property, std::strerror(-result));
+        }
+        return 1;
+    }
+    return sd_bus_error_setf(error, SD_BUS_ERROR_UNKNOWN_PROPERTY, "no property %s", property);
+}
+
+int CallTypedMethod(sd_bus_message* call, void* user_data, sd_bus_error* error) {
+    const auto* exported = static_cast<const ExportedInterface*>(user_data);
+    const char* member = sd_bus_message_get_member(call);
+    for (const TCMethod& method : exported->interface.methods) {
+        if (member == nullptr || method.name != member) continue;
+        std::vector<TCValue> arguments;
+        for (const char type : method.in_signature) {
+            if (!ReadBasic(call, type, arguments)) {
+                return sd_bus_error_setf(error, SD_BUS_ERROR_INVALID_ARGS,
+                                         "arguments do not match %s", method.in_signature.c_str());
+            }
+        }
+        const std::vector<TCValue> results = method.call(arguments);
+        // The call's log lines leave before its reply, as a request's do.
+        dlog_flush();
+        sd_bus_message* answer = nullptr;
+        int result = sd_bus_message_new_method_return(call, &answer);
+        if (result < 0) return result;
+        for (const TCValue& value : results) {
+            if (result >= 0) result = AppendValue(answer, value);
+        }
+        if (result >= 0) result = sd_bus_send(nullptr, answer, nullptr);
+        sd_bus_message_unref(answer);
+        return result;
+    }
+    return sd_bus_error_setf(error, SD_BUS_ERROR_UNKNOWN_METHOD, "no method %s",
+                             member != nullptr ? member : "?");
+}
+
+// The vtable of an added interface; `exported.method_names` must be filled first.
+std::vector<sd_bus_vtable> MakeInterfaceVTable(const ExportedInterface& exported) {
+    std::vector<sd_bus_vtable> vtable{SD_BUS_VTABLE_START(0)};
+    for (const TCProperty& property : exported.interface.properties) {
+        vtable.push_back(SD_BUS_PROPERTY(property.name.c_str(), property.signature.c_str(),
+                                         GetProperty, 0, SD_BUS_VTABLE_PROPERTY_EMITS_CHANGE));
+    }
+    for (size_t i = 0; i < exported.interface.methods.size(); ++i) {
+        const TCMethod& method = exported.interface.methods[i];
+        sd_bus_vtable entry = SD_BUS_METHOD(method.name.c_str(), method.in_signature.c_str(),
+                                            method.out_signature.c_str(), CallTypedMethod,
+                                            SD_BUS_VTABLE_UNPRIVILEGED);
+        entry.x.method.names = exported.method_names[i].c_str();
+        vtable.push_back(entry);
+    }
+    vtable.push_back(SD_BUS_VTABLE_END);
+    return vtable;
+}
+
+// sd-bus reads a method's argument names as one string: each name ended by a NUL, the inputs
+// first.
+std::string ArgumentNames(const TCMethod& method) {
+    std::string names;
+    for (const auto* list : {&method.in_names, &method.out_names}) {
+        for (const std::string& name : *list) names += name + '\0';
+    }
+    return names;
+}
+
 void OnBusLost(void* server, int error) {
     __dlog_print(LOG_ID_MAIN, DLOG_ERROR, kLogTag, "server %s: lost the bus (%s): exiting\n",
                  static_cast<TCServer*>(server)->Name().c_str(), std::strerror(error));
@@ -115,6 +288,10 @@ void TCServer::SetRequestHooks(RequestHook before, RequestHook after) {
 
 void TCServer::DeclareSignal(const std::string& name) {
     m_Signals.push_back(name);
+}
+
+void TCServer::AddInterface(TCInterface interface) {
+    m_Interfaces.push_back(std::move(interface));
 }
 
 bool TCServer::CreateDBusServer() {
@@ -141,6 +318,23 @@ bool TCServer::CreateDBusServer() {
              std::strerror(-result));
         CloseDBusServer();
         return false;
+    }
+    for (const TCInterface& interface : m_Interfaces) {
+        ExportedInterface& exported = m_Connection->interfaces.emplace_back();
+        exported.interface = interface;
+        for (const TCMethod& method : interface.methods) {
+            exported.method_names.push_back(ArgumentNames(method));
+        }
+        exported.vtable = MakeInterfaceVTable(exported);
+        result = sd_bus_add_object_vtable(
+            m_Connection->bus, &exported.slot, m_Connection->object_path.c_str(),
+            exported.interface.name.c_str(), exported.vtable.data(), &exported);
+        if (result < 0) {
+            Warn("server " + m_Name + ": cannot export " + interface.name + ": " +
+                 std::strerror(-result));
+            CloseDBusServer();
+            return false;
+        }
     }
     // No flags: the name is not queued for when its owner leaves.
     result = sd_bus_request_name(m_Connection->bus, m_Connection->bus_name.c_str(), 0);
@@ -172,6 +366,7 @@ bool TCServer::CloseDBusServer() {
     if (m_Connection->owns_name) {
         sd_bus_release_name(m_Connection->bus, m_Connection->bus_name.c_str());
     }
+    for (ExportedInterface& exported : m_Connection->interfaces) sd_bus_slot_unref(exported.slot);
     sd_bus_slot_unref(m_Connection->object);
     sd_bus_flush_close_unref(m_Connection->bus);
     m_Connection.reset();
@@ -197,6 +392,23 @@ bool TCServer::SendSignal(const char* server, const char* name, const TCMessage*
     }
     sd_bus_message_unref(signal);
     return sent;
+}
+
+bool TCServer::EmitPropertiesChanged(const char* server, const std::string& interface,
+                                     const std::vector<std::string>& names) {
+    if (server == nullptr) return false;
+    auto found = OpenServers().find(server);
+    if (found == OpenServers().end()) return false;
+    const Connection& connection = *found->second->m_Connection;
+    std::vector<char*> name_list;
+    for (const std::string& name : names) name_list.push_back(const_cast<char*>(name.c_str()));
+    name_list.push_back(nullptr);
+    const int result = sd_bus_emit_properties_changed_strv(
+        connection.bus, connection.object_path.c_str(), interface.c_str(), name_list.data());
+    if (result < 0) {
+        Warn("PropertiesChanged of " + interface + " not sent: " + std::strerror(-result));
+    }
+    return result >= 0;
 }
 
 bool TCServer::IfTransferMessage(const char*, const TCMessage*, TCEventIO*&) {

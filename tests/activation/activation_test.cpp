@@ -74,6 +74,36 @@ TEST_F(Activation, TheServiceJoinsTheBusThatStartedItWhateverTheDaemonInherited)
     ExpectActivationOn(bus);
 }
 
+// The element of `interface` in introspection data; empty when there is none.
+std::string InterfaceElement(const std::string& xml, const std::string& interface) {
+    const size_t start = xml.find("<interface name=\"" + interface + "\">");
+    const size_t end = xml.find("</interface>", start);
+    return start == std::string::npos || end == std::string::npos ? std::string()
+                                                                  : xml.substr(start, end - start);
+}
+
+TEST_F(Activation, TheInstalledInterfaceDescriptionIsWhatTheServiceIntrospects) {
+    ActivatingBus bus(SessionBusConfig(true));
+    GDBusConnection* connection = test_support::ConnectToBus(bus.Address());
+    ASSERT_NE(connection, nullptr) << bus.Log();
+    GError* error = nullptr;
+    GVariant* reply = g_dbus_connection_call_sync(connection, kBusName, trevalo_bus::kObjectPath,
+                                                  "org.freedesktop.DBus.Introspectable",
+                                                  "Introspect", nullptr, G_VARIANT_TYPE("(s)"),
+                                                  G_DBUS_CALL_FLAGS_NONE, 30000, nullptr, &error);
+    ASSERT_NE(reply, nullptr) << error->message << bus.Log();
+    const gchar* introspected = nullptr;
+    g_variant_get(reply, "(&s)", &introspected);
+    const std::string interface = trevalo_bus::catalogue::kInterface;
+    const std::string installed = test_support::ReadText(
+        SharedInstall().Prefix() + "/share/dbus-1/interfaces/" + interface + ".xml");
+    EXPECT_NE(InterfaceElement(installed, interface), "");
+    EXPECT_EQ(InterfaceElement(installed, interface), InterfaceElement(introspected, interface));
+    g_variant_unref(reply);
+    g_object_unref(connection);
+    EXPECT_TRUE(test_support::StopProcess(bus.OwnerPid(kBusName)));
+}
+
 // Where a dbus-daemon built for `prefix` reads `what`: dbus-1's pkg-config directories with its
 // prefix moved there. Empty without pkg-config or dbus-1.
 std::string DbusDirectoryFor(const std::string& prefix, const std::string& variable) {

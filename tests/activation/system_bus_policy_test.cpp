@@ -1,11 +1,16 @@
 // The installed system-bus policy on a private bus that denies by default, as a system bus does:
-// the service's own system user owns the name, no other user can (root included), and another
-// user can call every method, introspect the object and hear the signal.
+// the service's own system user owns the name, no other user can (root included); a member of
+// the client group calls every method; any other user reads the catalogue, introspects the
+// object and hears the signals, and is refused requests.
 #include <gmock/gmock.h>
+#include <grp.h>
 #include <pwd.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <unistd.h>
+
+#include <fstream>
+#include <memory>
 
 #include "child_process.h"
 #include "installed_tree.h"
@@ -25,6 +30,9 @@ using trevalo_bus::kBusName;
 
 constexpr const char kServiceUser[] = "trevalo_service";
 constexpr const char kOtherUser[] = "nobody";
+constexpr const char kClientGroup[] = "trevalo";
+// A player's user admitted as the README says, with a sysusers.d "m" line.
+constexpr const char kPlayerUser[] = "trevalo_test_player";
 
 struct User {
     int uid = -1;
@@ -55,21 +63,35 @@ class SystemBusPolicy : public ::testing::Test {
         const std::string sysusers = "systemd-sysusers '" + SharedInstall().Prefix() +
                                      "/lib/sysusers.d/trevalo_service.conf'";
         ASSERT_EQ(std::system(sysusers.c_str()), 0) << sysusers;
+        const std::string player = SharedInstall().Prefix() + "/player.conf";
+        std::ofstream(player) << "u " << kPlayerUser << " - \"trevalo_service test player\" - -\n"
+                              << "m " << kPlayerUser << " " << kClientGroup << "\n";
+        ASSERT_EQ(std::system(("systemd-sysusers '" + player + "'").c_str()), 0);
         m_Service = FindUser(kServiceUser);
         m_Other = FindUser(kOtherUser);
+        m_Player = FindUser(kPlayerUser);
+        const group* clients = getgrnam(kClientGroup);
+        ASSERT_NE(clients, nullptr) << "systemd-sysusers made no group " << kClientGroup;
+        m_Player.gid = static_cast<int>(clients->gr_gid);  // the child keeps no other groups
         ASSERT_GT(m_Service.uid, 0) << "systemd-sysusers made no user " << kServiceUser;
         ASSERT_GT(m_Other.uid, 0);
+        ASSERT_GT(m_Player.uid, 0);
+        // The bus reads the policy now that its users and group exist.
+        m_Bus = std::make_unique<ActivatingBus>(
+            kSystemBusDefaults +
+            ("<includedir>" + SharedInstall().Prefix() + "/share/dbus-1/system.d</includedir>"));
         // The temporary directories are root's alone; the other users must reach the programs
         // and the bus socket.
         ASSERT_EQ(chmod(SharedInstall().Prefix().c_str(), 0755), 0);
-        ASSERT_TRUE(m_Bus.Started()) << "the daemon refused the installed policy:\n" << m_Bus.Log();
-        ASSERT_EQ(chmod(m_Bus.Directory().c_str(), 0755), 0);
+        ASSERT_TRUE(m_Bus->Started()) << "the daemon refused the installed policy:\n"
+                                      << m_Bus->Log();
+        ASSERT_EQ(chmod(m_Bus->Directory().c_str(), 0755), 0);
     }
 
     ChildOptions As(const User& user, const std::string& program = "") const {
         ChildOptions options;
         options.program = program.empty() ? SharedInstall().Prefix() + "/bin/trevalo-cli" : program;
-        options.environment = {"DBUS_SESSION_BUS_ADDRESS=" + m_Bus.Address()};
+        options.environment = {"DBUS_SESSION_BUS_ADDRESS=" + m_Bus->Address()};
         options.uid = user.uid;
         options.gid = user.gid;
         return options;
@@ -81,21 +103,21 @@ class SystemBusPolicy : public ::testing::Test {
     pid_t WaitForOwner() const {
         pid_t owner = -1;
         for (int i = 0; i < 500 && owner <= 0; ++i) {
-            owner = m_Bus.OwnerPid(kBusName);
+            owner = m_Bus->OwnerPid(kBusName);
             if (owner <= 0) usleep(10000);
         }
         return owner;
     }
 
-    ActivatingBus m_Bus{kSystemBusDefaults + ("<includedir>" + SharedInstall().Prefix() +
-                                              "/share/dbus-1/system.d</includedir>")};
+    std::unique_ptr<ActivatingBus> m_Bus;
     User m_Service;
     User m_Other;
+    User m_Player;
 };
 
 TEST_F(SystemBusPolicy, NoUserButTheServicesOwnsTheName) {
     std::string error;
-    EXPECT_FALSE(m_Bus.RequestName(kBusName, error));  // we are root
+    EXPECT_FALSE(m_Bus->RequestName(kBusName, error));  // we are root
     EXPECT_THAT(error, HasSubstr("AccessDenied"));
 
     const ChildResult other = test_support::RunCli({}, As(m_Other, ServiceProgram()));
@@ -105,17 +127,19 @@ TEST_F(SystemBusPolicy, NoUserButTheServicesOwnsTheName) {
 
     ChildProcess service({}, As(m_Service, ServiceProgram()));
     const pid_t owner = WaitForOwner();
-    ASSERT_GT(owner, 0) << service.Err() << m_Bus.Log();
+    ASSERT_GT(owner, 0) << service.Err() << m_Bus->Log();
     EXPECT_EQ(OwnerOfProcess(owner), static_cast<uid_t>(m_Service.uid));
     service.Signal(SIGTERM);
     EXPECT_EQ(service.Wait(), 0) << service.Err();
 }
 
-TEST_F(SystemBusPolicy, AnotherUserCallsEveryMethodIntrospectsAndHearsTheSignal) {
+TEST_F(SystemBusPolicy, AMemberCallsEveryMethodAnotherUserReadsIntrospectsAndHears) {
     ChildProcess service({}, As(m_Service, ServiceProgram()));
-    ASSERT_GT(WaitForOwner(), 0) << service.Err() << m_Bus.Log();
-    ChildProcess listener({"listen"}, As(m_Other));
-    ASSERT_TRUE(listener.WaitForErr("listening for TrevaloSignal")) << listener.Err();
+    ASSERT_GT(WaitForOwner(), 0) << service.Err() << m_Bus->Log();
+    // Not `trevalo-cli listen`: it asks a request first, which a user outside the group may not.
+    ChildProcess listener({"monitor", "--address", m_Bus->Address(), "--dest", kBusName},
+                          As(m_Other, "/usr/bin/gdbus"));
+    ASSERT_TRUE(listener.WaitForOut("is owned by")) << listener.Out() << listener.Err();
 
     struct Call {
         const char* method;
@@ -137,13 +161,13 @@ TEST_F(SystemBusPolicy, AnotherUserCallsEveryMethodIntrospectsAndHearsTheSignal)
         {"SaveCurrentVideoPlayingTime", nullptr, std::string("\x10\x27\0\0", 4),
          R"({"return_data":0})"},
         {"GetCurrentVideoPlayingTime", nullptr, "", R"({"return_data":0})"},
-        {"SendPESDataWithFirstPTS", R"({"from":"another user"})", "", R"({"return_data":""})"},
+        {"SendPESDataWithFirstPTS", R"({"from":"a member"})", "", R"({"return_data":""})"},
     };
     for (const Call& call : calls) {
         SCOPED_TRACE(call.method);
         std::vector<std::string> arguments = {"call", call.method};
         if (call.data != nullptr) arguments.insert(arguments.end(), {"--data", call.data});
-        ChildOptions options = As(m_Other);
+        ChildOptions options = As(m_Player);
         if (!call.buffer.empty()) {
             arguments.insert(arguments.end(), {"--buffer-file", "-"});
             options.input = call.buffer;
@@ -153,15 +177,42 @@ TEST_F(SystemBusPolicy, AnotherUserCallsEveryMethodIntrospectsAndHearsTheSignal)
         EXPECT_THAT(result.out, HasSubstr(call.answer));
     }
 
+    // Outside the group: the catalogue and the introspection data, but no request.
+    const std::string object[] = {"--address=" + m_Bus->Address(), kBusName,
+                                  trevalo_bus::kObjectPath};
+    const struct {
+        std::vector<std::string> arguments;
+        const char* out;
+    } reads[] = {
+        {{"get-property", object[0], object[1], object[2], trevalo_bus::catalogue::kInterface,
+          trevalo_bus::catalogue::kProgramNumber, trevalo_bus::catalogue::kPmtVersion},
+         "q 8803\ni 13\n"},
+        {{"call", object[0], object[1], object[2], trevalo_bus::catalogue::kInterface,
+          trevalo_bus::catalogue::kGetPid, "y", "3"},
+         "q 342\n"},
+    };
+    for (const auto& read : reads) {
+        const ChildResult result =
+            test_support::RunCli(read.arguments, As(m_Other, "/usr/bin/busctl"));
+        EXPECT_EQ(result.status, 0) << result.err;
+        EXPECT_EQ(result.out, read.out);
+    }
+    const ChildResult refused = test_support::RunCli({"call", "SizeOfAudio"}, As(m_Other));
+    EXPECT_NE(refused.status, 0);
+    EXPECT_THAT(refused.err, HasSubstr("AccessDenied"));
+
     const ChildResult introspected =
-        test_support::RunCli({"introspect", "--address", m_Bus.Address(), "--dest", kBusName,
+        test_support::RunCli({"introspect", "--address", m_Bus->Address(), "--dest", kBusName,
                               "--object-path", trevalo_bus::kObjectPath},
                              As(m_Other, "/usr/bin/gdbus"));
     EXPECT_EQ(introspected.status, 0) << introspected.err;
     EXPECT_THAT(introspected.out, HasSubstr(std::string("interface ") + trevalo_bus::kInterface));
 
-    EXPECT_TRUE(listener.WaitForOut(R"(TrevaloSignal {"data":{"from":"another user"})"))
+    EXPECT_TRUE(listener.WaitForOut(R"(TrevaloSignal ('{"data":{"from":"a member"})"))
         << listener.Out();
+    EXPECT_THAT(listener.Out(), HasSubstr(".PropertiesChanged ('" +
+                                          std::string(trevalo_bus::catalogue::kInterface) +
+                                          "', {'ProgramNumber': <uint16 8803>"));
     listener.Signal(SIGTERM);
     service.Signal(SIGTERM);
     EXPECT_EQ(service.Wait(), 0) << service.Err();

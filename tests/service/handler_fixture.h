@@ -70,8 +70,8 @@ class HandlerTest : public ::testing::Test {
             new VideoComponent{pid, 1, ca_sid != 0, ca_sid, tag, 100}));
     }
     static void AddSubtitle(int16_t pid, uint8_t tag, const std::string& lang = "fin") {
-        TrevaloServiceServer::sbtList->push_back(
-            std::unique_ptr<SbtComponent>(new SbtComponent{pid, false, tag, lang, false}));
+        TrevaloServiceServer::sbtList->push_back(std::unique_ptr<SbtComponent>(
+            new SbtComponent{pid, false, tag, lang, false, false, 0x10, 0, 0, 1, 1}));
     }
 
     TrevaloService service_;

@@ -18,6 +18,24 @@ constexpr const char kInvalidMessageError[] = "org.ondrel.TCServer.Error.Invalid
 constexpr const char kTrevaloSignal[] = "TrevaloSignal";
 constexpr const char kCatalogueChanged[] = "CatalogueChanged";
 
+// The catalogue as a typed interface on kObjectPath, beside kInterface: read-only properties that
+// announce their new values with org.freedesktop.DBus.Properties.PropertiesChanged, and GetPid.
+namespace catalogue {
+constexpr const char kInterface[] = "org.ondrel.Trevalo.Catalogue1";
+constexpr const char kPropertiesInterface[] = "org.freedesktop.DBus.Properties";
+constexpr const char kPropertiesChanged[] = "PropertiesChanged";
+// Properties: 0 and -1 before the first accepted PMT; the lists aa{sv}, one dictionary per entry
+// with the members of the entry objects below.
+constexpr const char kProgramNumber[] = "ProgramNumber";  // q
+constexpr const char kPmtVersion[] = "PmtVersion";        // i
+constexpr const char kVideo[] = "Video";
+constexpr const char kAudio[] = "Audio";
+constexpr const char kSubtitles[] = "Subtitles";
+constexpr const char kGetPid[] = "GetPid";  // (y component_tag) -> (q pid)
+constexpr const char kGetPidArgument[] = "component_tag";
+constexpr const char kGetPidResult[] = "pid";
+}  // namespace catalogue
+
 // The values of the request member "method", in the order the dispatcher compares them.
 namespace method {
 constexpr const char kSendPESDataWithFirstPTS[] = "SendPESDataWithFirstPTS";  // relayed as a signal
@@ -55,6 +73,17 @@ constexpr const char kAudioDesc[] = "audio_desc";
 constexpr const char kCaSid[] = "ca_sid";
 constexpr const char kAspectRatio[] = "aspect_ratio";
 constexpr const char kHearingImpaired[] = "hearing_impaired";
+// only in the entries of the catalogue interface: the language's bytes as broadcast (ay, beside
+// "lang" in which a byte outside printable ASCII, or a backslash, reads \xNN), and what a
+// subtitle entry is
+constexpr const char kLangBytes[] = "lang_bytes";
+constexpr const char kKind[] = "kind";  // "dvb-subtitle" or "teletext"
+constexpr const char kType[] = "type";  // the subtitling_type or teletext_type
+constexpr const char kPage[] = "page";  // teletext: magazine (0 read as 8) and page, "888"
+constexpr const char kCompositionPage[] = "composition_page";  // DVB subtitle
+constexpr const char kAncillaryPage[] = "ancillary_page";      // DVB subtitle
+constexpr const char kKindDvbSubtitle[] = "dvb-subtitle";
+constexpr const char kKindTeletext[] = "teletext";
 // the lists of GetCatalogue's answer and the sizes in CatalogueChanged's body
 constexpr const char kVideo[] = "video";
 constexpr const char kAudio[] = "audio";

@@ -1,15 +1,44 @@
 #ifndef ONDREL_TCSERVER_H
 #define ONDREL_TCSERVER_H
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "Ondrel/TCMessage.h"
+#include "Ondrel/TCValue.h"
 
 namespace Ondrel {
 
 class TCEventIO;
+
+// A read-only property of an exported interface. `get` is asked for the value whenever a client
+// reads it and whenever a change of it is announced; the value must have type `signature`.
+struct TCProperty {
+    std::string name;
+    std::string signature;
+    std::function<TCValue()> get;
+};
+
+// A method of an exported interface whose arguments and results are basic values (y b q i s).
+// `call` gets the arguments in order and answers the results in order, of `out_signature`.
+struct TCMethod {
+    std::string name;
+    std::string in_signature;
+    std::vector<std::string> in_names;
+    std::string out_signature;
+    std::vector<std::string> out_names;
+    std::function<std::vector<TCValue>(const std::vector<TCValue>&)> call;
+};
+
+// An interface exported beside "org.ondrel.TCServer" on the server's object. Each property
+// announces its changes with org.freedesktop.DBus.Properties.PropertiesChanged, values included.
+struct TCInterface {
+    std::string name;
+    std::vector<TCProperty> properties;
+    std::vector<TCMethod> methods;
+};
 
 // A named server on D-Bus. It joins the bus that started it (DBUS_STARTER_ADDRESS), else the
 // session bus named by DBUS_SESSION_BUS_ADDRESS, else the system bus. A server named N owns the
@@ -37,6 +66,9 @@ class TCServer {
     // Declares signal `name` in the introspection data; call it before CreateDBusServer.
     void DeclareSignal(const std::string& name);
 
+    // Adds an interface to the object; call it before CreateDBusServer.
+    void AddInterface(TCInterface interface);
+
     // Connects to the bus, exports the object and takes the name without queueing.
     // False, with a warning line naming the reason, when there is no bus or the name is taken.
     bool CreateDBusServer();
@@ -47,6 +79,12 @@ class TCServer {
     // Emits signal `name` from the open server named `server`, carrying `message` to all
     // listeners. False when no such server is open or the signal cannot be sent.
     static bool SendSignal(const char* server, const char* name, const TCMessage* message);
+
+    // Emits PropertiesChanged for `interface` of the open server named `server`, carrying the
+    // current values of the properties `names`. False when no such server is open, the interface
+    // or a property is unknown, or the signal cannot be sent.
+    static bool EmitPropertiesChanged(const char* server, const std::string& interface,
+                                      const std::vector<std::string>& names);
 
     // Functions the framework calls on the main-loop thread just before and just after it hands
     // each request to IfMessageReceived (a request it refuses reaches neither), for whatever must
@@ -76,6 +114,7 @@ class TCServer {
     TCServerType m_Type;
     std::unique_ptr<Connection> m_Connection;
     std::vector<std::string> m_Signals;
+    std::vector<TCInterface> m_Interfaces;
 };
 
 }  // namespace Ondrel
