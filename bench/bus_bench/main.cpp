@@ -12,7 +12,9 @@
 //   --per-client   requests of each of the 8 concurrent clients (default 10000)
 //   --only         one scenario after the start-up measurements: queries, pmt, channel,
 //                  catalogue (the whole catalogue per channel change, classic way against
-//                  GetCatalogue, and a listener of CatalogueChanged) or load
+//                  GetCatalogue, and a listener of CatalogueChanged), sdbus (sd-bus clients:
+//                  the channel change, GetAll and the catalogue from PropertiesChanged against
+//                  the sd-bus echo) or load
 //   --samples      the file for every latency sample of the channel-change scenario
 //                  (tab-separated: target, burst, method, microseconds), for plot_latency.sh
 //   --keep         leaves the directory with the servers' logs in /tmp
@@ -42,6 +44,7 @@
 #include "files.h"
 #include "private_bus.h"
 #include "scenarios.h"
+#include "sdbus_client_scenario.h"
 #include "trevalo/bus_contract.h"
 
 namespace bus_bench {
@@ -57,7 +60,7 @@ struct Options {
     bool keep = false;
     std::vector<std::string> wrap;       // before the service's command line
     std::vector<std::string> wrap_echo;  // before each echo server's
-    std::string only;                    // one scenario: queries, pmt, channel, catalogue or load
+    std::string only;  // one scenario: queries, pmt, channel, catalogue, sdbus or load
     std::string service = TREVALO_SERVICE_BINARY;
 };
 
@@ -196,6 +199,10 @@ int RunBenchmark(const Options& options) {
     if (wanted("pmt")) PrintOutcome(RunSendPmt(bench), bench.targets);
     if (wanted("channel")) PrintOutcome(RunChannelChange(bench), bench.targets);
     if (wanted("catalogue")) RunWholeCatalogueScenario(bus, bench.sections, options.rounds);
+    if (wanted("sdbus")) {
+        RunSdBusClientScenario(bus.Address(), kSdEchoName, bench.sections, *bench.largest,
+                               bench.audio_tag, options.rounds);
+    }
     bool all_right = true;
     std::vector<ResidentMemory> before, after;
     if (wanted("load")) {
@@ -267,7 +274,7 @@ int Main(int argc, char** argv) {
                 std::fprintf(stderr,
                              "usage: %s [--rounds N] [--per-client N] [--samples FILE] [--keep] "
                              "[--wrap \"COMMAND ...\"] [--wrap-echo \"COMMAND ...\"] "
-                             "[--only queries|pmt|channel|catalogue|load] [--service PATH]\n",
+                             "[--only queries|pmt|channel|catalogue|sdbus|load] [--service PATH]\n",
                              argv[0]);
                 return 2;
             }

@@ -219,7 +219,12 @@ void dlog::ReadEnvironment() {
     }
 }
 
-extern "C" int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ...) {
+namespace {
+
+// One line: the header, `site`'s prefix when there is a site, then `fmt` formatted with `args`.
+// The source location the journal gets is the site's, else the one `fmt` starts with.
+int PrintLine(log_id_t log_id, int prio, const char* tag, const dlog_site* site, const char* fmt,
+              va_list args) {
     if (log_id < LOG_ID_MAIN || log_id >= LOG_ID_MAX || fmt == nullptr) return -1;
     if (tag == nullptr) tag = "";
     const Settings& settings = CurrentSettings();
@@ -237,16 +242,18 @@ extern "C" int __dlog_print(log_id_t log_id, int prio, const char* tag, const ch
     AppendSigned(line, pid);
     line.append("): ");
     if (line.size() - start >= kPrefixLimit) line.resize(start + kPrefixLimit - 1);
+    if (site != nullptr) line.append(site->prefix, site->prefix_length);
     const size_t prefix = line.size();
 
-    va_list args;
-    va_start(args, fmt);
-    const dlog::CodeLocation code =
-        settings.journal ? CodeLocationOf(fmt, args) : dlog::CodeLocation();
+    dlog::CodeLocation code;
+    if (site != nullptr) {
+        code = {site->file, site->function, site->line};
+    } else if (settings.journal) {
+        code = CodeLocationOf(fmt, args);
+    }
     va_list retry;
     va_copy(retry, args);
     const bool formatted = AppendFormatted(line, fmt, args);
-    va_end(args);
     if (!formatted) {
         // A conversion the fast path does not know: the C library formats the text, once when it
         // fits the stack buffer, and once more into the exact size when it does not.
@@ -277,6 +284,25 @@ extern "C" int __dlog_print(log_id_t log_id, int prio, const char* tag, const ch
         }
     }
     return static_cast<int>(dlog::WriteToStderr(line.data() + start, length, prio >= DLOG_ERROR));
+}
+
+}  // namespace
+
+extern "C" int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ...) {
+    va_list args;
+    va_start(args, fmt);
+    const int length = PrintLine(log_id, prio, tag, nullptr, fmt, args);
+    va_end(args);
+    return length;
+}
+
+extern "C" int __dlog_print_site(log_id_t log_id, int prio, const char* tag, const dlog_site* site,
+                                 const char* fmt, ...) {
+    va_list args;
+    va_start(args, fmt);
+    const int length = PrintLine(log_id, prio, tag, site, fmt, args);
+    va_end(args);
+    return length;
 }
 
 extern "C" void dlog_flush(void) {

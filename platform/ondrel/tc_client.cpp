@@ -1,5 +1,6 @@
 #include <systemd/sd-bus.h>
 
+#include <cerrno>
 #include <cstring>
 #include <vector>
 
@@ -17,6 +18,14 @@ struct SignalSubscription {
     sd_bus_slot* match = nullptr;
 };
 
+struct PropertiesSubscription {
+    std::string interface;
+    TCClient::PropertiesHandler handler;
+    sd_bus_slot* match = nullptr;
+};
+
+constexpr const char kPropertiesInterface[] = "org.freedesktop.DBus.Properties";
+
 }  // namespace
 
 struct TCClient::State {
@@ -27,6 +36,7 @@ struct TCClient::State {
     GSource* source = nullptr;  // only while signals are subscribed
     std::vector<std::unique_ptr<SignalSubscription>> subscriptions;
     TCClient::LostHandler on_lost;
+    std::vector<std::unique_ptr<PropertiesSubscription>> property_subscriptions;
 };
 
 namespace {
@@ -42,6 +52,96 @@ int OnSignal(sd_bus_message* signal, void* user_data, sd_bus_error*) {
     if (message_wire::Read(signal, message, nullptr)) {
         subscription->handler(sd_bus_message_get_member(signal), message);
     }
+    return 0;
+}
+
+int ReadDictionary(sd_bus_message* message, TCValue::Dictionary& dictionary);
+
+template <typename Basic>
+int ReadBasicValue(sd_bus_message* message, char type, Basic& basic) {
+    return sd_bus_message_read_basic(message, type, &basic);
+}
+
+// Reads the variant at the read position: 1 with `value` set, 0 when its type is none TCValue
+// carries (skipped), negative when the message is malformed.
+int ReadVariant(sd_bus_message* message, TCValue& value) {
+    const char* contents = nullptr;
+    int result = sd_bus_message_peek_type(message, nullptr, &contents);
+    if (result <= 0) return result < 0 ? result : -EBADMSG;
+    const std::string signature = contents;
+    result = sd_bus_message_enter_container(message, SD_BUS_TYPE_VARIANT, signature.c_str());
+    if (result <= 0) return result < 0 ? result : -EBADMSG;
+    int known = 1;
+    if (signature == "y") {
+        uint8_t byte = 0;
+        result = ReadBasicValue(message, 'y', byte);
+        value = TCValue::Byte(byte);
+    } else if (signature == "b") {
+        int boolean = 0;
+        result = ReadBasicValue(message, 'b', boolean);
+        value = TCValue::Boolean(boolean != 0);
+    } else if (signature == "q") {
+        uint16_t number = 0;
+        result = ReadBasicValue(message, 'q', number);
+        value = TCValue::UInt16(number);
+    } else if (signature == "i") {
+        int32_t number = 0;
+        result = ReadBasicValue(message, 'i', number);
+        value = TCValue::Int32(number);
+    } else if (signature == "s") {
+        const char* text = nullptr;
+        result = ReadBasicValue(message, 's', text);
+        if (result > 0) value = TCValue::String(text);
+    } else if (signature == "ay") {
+        const void* bytes = nullptr;
+        size_t size = 0;
+        result = sd_bus_message_read_array(message, 'y', &bytes, &size);
+        const auto* first = static_cast<const uint8_t*>(bytes);
+        if (result >= 0) value = TCValue::Bytes(std::vector<uint8_t>(first, first + size));
+    } else if (signature == "aa{sv}") {
+        std::vector<TCValue::Dictionary> list;
+        result = sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "a{sv}");
+        while (result >= 0 && (result = sd_bus_message_at_end(message, false)) == 0) {
+            list.emplace_back();
+            result = ReadDictionary(message, list.back());
+        }
+        if (result >= 0) result = sd_bus_message_exit_container(message);
+        value = TCValue::Dictionaries(std::move(list));
+    } else {
+        result = sd_bus_message_skip(message, signature.c_str());
+        known = 0;
+    }
+    if (result < 0) return result;
+    result = sd_bus_message_exit_container(message);
+    return result < 0 ? result : known;
+}
+
+// Reads the a{sv} at the read position into `dictionary`, in the order of the message.
+int ReadDictionary(sd_bus_message* message, TCValue::Dictionary& dictionary) {
+    int result = sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "{sv}");
+    while (result >= 0 &&
+           (result = sd_bus_message_enter_container(message, SD_BUS_TYPE_DICT_ENTRY, "sv")) > 0) {
+        const char* name = nullptr;
+        result = ReadBasicValue(message, 's', name);
+        if (result < 0) return result;
+        TCDictEntry entry{name, TCValue::Int32(0)};
+        result = ReadVariant(message, entry.value);
+        if (result < 0) return result;
+        if (result > 0) dictionary.push_back(std::move(entry));
+        result = sd_bus_message_exit_container(message);
+    }
+    return result < 0 ? result : sd_bus_message_exit_container(message);
+}
+
+int OnPropertiesChanged(sd_bus_message* signal, void* user_data, sd_bus_error*) {
+    auto* subscription = static_cast<PropertiesSubscription*>(user_data);
+    const char* interface = nullptr;
+    if (sd_bus_message_read_basic(signal, 's', &interface) < 0 ||
+        subscription->interface != interface) {
+        return 0;
+    }
+    TCValue::Dictionary changed;
+    if (ReadDictionary(signal, changed) >= 0) subscription->handler(changed);
     return 0;
 }
 
@@ -62,6 +162,9 @@ TCClient::TCClient(std::string server_name) : m_State(std::make_unique<State>())
 TCClient::~TCClient() {
     bus::Detach(m_State->source);
     for (const auto& subscription : m_State->subscriptions) {
+        sd_bus_slot_unref(subscription->match);
+    }
+    for (const auto& subscription : m_State->property_subscriptions) {
         sd_bus_slot_unref(subscription->match);
     }
     if (m_State->bus != nullptr) sd_bus_flush_close_unref(m_State->bus);
@@ -155,6 +258,51 @@ bool TCClient::Subscribe(const std::string& signal, SignalHandler on_signal) {
     m_State->subscriptions.push_back(std::move(subscription));
     if (m_State->source == nullptr)
         m_State->source = bus::Attach(m_State->bus, ReportBusLost, &m_State->on_lost);
+    return true;
+}
+
+bool TCClient::GetAllProperties(const std::string& interface, TCValue::Dictionary& properties,
+                                std::string* error, int timeout_ms) {
+    if (m_State->bus == nullptr) {
+        SetError(error, "not connected");
+        return false;
+    }
+    sd_bus_error failure = SD_BUS_ERROR_NULL;
+    sd_bus_message* answer = nullptr;
+    const uint64_t timeout_us = timeout_ms < 0 ? 0 : static_cast<uint64_t>(timeout_ms) * 1000;
+    sd_bus_message* call = nullptr;
+    int result = sd_bus_message_new_method_call(m_State->bus, &call, m_State->bus_name.c_str(),
+                                                m_State->object_path.c_str(), kPropertiesInterface,
+                                                "GetAll");
+    if (result >= 0) result = sd_bus_message_append_basic(call, 's', interface.c_str());
+    if (result >= 0) result = sd_bus_call(m_State->bus, call, timeout_us, &failure, &answer);
+    sd_bus_message_unref(call);
+    if (result >= 0) {
+        properties.clear();
+        result = ReadDictionary(answer, properties);
+        sd_bus_message_unref(answer);
+    }
+    if (result < 0) {
+        SetError(error, sd_bus_error_is_set(&failure)
+                            ? std::string(failure.name) + ": " +
+                                  (failure.message != nullptr ? failure.message : "")
+                            : std::string(std::strerror(-result)));
+    }
+    sd_bus_error_free(&failure);
+    return result >= 0;
+}
+
+bool TCClient::SubscribeProperties(const std::string& interface, PropertiesHandler on_change) {
+    if (m_State->bus == nullptr) return false;
+    auto subscription = std::make_unique<PropertiesSubscription>();
+    subscription->interface = interface;
+    subscription->handler = std::move(on_change);
+    const int result = sd_bus_match_signal(
+        m_State->bus, &subscription->match, nullptr, m_State->object_path.c_str(),
+        kPropertiesInterface, "PropertiesChanged", OnPropertiesChanged, subscription.get());
+    if (result < 0) return false;
+    m_State->property_subscriptions.push_back(std::move(subscription));
+    if (m_State->source == nullptr) m_State->source = bus::Attach(m_State->bus, OnBusLost, nullptr);
     return true;
 }
 

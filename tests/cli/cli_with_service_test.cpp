@@ -19,6 +19,7 @@ using test_support::ChildProcess;
 using test_support::ChildResult;
 using ::testing::EndsWith;
 using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::StartsWith;
 
 const std::string kTs = std::string(TREVALO_TESTDATA_DIR) + "/ts/";
@@ -189,36 +190,52 @@ TEST(CliListen, WaitsForTheServiceSayingSoOnceThenPrintsItsSignals) {
     EXPECT_EQ(service.Stop(SIGTERM), 0);
 }
 
-TEST_F(CliWithService, WatchPrintsEveryNewCatalogueUntilInterrupted) {
-    ChildProcess table({"watch"}, Options());
-    ChildProcess json({"watch", "--json"}, Options());
-    ASSERT_TRUE(table.WaitForErr("watching CatalogueChanged")) << table.Err();
-    ASSERT_TRUE(json.WaitForErr("watching CatalogueChanged")) << json.Err();
-    ASSERT_EQ(Cli({"pmt", kMultiProgramme, "--program", "8803"}).status, 0);
-    ASSERT_TRUE(json.WaitForOut("\n")) << json.Out();
-    Json::Value expected = CatalogueSeenDirectly();
-    expected["programNum"] = 8803;
-    EXPECT_EQ(test_support::ParseJson(json.Out()), expected) << json.Out();
-    EXPECT_TRUE(
-        table.WaitForOut("programme 8803: 1 video, 2 audio, 2 subtitle\n"
-                         "KIND      #  PID           TAG  ENCODING  LANG  FLAGS\n"))
-        << table.Out();
-    for (ChildProcess* watcher : {&table, &json}) {
-        watcher->Signal(SIGINT);
-        EXPECT_EQ(watcher->Wait(), 0);
-    }
-}
+// What watch, watch --json, catalogue and catalogue --json print, and the service's log after
+// the PMT was sent.
+struct Printed {
+    std::string watch_table, watch_json, table, json, log;
+};
 
-TEST_F(CliWithService, ReadsTheCatalogueEntryByEntryFromAServiceWithoutGetCatalogue) {
+// The same catalogue from the catalogue interface (no request after the PMT's) and from a
+// service without it or "GetCatalogue" (the per-entry queries): the same text from every command.
+TEST_F(CliWithService, PrintsTheSameWithTheCatalogueInterfaceAsWithoutIt) {
+    const auto print = [&](const std::string& watching) {
+        ChildProcess table({"watch"}, Options());
+        ChildProcess json({"watch", "--json"}, Options());
+        for (ChildProcess* watcher : {&table, &json}) {
+            EXPECT_TRUE(watcher->WaitForErr("watching " + watching + " from")) << watcher->Err();
+        }
+        EXPECT_EQ(Cli({"pmt", kMultiProgramme, "--program", "8803"}).status, 0);
+        const size_t after_pmt = service_->Log().size();
+        EXPECT_TRUE(json.WaitForOut("\n")) << json.Out();
+        EXPECT_TRUE(table.WaitForOut("programme 8803: 1 video, 2 audio, 2 subtitle\n"))
+            << table.Out();
+        EXPECT_TRUE(table.WaitForOut("\n\n")) << table.Out();
+        for (ChildProcess* watcher : {&table, &json}) {
+            watcher->Signal(SIGINT);
+            EXPECT_EQ(watcher->Wait(), 0);
+        }
+        return Printed{table.Out(), json.Out(), Cli({"catalogue"}).out,
+                       Cli({"catalogue", "--json"}).out, service_->Log().substr(after_pmt)};
+    };
+    const Printed typed = print(trevalo_bus::catalogue::kInterface);
+    EXPECT_THAT(typed.log, Not(HasSubstr("IfMessageReceived")));
+    Json::Value expected = CatalogueSeenDirectly();
+    EXPECT_EQ(test_support::ParseJson(typed.json), expected);
+    expected["programNum"] = 8803;
+    EXPECT_EQ(test_support::ParseJson(typed.watch_json), expected) << typed.watch_json;
+
     ASSERT_EQ(service_->Stop(SIGTERM), 0);
     service_ =
         std::make_unique<test_support::ServiceProcess>(*bus_, SERVICE_BEFORE_CATALOGUE_BINARY);
     ASSERT_TRUE(service_->WaitForName(trevalo_bus::kBusName)) << service_->Log();
-    ASSERT_EQ(Cli({"pmt", kMultiProgramme, "--program", "8803"}).status, 0);
-    const ChildResult listed = Cli({"catalogue", "--json"});
-    ASSERT_EQ(listed.status, 0) << listed.err;
-    EXPECT_EQ(test_support::ParseJson(listed.out), CatalogueSeenDirectly());
-    EXPECT_THAT(service_->Log(), HasSubstr("] There is no matched method\n"));
+    const Printed older = print(trevalo_bus::kCatalogueChanged);
+    EXPECT_THAT(older.log, HasSubstr("] There is no matched method\n"));
+    EXPECT_THAT(older.log, HasSubstr("\"method\":\"SizeOfAudio"));
+    EXPECT_EQ(typed.watch_table, older.watch_table);
+    EXPECT_EQ(typed.watch_json, older.watch_json);
+    EXPECT_EQ(typed.table, older.table);
+    EXPECT_EQ(typed.json, older.json);
 }
 
 // What each new version changed, as a recording being written grows.

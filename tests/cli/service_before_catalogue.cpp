@@ -1,5 +1,6 @@
-// The service as it was before "GetCatalogue": the real dispatcher, with that method answered
-// as any unknown one. The client's fallback to the per-entry queries runs against it.
+// The service as it was before "GetCatalogue" and the catalogue interface: the real dispatcher
+// behind a server that exports only the request interface, with "GetCatalogue" answered as any
+// unknown method. The client's fallbacks run against it.
 #include <Ecore.h>
 #include <glib-unix.h>
 #include <glib.h>
@@ -8,20 +9,31 @@
 #include <cstdlib>
 
 #include "TrevaloService.h"
+#include "TrevaloServiceServer.h"
+#include "trevalo/bus_contract.h"
 
 namespace {
 
-class ServiceBeforeCatalogue : public TrevaloService {
+class ServiceBeforeCatalogue : public Ondrel::TCServer {
   public:
+    ServiceBeforeCatalogue()
+        : Ondrel::TCServer(trevalo_bus::kServerName, Ondrel::TCServer::SERVER_TYPE_SERVICE) {
+        DeclareSignal(trevalo_bus::kTrevaloSignal);
+        DeclareSignal(trevalo_bus::kCatalogueChanged);
+    }
+
     bool IfMessageReceived(const char* sender, const Ondrel::TCMessage* request,
                            Ondrel::TCMessage* reply, const char* object_path) override {
         if (request->body.isObject() && request->body["method"] == "GetCatalogue") {
             Ondrel::TCMessage renamed(*request);
             renamed.body["method"] = "GetCatalogue (not known yet)";
-            return TrevaloService::IfMessageReceived(sender, &renamed, reply, object_path);
+            return m_Dispatcher.IfMessageReceived(sender, &renamed, reply, object_path);
         }
-        return TrevaloService::IfMessageReceived(sender, request, reply, object_path);
+        return m_Dispatcher.IfMessageReceived(sender, request, reply, object_path);
     }
+
+  private:
+    TrevaloService m_Dispatcher;  // never on the bus itself
 };
 
 gboolean QuitLoop(gpointer loop) {
@@ -37,9 +49,11 @@ int main() {
     static ServiceBeforeCatalogue service;
     GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
     g_unix_signal_add(SIGTERM, QuitLoop, loop);
-    if (!TrevaloService::OnCreate(&service)) return 255;
+    if (!service.CreateDBusServer()) return 255;
+    TrevaloServiceServer::InitTrevaloServiceServer();
     g_main_loop_run(loop);
-    TrevaloService::OnTerminate(&service);
+    TrevaloServiceServer::FiniTrevaloServiceServer();
+    service.CloseDBusServer();
     g_main_loop_unref(loop);
     return 0;
 }

@@ -1,4 +1,5 @@
-// catalogue [--json]: the three lists as a table or as one JSON document.
+// catalogue [--json]: the three lists as a table or as one JSON document, read from the
+// catalogue interface, else with "GetCatalogue".
 #include <iostream>
 
 #include "catalogue_table.h"
@@ -13,7 +14,11 @@ int RunCatalogue(const CommandContext& context, const Arguments& arguments) {
         throw UsageError("unexpected '" + arguments.Operands()[0] + "'");
     }
     ServiceConnection service(context);
-    const Catalogue catalogue = ReadWholeCatalogue(service);
+    Catalogue catalogue;
+    int program_number = 0;
+    if (!ReadCatalogueProperties(service, catalogue, program_number)) {
+        catalogue = ReadWholeCatalogue(service);
+    }
     std::cout << (arguments.Flag("--json") ? FormatCatalogueJson(catalogue)
                                            : FormatCatalogueTable(AllRows(catalogue)));
     return kExitSuccess;

@@ -25,8 +25,10 @@ const std::vector<CommandEntry>& AllCommands() {
         {"catalogue",
          "catalogue [--json]",
          "print the programme's components",
-         "Reads the video, audio and subtitle lists in one GetCatalogue call (from a service\n"
-         "without that method: the sizes, then every entry) and prints them as one table: KIND,\n"
+         "Reads the video, audio and subtitle lists in one GetAll of the catalogue interface\n"
+         "org.ondrel.Trevalo.Catalogue1 (from a service without it: one GetCatalogue call; from\n"
+         "one without that method: the sizes, then every entry) and prints them as one table: "
+         "KIND,\n"
          "index, PID, component tag ('-' when the stream has none), encoding by name and code,\n"
          "language, and the flags encrypted, CA system, audio description, hearing impaired.\n"
          "With --json, prints one JSON document {\"audio\": [...], \"subtitle\": [...],\n"
@@ -111,8 +113,11 @@ const std::vector<CommandEntry>& AllCommands() {
         {"watch",
          "watch [--json]",
          "print the catalogue whenever it changes",
-         "Waits for CatalogueChanged, which the service sends whenever a PMT section rebuilt its\n"
-         "catalogue, and prints the catalogue then: a line \"programme N: V video, A audio, S\n"
+         "Waits for the PropertiesChanged of the catalogue interface, which the service sends "
+         "with\n"
+         "the new catalogue whenever a PMT section rebuilt it (from a service without that\n"
+         "interface: for CatalogueChanged, then reads the catalogue with GetCatalogue), and\n"
+         "prints the catalogue then: a line \"programme N: V video, A audio, S\n"
          "subtitle\" and the table of the catalogue command. With --json, one line per change:\n"
          "{\"programNum\": N, \"audio\": [...], \"subtitle\": [...], \"video\": [...]}. Changes\n"
          "that come faster than they are printed show as one, the newest. When the service is not\n"

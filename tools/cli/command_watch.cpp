@@ -1,5 +1,6 @@
 // watch [--json]: the catalogue every time the service announces a new one, until SIGINT or
-// SIGTERM.
+// SIGTERM: from the values PropertiesChanged of the catalogue interface carries, or, from a
+// service without that interface, read with "GetCatalogue" on every CatalogueChanged.
 #include <glib-unix.h>
 #include <glib.h>
 #include <signal.h>
@@ -7,6 +8,7 @@
 #include <iostream>
 #include <string>
 
+#include "catalogue_properties.h"
 #include "catalogue_table.h"
 #include "command_error.h"
 #include "commands.h"
@@ -20,18 +22,20 @@ namespace trevalo_cli {
 namespace {
 
 namespace member = trevalo_bus::member;
+namespace catalogue = trevalo_bus::catalogue;
 
 struct Watch {
     ServiceConnection& service;
     bool json;
-    Json::Value announced;  // the body of the newest signal not printed yet
-    guint printing = 0;     // the idle source that prints it, 0 when none is due
+    bool typed = false;   // the service has the catalogue interface: its signal carries all
+    Json::Value program;  // the programme number of the newest announcement not printed yet
+    Catalogue catalogue;  // with the interface, the catalogue of that announcement
+    guint printing = 0;   // the idle source that prints it, 0 when none is due
 };
 
 // "programme N: V video, A audio, S subtitle", the sizes of the catalogue as it was read.
-std::string Heading(const Json::Value& announced, const Catalogue& catalogue) {
-    std::string heading =
-        "programme " + trevalo_json::WriteCompact(announced[member::kProgramNum]) + ":";
+std::string Heading(const Json::Value& program, const Catalogue& catalogue) {
+    std::string heading = "programme " + trevalo_json::WriteCompact(program) + ":";
     for (const ComponentKind kind : kAllKinds) {
         heading += std::string(kind == kAllKinds[0] ? " " : ", ") +
                    std::to_string(catalogue.List(kind).size()) + " " + KindName(kind);
@@ -39,10 +43,10 @@ std::string Heading(const Json::Value& announced, const Catalogue& catalogue) {
     return heading;
 }
 
-void Print(const Json::Value& announced, const Catalogue& catalogue, bool json) {
+void Print(const Json::Value& program, const Catalogue& catalogue, bool json) {
     if (json) {
         Json::Value line(Json::objectValue);
-        line[member::kProgramNum] = announced[member::kProgramNum];
+        line[member::kProgramNum] = program;
         for (const ComponentKind kind : kAllKinds) {
             Json::Value& list = line[KindName(kind)] = Json::Value(Json::arrayValue);
             for (const Json::Value& entry : catalogue.List(kind)) list.append(entry);
@@ -50,18 +54,22 @@ void Print(const Json::Value& announced, const Catalogue& catalogue, bool json) 
         // A line at a time, also into a pipe.
         std::cout << trevalo_json::WriteCompact(line) << std::endl;
     } else {
-        std::cout << Heading(announced, catalogue) << "\n"
+        std::cout << Heading(program, catalogue) << "\n"
                   << FormatCatalogueTable(AllRows(catalogue)) << std::endl;
     }
 }
 
-// Reads and prints the catalogue once per turn of the loop: signals that came meanwhile are
-// folded into one reading, which shows the newest catalogue anyway.
+// Prints the newest catalogue once per turn of the loop: announcements that came meanwhile are
+// folded into one, the newest.
 gboolean PrintNewest(gpointer data) {
     auto* watch = static_cast<Watch*>(data);
     watch->printing = 0;
+    if (watch->typed) {
+        Print(watch->program, watch->catalogue, watch->json);
+        return G_SOURCE_REMOVE;
+    }
     try {
-        Print(watch->announced, ReadWholeCatalogue(watch->service), watch->json);
+        Print(watch->program, ReadWholeCatalogue(watch->service), watch->json);
     } catch (const CommandError& error) {
         // A lost bus ends the watch with its own line.
         if (error.GetKind() == CommandError::Kind::kBusLost) return G_SOURCE_REMOVE;
@@ -78,16 +86,33 @@ int RunWatch(const CommandContext& context, const Arguments& arguments) {
         throw UsageError("unexpected '" + arguments.Operands()[0] + "'");
     }
     ServiceConnection service(context);
-    Watch watch{service, arguments.Flag("--json"), Json::Value(), 0};
-    service.Client().Subscribe(trevalo_bus::kCatalogueChanged,
-                               [&watch](const std::string&, const Ondrel::TCMessage& message) {
-                                   watch.announced = message.body;
-                                   if (watch.printing == 0)
-                                       watch.printing = g_idle_add(PrintNewest, &watch);
-                               });
+    Watch watch{service, arguments.Flag("--json"), false, Json::Value(), Catalogue(), 0};
+    const auto print_soon = [&watch] {
+        if (watch.printing == 0) watch.printing = g_idle_add(PrintNewest, &watch);
+    };
+    service.Client().SubscribeProperties(
+        catalogue::kInterface, [&watch, print_soon](const Ondrel::TCValue::Dictionary& changed) {
+            int program = 0;
+            if (!CatalogueFromProperties(changed, watch.catalogue, program)) return;
+            watch.typed = true;
+            watch.program = program;
+            print_soon();
+        });
+    service.Client().Subscribe(
+        trevalo_bus::kCatalogueChanged,
+        [&watch, print_soon](const std::string&, const Ondrel::TCMessage& message) {
+            if (watch.typed) return;  // the properties' signal follows with the catalogue
+            watch.program = message.body[member::kProgramNum];
+            print_soon();
+        });
     if (!WaitForService(service, "watch")) return kExitSuccess;
-    std::cerr << "watching " << trevalo_bus::kCatalogueChanged << " from "
-              << service.Client().BusName() << " (Ctrl-C stops)" << std::endl;
+    int program = 0;
+    Catalogue current;
+    watch.typed = watch.typed || ReadCatalogueProperties(service, current, program);
+    std::cerr << "watching "
+              << (watch.typed ? std::string(catalogue::kInterface)
+                              : std::string(trevalo_bus::kCatalogueChanged))
+              << " from " << service.Client().BusName() << " (Ctrl-C stops)" << std::endl;
 
     service.ListenUntilInterrupted();
     if (watch.printing != 0) g_source_remove(watch.printing);

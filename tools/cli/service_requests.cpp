@@ -3,6 +3,7 @@
 #include <cstring>
 #include <string>
 
+#include "catalogue_properties.h"
 #include "command_error.h"
 #include "trevalo/bus_contract.h"
 #include "trevalo/json_text.h"
@@ -111,6 +112,13 @@ Catalogue ReadWholeCatalogue(ServiceConnection& service) {
         }
     }
     return catalogue;
+}
+
+bool ReadCatalogueProperties(ServiceConnection& service, Catalogue& catalogue,
+                             int& program_number) {
+    Ondrel::TCValue::Dictionary properties;
+    return service.Client().GetAllProperties(trevalo_bus::catalogue::kInterface, properties) &&
+           CatalogueFromProperties(properties, catalogue, program_number);
 }
 
 int LookUpPid(ServiceConnection& service, int tag) {

@@ -23,6 +23,11 @@ Catalogue ReadCatalogue(ServiceConnection& service);
 // as an unknown method (a service from before that method).
 Catalogue ReadWholeCatalogue(ServiceConnection& service);
 
+// The three lists and the programme number from the properties of the catalogue interface, in
+// one GetAll call. False when the service has no such interface (or no service answers): the
+// caller then asks as a service without it is asked.
+bool ReadCatalogueProperties(ServiceConnection& service, Catalogue& catalogue, int& program_number);
+
 // "GetPID": the PID carrying component tag `tag`, 0 when none does.
 int LookUpPid(ServiceConnection& service, int tag);
 

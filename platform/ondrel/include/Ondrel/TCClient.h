@@ -6,6 +6,7 @@
 #include <string>
 
 #include "Ondrel/TCMessage.h"
+#include "Ondrel/TCValue.h"
 
 namespace Ondrel {
 
@@ -51,6 +52,17 @@ class TCClient {
     // emits, while the default main context is iterated. Returns false when not connected.
     using SignalHandler = std::function<void(const std::string& signal, const TCMessage&)>;
     bool Subscribe(const std::string& signal, SignalHandler on_signal);
+
+    // Reads every property of `interface` on the server's object (Properties.GetAll); members of
+    // types TCValue does not carry are left out. False with `error` set when the call fails.
+    bool GetAllProperties(const std::string& interface, TCValue::Dictionary& properties,
+                          std::string* error = nullptr, int timeout_ms = -1);
+
+    // Calls `on_change` with the changed values every PropertiesChanged of `interface` carries
+    // from the server's object, while the default main context is iterated. Returns false when
+    // not connected.
+    using PropertiesHandler = std::function<void(const TCValue::Dictionary& changed)>;
+    bool SubscribeProperties(const std::string& interface, PropertiesHandler on_change);
 
     // The bus name, object path and interface the client talks to.
     const std::string& BusName() const;
