@@ -302,7 +302,9 @@ bool TCClient::SubscribeProperties(const std::string& interface, PropertiesHandl
         kPropertiesInterface, "PropertiesChanged", OnPropertiesChanged, subscription.get());
     if (result < 0) return false;
     m_State->property_subscriptions.push_back(std::move(subscription));
-    if (m_State->source == nullptr) m_State->source = bus::Attach(m_State->bus, OnBusLost, nullptr);
+    if (m_State->source == nullptr) {
+        m_State->source = bus::Attach(m_State->bus, ReportBusLost, &m_State->on_lost);
+    }
     return true;
 }
 
