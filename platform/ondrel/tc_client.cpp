@@ -261,6 +261,29 @@ bool TCClient::Subscribe(const std::string& signal, SignalHandler on_signal) {
     return true;
 }
 
+bool TCClient::Ping(std::string* error, int timeout_ms) {
+    if (m_State->bus == nullptr) {
+        SetError(error, "not connected");
+        return false;
+    }
+    sd_bus_error failure = SD_BUS_ERROR_NULL;
+    sd_bus_message* call = nullptr;
+    int result = sd_bus_message_new_method_call(m_State->bus, &call, m_State->bus_name.c_str(),
+                                                m_State->object_path.c_str(),
+                                                "org.freedesktop.DBus.Peer", "Ping");
+    const uint64_t timeout_us = timeout_ms < 0 ? 0 : static_cast<uint64_t>(timeout_ms) * 1000;
+    if (result >= 0) result = sd_bus_call(m_State->bus, call, timeout_us, &failure, nullptr);
+    sd_bus_message_unref(call);
+    if (result < 0) {
+        SetError(error, sd_bus_error_is_set(&failure)
+                            ? std::string(failure.name) + ": " +
+                                  (failure.message != nullptr ? failure.message : "")
+                            : std::string(std::strerror(-result)));
+    }
+    sd_bus_error_free(&failure);
+    return result >= 0;
+}
+
 bool TCClient::GetAllProperties(const std::string& interface, TCValue::Dictionary& properties,
                                 std::string* error, int timeout_ms) {
     if (m_State->bus == nullptr) {

@@ -136,7 +136,9 @@ TEST_F(SystemBusPolicy, NoUserButTheServicesOwnsTheName) {
 TEST_F(SystemBusPolicy, AMemberCallsEveryMethodAnotherUserReadsIntrospectsAndHears) {
     ChildProcess service({}, As(m_Service, ServiceProgram()));
     ASSERT_GT(WaitForOwner(), 0) << service.Err() << m_Bus->Log();
-    // Not `trevalo-cli listen`: it asks a request first, which a user outside the group may not.
+    // Outside the group, trevalo-cli listen still waits for the service with a ping, not a request.
+    ChildProcess cli_listener({"listen"}, As(m_Other));
+    ASSERT_TRUE(cli_listener.WaitForErr("listening for TrevaloSignal")) << cli_listener.Err();
     ChildProcess listener({"monitor", "--address", m_Bus->Address(), "--dest", kBusName},
                           As(m_Other, "/usr/bin/gdbus"));
     ASSERT_TRUE(listener.WaitForOut("is owned by")) << listener.Out() << listener.Err();
@@ -213,6 +215,9 @@ TEST_F(SystemBusPolicy, AMemberCallsEveryMethodAnotherUserReadsIntrospectsAndHea
     EXPECT_THAT(listener.Out(), HasSubstr(".PropertiesChanged ('" +
                                           std::string(trevalo_bus::catalogue::kInterface) +
                                           "', {'ProgramNumber': <uint16 8803>"));
+    EXPECT_TRUE(cli_listener.WaitForOut(R"(TrevaloSignal {"data":{"from":"a member"})"))
+        << cli_listener.Out();
+    cli_listener.Signal(SIGTERM);
     listener.Signal(SIGTERM);
     service.Signal(SIGTERM);
     EXPECT_EQ(service.Wait(), 0) << service.Err();

@@ -298,6 +298,11 @@ TEST_F(CliWithService, ListenersEndWith2WhenTheBusGoes) {
             test_support::ChildOptions()));
         ASSERT_TRUE(listeners.back()->WaitForErr("ing ")) << command;
     }
+    // And a follower of a recording, which notices when it next asks who owns the name.
+    const ts_test::Bytes v1 = ts_test::MakePmtSection(7, 1, {{0x1B, 0x101}});
+    ChildProcess follower({"pmt", WriteFile("recording.ts", ChangingStream(v1, v1)), "--follow"},
+                          Options());
+    ASSERT_TRUE(follower.WaitForOut("PMT version 1")) << follower.Err();
     bus_->Kill();
     for (const auto& listener : listeners) {
         EXPECT_EQ(listener->Wait(), 2);
@@ -305,6 +310,11 @@ TEST_F(CliWithService, ListenersEndWith2WhenTheBusGoes) {
         EXPECT_THAT(listener->Err(), EndsWith(": lost the connection to the bus at " +
                                               bus_->Address() + ": Connection reset by peer\n"));
     }
+    EXPECT_EQ(follower.Wait(), 2);
+    const std::string said = follower.Err();
+    EXPECT_THAT(said, StartsWith("trevalo-cli: pmt: lost the connection to the session bus at " +
+                                 bus_->Address() + ": "));
+    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
     EXPECT_EQ(service_->Wait(), 1);  // the service goes as well
     service_.reset();
 }

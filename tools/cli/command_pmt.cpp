@@ -110,6 +110,8 @@ class PmtSender {
         if (now - m_OwnerChecked < kOwnerCheckInterval) return;
         m_OwnerChecked = now;
         if (m_Service.Client().ServerOwner() == m_Owner) return;
+        // The bus itself gone is no restart to wait for: the ping throws the lost bus then.
+        if (!m_Service.Client().Connected()) m_Service.Ping();
         SayOnStderr(m_Service.Client().BusName() + " left the bus or was restarted");
         if (AwaitService()) Send(m_Current);
     }

@@ -77,14 +77,23 @@ Ondrel::TCMessage ServiceConnection::Request(const std::string& method, const Js
     Ondrel::TCMessage reply;
     std::string error;
     if (m_Client.Request(request, reply, &error, m_TimeoutMs)) return reply;
+    throw CallFailure(method, error);
+}
 
-    if (!m_Client.Connected()) throw BusLost(error);
+void ServiceConnection::Ping() {
+    std::string error;
+    if (!m_Client.Ping(&error, m_TimeoutMs)) throw CallFailure("Ping", error);
+}
+
+CommandError ServiceConnection::CallFailure(const std::string& what,
+                                            const std::string& error) const {
+    if (!m_Client.Connected()) return BusLost(error);
     for (const char* name : kNoServiceErrors) {
         if (error.find(name) != std::string::npos) {
-            throw NoServiceError("no answer from " + m_Client.BusName() + ": " + error);
+            return NoServiceError("no answer from " + m_Client.BusName() + ": " + error);
         }
     }
-    throw FailureAnswer(method + " failed: " + error);
+    return FailureAnswer(what + " failed: " + error);
 }
 
 void ServiceConnection::ListenUntilInterrupted() {

@@ -29,7 +29,14 @@ class ServiceConnection {
     Ondrel::TCMessage Request(const std::string& method, const Json::Value& data = Json::Value(),
                               const std::vector<unsigned char>& buffer = {});
 
+    // Asks whether the service answers on the bus at all (a D-Bus ping, which the bus policy
+    // grants everyone); throws as Request does when it does not.
+    void Ping();
+
     Ondrel::TCClient& Client() { return m_Client; }
+
+    // How long a call may wait for its answer, in milliseconds (-1: the bus's default).
+    int TimeoutMs() const { return m_TimeoutMs; }
 
     // Runs the default main context until SIGINT or SIGTERM; throws BusLostError when the bus
     // connection goes first.
@@ -37,6 +44,9 @@ class ServiceConnection {
 
   private:
     CommandError BusLost(const std::string& reason) const;
+    // The error of a call that failed with `error`: the bus gone, nobody answering, or the
+    // service's own failure answer to `what`.
+    CommandError CallFailure(const std::string& what, const std::string& error) const;
 
     Ondrel::TCClient m_Client;
     std::string m_BusDescription;  // "the bus at ADDRESS", "the system bus", ...

@@ -117,7 +117,8 @@ Catalogue ReadWholeCatalogue(ServiceConnection& service) {
 bool ReadCatalogueProperties(ServiceConnection& service, Catalogue& catalogue,
                              int& program_number) {
     Ondrel::TCValue::Dictionary properties;
-    return service.Client().GetAllProperties(trevalo_bus::catalogue::kInterface, properties) &&
+    return service.Client().GetAllProperties(trevalo_bus::catalogue::kInterface, properties,
+                                             nullptr, service.TimeoutMs()) &&
            CatalogueFromProperties(properties, catalogue, program_number);
 }
 

@@ -5,7 +5,6 @@
 #include <iostream>
 
 #include "interruption.h"
-#include "trevalo/bus_contract.h"
 
 namespace trevalo_cli {
 namespace {
@@ -19,7 +18,7 @@ bool WaitForService(ServiceConnection& service, const std::string& command_name)
     bool said = false;
     while (!Interrupted()) {
         try {
-            service.Request(trevalo_bus::method::kSizeOfVideo);
+            service.Ping();
             return true;
         } catch (const CommandError& error) {
             if (!ServiceIsAbsent(error)) throw;

@@ -8,11 +8,12 @@
 
 namespace trevalo_cli {
 
-// Sends a harmless request ("SizeOfVideo") until the service answers; the first one also lets
-// the bus start an activatable service. While nobody owns the name, says once on stderr
+// Pings the service's bus name (D-Bus Peer.Ping, which the policy grants everyone) until it
+// answers; the first one also lets the bus start an activatable service. While nobody owns the
+// name, says once on stderr
 // ("trevalo-cli: COMMAND: waiting for ...") and asks again every 200 ms. Returns false when
 // SIGINT or SIGTERM came first (it catches them from now on, see interruption.h); throws what
-// Request throws for any other failure. Once it returned true, signals subscribed to before the
+// Ping throws for any other failure. Once it returned true, signals subscribed to before the
 // call reach the client: the bus handles a connection's messages in order.
 bool WaitForService(ServiceConnection& service, const std::string& command_name);
 

@@ -48,6 +48,11 @@ class TCClient {
     bool Request(const TCMessage& request, TCMessage& reply, std::string* error = nullptr,
                  int timeout_ms = -1);
 
+    // Asks the server's bus name whether anyone answers there (org.freedesktop.DBus.Peer.Ping,
+    // which every peer answers and which the bus may start an activatable server for). False
+    // with `error` set when nobody does in time.
+    bool Ping(std::string* error = nullptr, int timeout_ms = -1);
+
     // Calls `on_signal` for every signal named `signal` (any name when empty) that the server
     // emits, while the default main context is iterated. Returns false when not connected.
     using SignalHandler = std::function<void(const std::string& signal, const TCMessage&)>;
