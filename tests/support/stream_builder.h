@@ -23,6 +23,7 @@ struct PacketFields {
     // An adaptation field of this many bytes (after its length byte) when >= 0.
     int adaptation_length = -1;
     bool discontinuity = false;
+    bool has_payload = true;  // false: adaptation_field_control 10, an adaptation field only
     Bytes payload;
 };
 Bytes MakePacket(const PacketFields& fields);
