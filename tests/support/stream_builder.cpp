@@ -116,10 +116,4 @@ Bytes Garbage(size_t count, uint32_t seed) {
     return bytes;
 }
 
-Bytes Concat(const std::vector<Bytes>& parts) {
-    Bytes all;
-    for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
-    return all;
-}
-
 }  // namespace ts_test

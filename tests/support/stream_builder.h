@@ -49,7 +49,7 @@ Bytes Restride(const Bytes& stream, size_t stride, uint32_t seed);
 // `count` bytes of noise, one in 32 of them 0x47 (eight times what chance gives).
 Bytes Garbage(size_t count, uint32_t seed);
 
-Bytes Concat(const std::vector<Bytes>& parts);
+using pmt_test::Concat;
 
 }  // namespace ts_test
 

@@ -73,12 +73,9 @@ TEST_P(TvServiceState, AnswersAsTheStateSays) {
 }
 
 std::vector<Json::Value> States() {
-    std::vector<Json::Value> states;
-    for (const Json::Value& state :
-         test_support::ReadJsonFile(test_support::GoldenPath("tv_service_states.json"))) {
-        states.push_back(state);
-    }
-    return states;
+    Json::Value states =
+        test_support::ReadJsonFile(test_support::GoldenPath("tv_service_states.json"));
+    return {states.begin(), states.end()};
 }
 
 INSTANTIATE_TEST_SUITE_P(Golden, TvServiceState, ::testing::ValuesIn(States()));
