@@ -20,8 +20,8 @@
 
 namespace {
 
-std::string Line(char letter, const std::string& text) {
-    return std::string(1, letter) + "/T(" + std::to_string(getpid()) + "): " + text;
+std::string Line(char letter, const std::string& text, const std::string& tag = "T") {
+    return std::string(1, letter) + "/" + tag + "(" + std::to_string(getpid()) + "): " + text;
 }
 
 void Log(int prio, const std::string& text) {
@@ -113,20 +113,17 @@ TEST(PlatformLogDelivery, MinimumPriorityDropsLinesBelowIt) {
         test_support::LogCapture capture;
         setenv("DLOG_MIN_PRIORITY", c.value, 1);
         dlog::ReadEnvironment();
-        const std::string warning = std::string(c.value) == "loud"
-                                        ? "W/DLOG(" + std::to_string(getpid()) +
-                                              "): DLOG_MIN_PRIORITY=\"loud\" is not a priority (V "
-                                              "D I W E F S, verbose ... silent, or 0-8): every "
-                                              "line is written\n"
-                                        : "";
-        std::string expected = warning;
-        for (const auto& [prio, letter] : {std::pair<int, char>{DLOG_DEBUG, 'D'},
-                                           {DLOG_INFO, 'I'},
-                                           {DLOG_WARN, 'W'},
-                                           {DLOG_ERROR, 'E'},
-                                           {DLOG_FATAL, 'F'}}) {
-            const bool kept = std::string(c.written).find(letter) != std::string::npos;
-            const std::string line = kept ? Line(letter, "x\n") : "";
+        std::string expected =
+            std::string(c.value) != "loud"
+                ? ""
+                : Line('W',
+                       "DLOG_MIN_PRIORITY=\"loud\" is not a priority (V D I W E F S, verbose "
+                       "... silent, or 0-8): every line is written\n",
+                       "DLOG");
+        for (int prio = DLOG_DEBUG; prio <= DLOG_FATAL; ++prio) {
+            const char letter = "DIWEF"[prio - DLOG_DEBUG];
+            const std::string line =
+                std::string(c.written).find(letter) != std::string::npos ? Line(letter, "x\n") : "";
             EXPECT_EQ(__dlog_print(LOG_ID_MAIN, prio, "T", "x\n"), static_cast<int>(line.size()));
             expected += line;
         }

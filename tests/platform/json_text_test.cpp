@@ -64,18 +64,6 @@ TEST(BusJson, WritesWhatJsoncppWrites) {
     }
 }
 
-TEST(BusJson, WritesTheServiceRepliesExactly) {
-    Json::Value entry;
-    entry["lang"] = std::string("e\0\"\\\n\x01\xC3\xA9", 8);
-    entry["pid"] = -2;
-    Json::Value reply;
-    reply["return_data"] = entry.toStyledString();
-    reply["call_api_success"] = true;
-    EXPECT_EQ(trevalo_json::WriteCompact(reply), JsoncppCompact(reply));
-    EXPECT_EQ(trevalo_json::WriteCompact(Json::Value(0u)), "0");
-    EXPECT_EQ(trevalo_json::WriteCompact(Json::Value("")), "\"\"");
-}
-
 TEST(BusJson, ParsesJsonTextOnly) {
     Json::Value value;
     std::string error;

@@ -101,7 +101,7 @@ TEST_F(DescriptorTest, LoopsCountOnlyWholeEntries) {
     }
 }
 
-TEST_F(DescriptorTest, LookupByTagFindsThemInLoopOrder) {
+TEST_F(DescriptorTest, LookupsByPositionAndByTagFollowTheLoopAndGiveNullOutsideIt) {
     TCPMTElementary* stream =
         StreamWith({StreamIdentifier(0x10), CA(0x0B00, 1), StreamIdentifier(0x20), CA(0x0100, 2)});
     ASSERT_NE(stream, nullptr);
@@ -119,15 +119,10 @@ TEST_F(DescriptorTest, LookupByTagFindsThemInLoopOrder) {
     EXPECT_EQ(stream->DescriptorByTag(0x52, 2), nullptr);
     EXPECT_EQ(stream->DescriptorByTag(0x52, -1), nullptr);
     EXPECT_EQ(stream->DescriptorByTag(0x0A, 0), nullptr);
-}
-
-TEST_F(DescriptorTest, PositionsOutsideTheLoopGiveNull) {
-    TCPMTElementary* stream = StreamWith({StreamIdentifier(1)});
-    ASSERT_NE(stream, nullptr);
-    EXPECT_NE(stream->Descriptor(0), nullptr);
-    EXPECT_EQ(stream->Descriptor(1), nullptr);
+    EXPECT_EQ(stream->Descriptor(2), second);
+    EXPECT_EQ(stream->Descriptor(4), nullptr);
     EXPECT_EQ(stream->Descriptor(-1), nullptr);
-    TCPMTElementary* bare = StreamWith({});
+    TCPMTElementary* bare = StreamWith({});  // replaces the stream above
     ASSERT_NE(bare, nullptr);
     EXPECT_EQ(bare->NumOfDescriptor(), 0);
     EXPECT_EQ(bare->ESInfoLength(), 0);

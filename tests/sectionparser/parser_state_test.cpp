@@ -13,6 +13,7 @@ Bytes ProgrammeSection(uint16_t programNumber, uint8_t version = 0) {
     return PmtBuilder()
         .ProgramNumber(programNumber)
         .Version(version)
+        .ProgramDescriptor(CA(0x0B00, 0x0200))
         .Stream(0x02, 0x0100, {StreamIdentifier(1)})
         .Stream(0x06, 0x0101, {Subtitling({{"eng", 0x10, 1, 1}})})
         .Build();
@@ -46,14 +47,18 @@ TEST_F(ParserState, CopyOutlivesTheCallersBuffer) {
     EXPECT_EQ(subtitling->Iso639LangCode(0), PackLanguageCode('e', 'n', 'g'));
 }
 
+// An invalid section keeps its header, and no descriptors or streams.
 TEST_F(ParserState, LaterSectionReplacesTheProgrammeValidOrNot) {
     EXPECT_TRUE(Feed(ProgrammeSection(5, 1)));
     EXPECT_FALSE(Feed(Damaged(ProgrammeSection(5, 2))));
     TCPMTInstance* instance = m_Parser.PMTInstance(5);
     ASSERT_NE(instance, nullptr);
     EXPECT_FALSE(instance->IsValid());
+    EXPECT_EQ(instance->ProgramNumber(), 5);
     EXPECT_EQ(instance->VersionNumber(), 2);
     EXPECT_EQ(instance->NumOfElementary(), 0);
+    EXPECT_EQ(instance->NumOfProgramDescriptor(), 0);
+    EXPECT_EQ(instance->ProgramDescriptor(0), nullptr);
 
     EXPECT_TRUE(Feed(ProgrammeSection(5, 3)));
     instance = m_Parser.PMTInstance(5);
@@ -84,7 +89,6 @@ TEST_F(ParserState, ResetDropsEverything) {
     m_Parser.Reset();
     EXPECT_EQ(m_Parser.NumOfInstance(), 0);
     EXPECT_EQ(m_Parser.PMTInstance(1), nullptr);
-    EXPECT_EQ(m_Parser.PMTInstance(2), nullptr);
     EXPECT_TRUE(Feed(ProgrammeSection(2)));
     EXPECT_NE(m_Parser.PMTInstance(2), nullptr);
 }

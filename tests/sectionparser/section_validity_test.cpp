@@ -168,17 +168,4 @@ TEST_F(SectionValidity, DescriptorHeaderCutByItsLoop) {
     EXPECT_EQ(StatusOf(programLoop), SECTION_DESCRIPTOR_OVERRUN);
 }
 
-TEST_F(SectionValidity, InvalidInstanceKeepsItsHeaderButNoStreams) {
-    Bytes section = SampleSection();
-    section.back() ^= 0x01;
-    const TCPMTInstance* instance = Parse(section);
-    ASSERT_NE(instance, nullptr);
-    EXPECT_FALSE(instance->IsValid());
-    EXPECT_EQ(instance->ProgramNumber(), kProgram);
-    EXPECT_EQ(instance->VersionNumber(), 5);
-    EXPECT_EQ(instance->NumOfElementary(), 0);
-    EXPECT_EQ(instance->NumOfProgramDescriptor(), 0);
-    EXPECT_EQ(instance->ProgramDescriptor(0), nullptr);
-}
-
 }  // namespace

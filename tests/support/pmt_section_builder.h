@@ -22,6 +22,9 @@ constexpr size_t kFirstLoopOffset = 12;
 // CRC_32 of ISO/IEC 13818-1 Annex A, one bit at a time.
 uint32_t ReferenceCrc32(const unsigned char* data, size_t size);
 
+// The parts one after the other.
+Bytes Concat(const std::vector<Bytes>& parts);
+
 // A descriptor: tag, length, payload.
 Bytes Descriptor(uint8_t tag, const Bytes& payload);
 
@@ -57,7 +60,6 @@ void FinishLongForm(Bytes& section);
 // Builds a TS_program_map_section with consistent lengths and a correct CRC_32.
 class PmtBuilder {
   public:
-    PmtBuilder& TableId(uint8_t tableId) { return Set(m_TableId, tableId); }
     PmtBuilder& ProgramNumber(uint16_t programNumber) {
         return Set(m_ProgramNumber, programNumber);
     }
@@ -82,7 +84,6 @@ class PmtBuilder {
         uint16_t pid;
         std::vector<Bytes> descriptors;
     };
-    uint8_t m_TableId = 0x02;
     uint16_t m_ProgramNumber = 1;
     uint8_t m_Version = 0;
     bool m_CurrentNext = true;

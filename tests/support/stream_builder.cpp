@@ -23,8 +23,8 @@ Bytes MakePacket(const PacketFields& fields) {
         static_cast<uint8_t>((fields.transport_error ? 0x80 : 0) |
                              (fields.payload_unit_start ? 0x40 : 0) | (fields.pid >> 8)),
         static_cast<uint8_t>(fields.pid),
-        static_cast<uint8_t>((fields.adaptation_length >= 0 ? 0x30 : 0x10) |
-                             (fields.continuity_counter & 0x0F))};
+        static_cast<uint8_t>((fields.adaptation_length >= 0 ? 0x20 : 0) |
+                             (fields.has_payload ? 0x10 : 0) | (fields.continuity_counter & 0x0F))};
     if (fields.adaptation_length >= 0) {
         packet.push_back(static_cast<uint8_t>(fields.adaptation_length));
         if (fields.adaptation_length > 0) {
@@ -114,12 +114,6 @@ Bytes Garbage(size_t count, uint32_t seed) {
         byte = value % 32 == 0 ? 0x47 : static_cast<uint8_t>(value);
     }
     return bytes;
-}
-
-Bytes Concat(const std::vector<Bytes>& parts) {
-    Bytes all;
-    for (const Bytes& part : parts) all.insert(all.end(), part.begin(), part.end());
-    return all;
 }
 
 }  // namespace ts_test

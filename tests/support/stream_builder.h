@@ -23,6 +23,7 @@ struct PacketFields {
     // An adaptation field of this many bytes (after its length byte) when >= 0.
     int adaptation_length = -1;
     bool discontinuity = false;
+    bool has_payload = true;  // false: adaptation_field_control 10, an adaptation field only
     Bytes payload;
 };
 Bytes MakePacket(const PacketFields& fields);
@@ -41,13 +42,14 @@ Bytes Packetize(const Bytes& section, uint16_t pid, uint8_t& counter);
 Bytes Packetize(const Bytes& section, uint16_t pid);  // counters from 0
 
 // The packets of a 188-byte stream with a 4-byte timestamp before each (192; its first byte is
-// always 0x47) or 16 parity bytes after each (204; some of them 0x47), drawn from `seed`.
+// always 0x47) or 16 parity bytes after each (204; some of them 0x47), drawn from `seed`; as
+// they are for 188.
 Bytes Restride(const Bytes& stream, size_t stride, uint32_t seed);
 
 // `count` bytes of noise, one in 32 of them 0x47 (eight times what chance gives).
 Bytes Garbage(size_t count, uint32_t seed);
 
-Bytes Concat(const std::vector<Bytes>& parts);
+using pmt_test::Concat;
 
 }  // namespace ts_test
 

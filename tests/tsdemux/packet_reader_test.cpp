@@ -14,17 +14,16 @@ using ts_test::MakePacket;
 using ts_test::PacketFields;
 
 // `count` distinct packets: PID and counter tell them apart, the payload is a running pattern.
-Bytes DistinctPackets(size_t count, uint16_t first_pid = 0x100) {
-    Bytes stream;
+std::vector<Bytes> DistinctPackets(size_t count) {
+    std::vector<Bytes> packets;
     for (size_t i = 0; i < count; ++i) {
         PacketFields fields;
-        fields.pid = static_cast<uint16_t>(first_pid + i);
+        fields.pid = static_cast<uint16_t>(0x100 + i);
         fields.continuity_counter = static_cast<uint8_t>(i);
         for (size_t b = 0; b < 184; ++b) fields.payload.push_back(static_cast<uint8_t>(i * 7 + b));
-        const Bytes packet = MakePacket(fields);
-        stream.insert(stream.end(), packet.begin(), packet.end());
+        packets.push_back(MakePacket(fields));
     }
-    return stream;
+    return packets;
 }
 
 struct Collected {
@@ -51,63 +50,45 @@ Collected Read(const Bytes& stream, size_t piece = 0) {
     return collected;
 }
 
-std::vector<Bytes> Split(const Bytes& stream) {
-    std::vector<Bytes> packets;
-    for (size_t at = 0; at + 188 <= stream.size(); at += 188) {
-        packets.emplace_back(stream.begin() + at, stream.begin() + at + 188);
-    }
-    return packets;
-}
-
-TEST(PacketReader, HandsOutEveryPacketOfAPlainStreamWhateverTheSplit) {
-    const Bytes stream = DistinctPackets(20);
-    for (const size_t piece : {0, 1, 7, 187, 188, 189, 1000}) {
-        SCOPED_TRACE(piece);
-        const Collected collected = Read(stream, piece);
-        EXPECT_EQ(collected.packets, Split(stream));
-        EXPECT_EQ(collected.stride, 188u);
-        EXPECT_EQ(collected.resyncs, 0u);
-    }
-}
-
-TEST(PacketReader, Reads192And204BytePacketsWithSyncLookalikesAroundThem) {
-    const Bytes stream = DistinctPackets(30);
-    for (const size_t stride : {192, 204}) {
-        for (const size_t piece : {0, 1, 100, 4096}) {
+// 188 is the plain stream; 192 and 204 put sync lookalikes around every packet.
+TEST(PacketReader, HandsOutEveryPacketWhateverTheStrideAndTheSplit) {
+    const std::vector<Bytes> packets = DistinctPackets(30);
+    for (const size_t stride : {188, 192, 204}) {
+        for (const size_t piece : {0, 1, 7, 187, 188, 189, 1000, 4096}) {
             SCOPED_TRACE(testing::Message() << "stride " << stride << ", piece " << piece);
-            const Collected collected = Read(ts_test::Restride(stream, stride, 7), piece);
-            EXPECT_EQ(collected.packets, Split(stream));
+            const Collected collected = Read(ts_test::Restride(Concat(packets), stride, 7), piece);
+            EXPECT_EQ(collected.packets, packets);
             EXPECT_EQ(collected.stride, stride);
+            EXPECT_EQ(collected.resyncs, 0u);
         }
     }
 }
 
 TEST(PacketReader, DropsAPacketCutShortByTheNextOne) {
-    const Bytes stream = DistinctPackets(12);
-    Bytes damaged(stream.begin(), stream.begin() + 4 * 188 + 100);  // packet 4 keeps 100 bytes
-    damaged.insert(damaged.end(), stream.begin() + 5 * 188, stream.end());
-    const Collected collected = Read(damaged);
-    std::vector<Bytes> expected = Split(stream);
-    expected.erase(expected.begin() + 4);
-    EXPECT_EQ(collected.packets, expected);
+    std::vector<Bytes> packets = DistinctPackets(12);
+    std::vector<Bytes> pieces = packets;
+    pieces[4].resize(100);  // packet 4 keeps 100 bytes
+    packets.erase(packets.begin() + 4);
+    const Collected collected = Read(Concat(pieces));
+    EXPECT_EQ(collected.packets, packets);
     EXPECT_EQ(collected.cut, 1u);
 }
 
 TEST(PacketReader, KeepsTheLastWholePacketAndDropsAPartialOne) {
-    const Bytes stream = DistinctPackets(6);
-    const Bytes partial(stream.begin(), stream.end() - 88);
-    const std::vector<Bytes> whole = Split(stream);
-    EXPECT_EQ(Read(partial).packets, std::vector<Bytes>(whole.begin(), whole.end() - 1));
+    const std::vector<Bytes> packets = DistinctPackets(6);
+    const Bytes stream = Concat(packets);
+    EXPECT_EQ(Read(Bytes(stream.begin(), stream.end() - 88)).packets,
+              std::vector<Bytes>(packets.begin(), packets.end() - 1));
     // Garbage after the last packet does not cost the packet.
-    EXPECT_EQ(Read(Concat({stream, Garbage(40, 9)})).packets, Split(stream));
+    EXPECT_EQ(Read(Concat({stream, Garbage(40, 9)})).packets, packets);
 }
 
 TEST(PacketReader, ReadsStreamsTooShortToConfirmAStride) {
-    const Bytes one = DistinctPackets(1);
-    EXPECT_EQ(Read(one).packets, Split(one));
-    const Bytes two = DistinctPackets(2);
-    EXPECT_EQ(Read(two, 5).packets, Split(two));
-    EXPECT_TRUE(Read(Bytes(one.begin(), one.end() - 1)).packets.empty());
+    const std::vector<Bytes> one = DistinctPackets(1);
+    EXPECT_EQ(Read(one[0]).packets, one);
+    const std::vector<Bytes> two = DistinctPackets(2);
+    EXPECT_EQ(Read(Concat(two), 5).packets, two);
+    EXPECT_TRUE(Read(Bytes(one[0].begin(), one[0].end() - 1)).packets.empty());
     EXPECT_TRUE(Read(Bytes()).packets.empty());
 }
 

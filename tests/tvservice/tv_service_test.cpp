@@ -15,47 +15,43 @@ constexpr EProfile kProfile = PROFILE_MAIN;
 Json::Value Answers() {
     Json::Value answers;
     Json::Value& failing = answers["failing"] = Json::Value(Json::arrayValue);
+    const auto fails = [&failing](bool failed, const char* step) {
+        if (failed) failing.append(step);
+    };
     IServiceNavigation* navigation = nullptr;
-    if (TVServiceAPI::CreateServiceNavigation(kProfile, 0, &navigation) != 0 ||
-        navigation == nullptr) {
-        failing.append("navigation");
-    }
+    fails(TVServiceAPI::CreateServiceNavigation(kProfile, 0, &navigation) != 0 ||
+              navigation == nullptr,
+          "navigation");
     TSTvMode mode;
-    if (navigation != nullptr && navigation->GetTvMode(&mode) < 1) failing.append("tv_mode");
+    fails(navigation != nullptr && navigation->GetTvMode(&mode) < 1, "tv_mode");
     answers["tv_mode"] = mode.mode[0];
     TCCriteriaHelper criteria;
-    if (!TCNavigationModeHelper::GetNavigationCriteria(mode, NAVIGATION_MODE_CURRENT, criteria,
-                                                       ~0ULL)) {
-        failing.append("criteria");
-    }
+    fails(!TCNavigationModeHelper::GetNavigationCriteria(mode, NAVIGATION_MODE_CURRENT, criteria,
+                                                         ~0ULL),
+          "criteria");
     criteria.Fetch(SERVICE_ATTRIBUTE_SERVICE_ID);
     TCServiceData data;
-    if (navigation != nullptr && navigation->GetCurrentServiceInfo(mode, criteria, &data) < 1) {
-        failing.append("service_info");
-    }
+    fails(navigation != nullptr && navigation->GetCurrentServiceInfo(mode, criteria, &data) < 1,
+          "service_info");
     const TCServiceAttributeStore* store = data.AttributeStore();
     const TCServiceAttribute* id =
         store != nullptr ? store->Find(SERVICE_ATTRIBUTE_SERVICE_ID) : nullptr;
     answers["service_id"] =
         id != nullptr ? Json::Value(Json::UInt64(id->GetUInt64())) : Json::Value();
     IAVControl* av_control = nullptr;
-    if (TVServiceAPI::CreateAVControl(kProfile, 0, &av_control) != 0 || av_control == nullptr) {
-        failing.append("av_control");
-    }
+    fails(TVServiceAPI::CreateAVControl(kProfile, 0, &av_control) != 0 || av_control == nullptr,
+          "av_control");
     int language_code = 0;
     int index = -1;
-    if (av_control != nullptr && av_control->GetCurrentAudioInfo(&language_code, &index) == 0) {
-        failing.append("current_audio");
-    }
+    fails(av_control != nullptr && av_control->GetCurrentAudioInfo(&language_code, &index) == 0,
+          "current_audio");
     answers["language_code"] = language_code;
     answers["index"] = index;
     IServiceDataAux* aux = TVServiceAPI::ServiceDataAux(kProfile, 0);
-    if (aux == nullptr) failing.append("service_data_aux");
+    fails(aux == nullptr, "service_data_aux");
     unsigned long long service_id = 1;
     TSAudio audio;
-    if (aux != nullptr && aux->GetAudio(service_id, index, audio) != 1) {
-        failing.append("audio_query");
-    }
+    fails(aux != nullptr && aux->GetAudio(service_id, index, audio) != 1, "audio_query");
     answers["audio_description"] = audio.IsAudioDescription();
     answers["spoken_subtitles"] = audio.IsSpokenSubtitles();
     return answers;
@@ -77,12 +73,9 @@ TEST_P(TvServiceState, AnswersAsTheStateSays) {
 }
 
 std::vector<Json::Value> States() {
-    std::vector<Json::Value> states;
-    for (const Json::Value& state :
-         test_support::ReadJsonFile(test_support::GoldenPath("tv_service_states.json"))) {
-        states.push_back(state);
-    }
-    return states;
+    Json::Value states =
+        test_support::ReadJsonFile(test_support::GoldenPath("tv_service_states.json"));
+    return {states.begin(), states.end()};
 }
 
 INSTANTIATE_TEST_SUITE_P(Golden, TvServiceState, ::testing::ValuesIn(States()));
