@@ -112,17 +112,19 @@ else
   echo "== the $arch root: $root (cached)" >&2
 fi
 flock -s 9 # other runs may use the root meanwhile, but not make it again
+# What the build and the tests start must not inherit the lock: a bus daemon or service left
+# behind would hold it, and the next run would wait for it forever.
 
 build=${TREVALO_CROSS_BUILD_DIR:-build-$arch}
 jobs=$(nproc)
 echo "== $build: configure and build for $triplet" >&2
 cmake -S . -B "$build" -DCMAKE_TOOLCHAIN_FILE="$PWD/cmake/toolchains/$triplet.cmake" \
   -DTREVALO_SYSROOT="$root" -DCMAKE_BUILD_TYPE=Release -DTREVALO_WERROR=ON \
-  -DTREVALO_BENCH=OFF >/dev/null
-cmake --build "$build" -j"$jobs"
+  -DTREVALO_BENCH=OFF >/dev/null 9<&-
+cmake --build "$build" -j"$jobs" 9<&-
 
 service=$build/bin/trevalo_service
 echo "== $service: $("$triplet-readelf" -h "$service" | awk -F: '/Class|Machine/ { gsub(/^ +/, "", $2); printf "%s ", $2 }')" >&2
 
 echo "== $build: tests under qemu" >&2
-(cd "$build" && ctest --output-on-failure -j"$jobs" --timeout 900)
+(cd "$build" && ctest --output-on-failure -j"$jobs" --timeout 900) 9<&-
