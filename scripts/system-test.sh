@@ -129,6 +129,8 @@ done
 [ -n "$leader" ] || fail "no systemd inside the container:$(echo; tail -20 "$work/boot.log")"
 inside() { nsenter -t "$leader" -a -r -w env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin LANG=C.UTF-8 "$@"; }
 as_nobody() { inside setpriv --reuid=nobody --regid=nogroup --clear-groups "$@"; }
+# A client admitted to requests: in group trevalo, as the player's user would be.
+as_client() { inside setpriv --reuid=nobody --regid=nogroup --groups=trevalo "$@"; }
 # "offline" until systemd listens; then --wait waits for the boot to end.
 for _ in $(seq 300); do
   state=$(timeout 60 nsenter -t "$leader" -a -r -w systemctl is-system-running --wait 2>&1 || true)
@@ -192,7 +194,7 @@ exposure=$(inside systemd-analyze security "$unit" 2>&1 |
 echo "system test: systemd-analyze security $unit: ${exposure:-?}" >&2
 check "the loaded unit's exposure is at most 1.0" awk -v e="$exposure" 'BEGIN { exit !(e != "" && e <= 1.0) }'
 
-catalogue=$(as_nobody trevalo-cli pmt /srv/trevalo/"$(basename "$stream")")
+catalogue=$(as_client trevalo-cli pmt /srv/trevalo/"$(basename "$stream")")
 check "trevalo-cli pmt gives the stream's catalogue" equals "$catalogue" "$(
   cat <<'EOF'
 programme 8801: PMT version 10 on PID 100 (0x0064), 106 bytes: catalogue rebuilt
@@ -205,7 +207,9 @@ subtitle  0  142 (0x008E)  -    -         fra
 subtitle  1  143 (0x008F)  -    -         fra
 EOF
 )"
-check "an index out of range is refused" equals "$(as_nobody trevalo-cli call GetAudio --data 9)" '{"return_data":""}'
+check "an index out of range is refused" equals "$(as_client trevalo-cli call GetAudio --data 9)" '{"return_data":""}'
+refused_request() { ! as_nobody trevalo-cli call SizeOfAudio 2>&1 | grep -q '"return_data"'; }
+check "a user outside group trevalo reads nothing through requests" refused_request
 
 # The journal: one entry per line, sent by the service itself with its fields.
 inside journalctl --sync
@@ -251,7 +255,7 @@ restarted() {
     sleep 0.1
   done
   equals "$(property NRestarts)" 1 &&
-    equals "$(as_nobody trevalo-cli call SizeOfAudio)" '{"return_data":0}'
+    equals "$(as_client trevalo-cli call SizeOfAudio)" '{"return_data":0}'
 }
 check "a crash (SIGSEGV) is restarted and the next call answered" restarted
 
