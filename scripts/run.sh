@@ -73,7 +73,7 @@ trap 'exit 130' INT TERM
 if [ -z "${DBUS_SESSION_BUS_ADDRESS:-}" ]; then
   dbus-daemon --session --nofork --print-address=1 >"$demo/bus.address" 2>"$demo/bus.log" &
   bus_pid=$!
-  for _ in $(seq 100); do
+  for _ in $(seq 200); do # 10 s: a busy machine can be slow to start it
     [ -s "$demo/bus.address" ] && break
     sleep 0.05
   done
