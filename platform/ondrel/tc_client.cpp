@@ -45,6 +45,19 @@ void SetError(std::string* error, const std::string& text) {
     if (error != nullptr) *error = text;
 }
 
+// A failed call's reason: the D-Bus error it was answered with, else the local error number.
+void SetCallError(std::string* error, const sd_bus_error& failure, int result) {
+    SetError(error, sd_bus_error_is_set(&failure)
+                        ? std::string(failure.name) + ": " +
+                              (failure.message != nullptr ? failure.message : "")
+                        : std::string(std::strerror(-result)));
+}
+
+// sd-bus counts in microseconds, 0 being its default time-out.
+uint64_t TimeoutMicroseconds(int timeout_ms) {
+    return timeout_ms < 0 ? 0 : static_cast<uint64_t>(timeout_ms) * 1000;
+}
+
 int OnSignal(sd_bus_message* signal, void* user_data, sd_bus_error*) {
     auto* subscription = static_cast<SignalSubscription*>(user_data);
     if (sd_bus_message_has_signature(signal, "say") <= 0) return 0;
@@ -226,15 +239,10 @@ bool TCClient::Request(const TCMessage& request, TCMessage& reply, std::string* 
     }
     sd_bus_error failure = SD_BUS_ERROR_NULL;
     sd_bus_message* answer = nullptr;
-    // 0: the library's default time-out.
-    const uint64_t timeout_us = timeout_ms < 0 ? 0 : static_cast<uint64_t>(timeout_ms) * 1000;
-    result = sd_bus_call(m_State->bus, call, timeout_us, &failure, &answer);
+    result = sd_bus_call(m_State->bus, call, TimeoutMicroseconds(timeout_ms), &failure, &answer);
     sd_bus_message_unref(call);
     if (result < 0) {
-        SetError(error, sd_bus_error_is_set(&failure)
-                            ? std::string(failure.name) + ": " +
-                                  (failure.message != nullptr ? failure.message : "")
-                            : std::string(std::strerror(-result)));
+        SetCallError(error, failure, result);
         sd_bus_error_free(&failure);
         return false;
     }
@@ -271,14 +279,13 @@ bool TCClient::Ping(std::string* error, int timeout_ms) {
     int result = sd_bus_message_new_method_call(m_State->bus, &call, m_State->bus_name.c_str(),
                                                 m_State->object_path.c_str(),
                                                 "org.freedesktop.DBus.Peer", "Ping");
-    const uint64_t timeout_us = timeout_ms < 0 ? 0 : static_cast<uint64_t>(timeout_ms) * 1000;
-    if (result >= 0) result = sd_bus_call(m_State->bus, call, timeout_us, &failure, nullptr);
+    if (result >= 0) {
+        result =
+            sd_bus_call(m_State->bus, call, TimeoutMicroseconds(timeout_ms), &failure, nullptr);
+    }
     sd_bus_message_unref(call);
     if (result < 0) {
-        SetError(error, sd_bus_error_is_set(&failure)
-                            ? std::string(failure.name) + ": " +
-                                  (failure.message != nullptr ? failure.message : "")
-                            : std::string(std::strerror(-result)));
+        SetCallError(error, failure, result);
     }
     sd_bus_error_free(&failure);
     return result >= 0;
@@ -292,13 +299,15 @@ bool TCClient::GetAllProperties(const std::string& interface, TCValue::Dictionar
     }
     sd_bus_error failure = SD_BUS_ERROR_NULL;
     sd_bus_message* answer = nullptr;
-    const uint64_t timeout_us = timeout_ms < 0 ? 0 : static_cast<uint64_t>(timeout_ms) * 1000;
     sd_bus_message* call = nullptr;
     int result = sd_bus_message_new_method_call(m_State->bus, &call, m_State->bus_name.c_str(),
                                                 m_State->object_path.c_str(), kPropertiesInterface,
                                                 "GetAll");
     if (result >= 0) result = sd_bus_message_append_basic(call, 's', interface.c_str());
-    if (result >= 0) result = sd_bus_call(m_State->bus, call, timeout_us, &failure, &answer);
+    if (result >= 0) {
+        result =
+            sd_bus_call(m_State->bus, call, TimeoutMicroseconds(timeout_ms), &failure, &answer);
+    }
     sd_bus_message_unref(call);
     if (result >= 0) {
         properties.clear();
@@ -306,10 +315,7 @@ bool TCClient::GetAllProperties(const std::string& interface, TCValue::Dictionar
         sd_bus_message_unref(answer);
     }
     if (result < 0) {
-        SetError(error, sd_bus_error_is_set(&failure)
-                            ? std::string(failure.name) + ": " +
-                                  (failure.message != nullptr ? failure.message : "")
-                            : std::string(std::strerror(-result)));
+        SetCallError(error, failure, result);
     }
     sd_bus_error_free(&failure);
     return result >= 0;
