@@ -190,10 +190,10 @@ TEST(CliListen, WaitsForTheServiceSayingSoOnceThenPrintsItsSignals) {
     EXPECT_EQ(service.Stop(SIGTERM), 0);
 }
 
-// What watch, watch --json, catalogue and catalogue --json print, and the service's log after
-// the PMT was sent.
+// What watch, watch --json, catalogue and catalogue --json print, the service's log while pmt
+// ran, and its log after that.
 struct Printed {
-    std::string watch_table, watch_json, table, json, log;
+    std::string watch_table, watch_json, table, json, pmt_log, log;
 };
 
 // The same catalogue from the catalogue interface (no request after the PMT's) and from a
@@ -205,6 +205,7 @@ TEST_F(CliWithService, PrintsTheSameWithTheCatalogueInterfaceAsWithoutIt) {
         for (ChildProcess* watcher : {&table, &json}) {
             EXPECT_TRUE(watcher->WaitForErr("watching " + watching + " from")) << watcher->Err();
         }
+        const size_t before_pmt = service_->Log().size();
         EXPECT_EQ(Cli({"pmt", kMultiProgramme, "--program", "8803"}).status, 0);
         const size_t after_pmt = service_->Log().size();
         EXPECT_TRUE(json.WaitForOut("\n")) << json.Out();
@@ -215,10 +216,19 @@ TEST_F(CliWithService, PrintsTheSameWithTheCatalogueInterfaceAsWithoutIt) {
             watcher->Signal(SIGINT);
             EXPECT_EQ(watcher->Wait(), 0);
         }
-        return Printed{table.Out(), json.Out(), Cli({"catalogue"}).out,
-                       Cli({"catalogue", "--json"}).out, service_->Log().substr(after_pmt)};
+        const std::string pmt_log = service_->Log().substr(before_pmt, after_pmt - before_pmt);
+        return Printed{table.Out(),
+                       json.Out(),
+                       Cli({"catalogue"}).out,
+                       Cli({"catalogue", "--json"}).out,
+                       pmt_log,
+                       service_->Log().substr(after_pmt)};
     };
     const Printed typed = print(trevalo_bus::catalogue::kInterface);
+    // pmt's one request is the section: the catalogue comes from the interface.
+    EXPECT_THAT(typed.pmt_log, HasSubstr("\"method\":\"SendPMTData\""));
+    EXPECT_THAT(typed.pmt_log, Not(HasSubstr("\"method\":\"SizeOf")));
+    EXPECT_THAT(typed.pmt_log, Not(HasSubstr("\"method\":\"GetCatalogue\"")));
     EXPECT_THAT(typed.log, Not(HasSubstr("IfMessageReceived")));
     Json::Value expected = CatalogueSeenDirectly();
     EXPECT_EQ(test_support::ParseJson(typed.json), expected);

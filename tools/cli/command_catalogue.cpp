@@ -14,11 +14,7 @@ int RunCatalogue(const CommandContext& context, const Arguments& arguments) {
         throw UsageError("unexpected '" + arguments.Operands()[0] + "'");
     }
     ServiceConnection service(context);
-    Catalogue catalogue;
-    int program_number = 0;
-    if (!ReadCatalogueProperties(service, catalogue, program_number)) {
-        catalogue = ReadWholeCatalogue(service);
-    }
+    const Catalogue catalogue = ReadCurrentCatalogue(service);
     std::cout << (arguments.Flag("--json") ? FormatCatalogueJson(catalogue)
                                            : FormatCatalogueTable(AllRows(catalogue)));
     return kExitSuccess;

@@ -135,7 +135,7 @@ class PmtSender {
         ++m_Sent;
         const bool accepted = SendPmtSection(m_Service, pmt.section, pmt.program_number, m_Reset);
         std::optional<Catalogue> catalogue;
-        if (accepted) catalogue = ReadCatalogue(m_Service);
+        if (accepted) catalogue = ReadCurrentCatalogue(m_Service);
         if (m_Json) PrintJson(pmt, catalogue);
         if (!accepted) {
             const std::string refused = "the service refused the " + Describe(pmt);

@@ -122,6 +122,13 @@ bool ReadCatalogueProperties(ServiceConnection& service, Catalogue& catalogue,
            CatalogueFromProperties(properties, catalogue, program_number);
 }
 
+Catalogue ReadCurrentCatalogue(ServiceConnection& service) {
+    Catalogue catalogue;
+    int program_number = 0;
+    if (ReadCatalogueProperties(service, catalogue, program_number)) return catalogue;
+    return ReadWholeCatalogue(service);
+}
+
 int LookUpPid(ServiceConnection& service, int tag) {
     const Ondrel::TCMessage reply = service.Request(method::kGetPID, Json::Value(tag));
     const Json::Value& pid = ReturnData(reply);

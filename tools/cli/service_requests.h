@@ -28,6 +28,10 @@ Catalogue ReadWholeCatalogue(ServiceConnection& service);
 // caller then asks as a service without it is asked.
 bool ReadCatalogueProperties(ServiceConnection& service, Catalogue& catalogue, int& program_number);
 
+// The three lists the shortest way the service offers them: ReadCatalogueProperties, else
+// ReadWholeCatalogue.
+Catalogue ReadCurrentCatalogue(ServiceConnection& service);
+
 // "GetPID": the PID carrying component tag `tag`, 0 when none does.
 int LookUpPid(ServiceConnection& service, int tag);
 
