@@ -86,19 +86,58 @@ TCValue Entries(const ComponentList<Component>* list) {
     return TCValue::Dictionaries(std::move(entries));
 }
 
-// Answered by the "GetPID" handler itself, so that the two cannot disagree.
-std::vector<TCValue> GetPid(const std::vector<TCValue>& arguments) {
-    Ondrel::TCMessage request;
-    request.body[member::kMethod] = trevalo_bus::method::kGetPID;
-    request.body[member::kData] = static_cast<int>(arguments.at(0).Number());
+// Answered as the same "GetPID" request through the dispatcher: the same answer, and the same
+// log lines, from the request's text to its "ret_data".
+std::vector<TCValue> GetPid(Ondrel::TCServer& service, const char* sender,
+                            const std::vector<TCValue>& arguments) {
+    Json::Value body(Json::objectValue);
+    body[member::kMethod] = trevalo_bus::method::kGetPID;
+    body[member::kData] = static_cast<int>(arguments.at(0).Number());
+    const Ondrel::TCMessage request(std::move(body));
     Ondrel::TCMessage reply;
-    TrevaloServiceServer::GetPID(request, reply);
-    return {TCValue::UInt16(static_cast<uint16_t>(reply.body[member::kReturnData].asInt()))};
+    service.IfMessageReceived(sender, &request, &reply, trevalo_bus::kObjectPath);
+    const Json::Value& pid = reply.body[member::kReturnData];
+    return {TCValue::UInt16(static_cast<uint16_t>(pid.isInt() ? pid.asInt() : 0))};
+}
+
+// The interface's properties and the values last announced, at first those it started with.
+struct Announced {
+    std::vector<Ondrel::TCProperty> properties;
+    std::vector<TCValue> values;
+};
+Announced g_Announced;
+
+// The names of the properties whose values differ from those last announced, which take the
+// new values.
+std::vector<std::string> TakeChangedProperties() {
+    std::vector<std::string> changed;
+    for (size_t i = 0; i < g_Announced.properties.size(); ++i) {
+        TCValue value = g_Announced.properties[i].get();
+        if (value == g_Announced.values[i]) continue;
+        g_Announced.values[i] = std::move(value);
+        changed.push_back(g_Announced.properties[i].name);
+    }
+    return changed;
+}
+
+// "CatalogueChanged" with the programme and the list sizes.
+void SendCatalogueChanged() {
+    Json::Value body(Json::objectValue);
+    body[member::kProgramNum] =
+        Json::Value(static_cast<int>(TrevaloServiceServer::m_ProgramNumber));
+    body[member::kVideo] =
+        Json::Value(static_cast<unsigned int>(TrevaloServiceServer::vidList->size()));
+    body[member::kAudio] =
+        Json::Value(static_cast<unsigned int>(TrevaloServiceServer::audList->size()));
+    body[member::kSubtitle] =
+        Json::Value(static_cast<unsigned int>(TrevaloServiceServer::sbtList->size()));
+    const Ondrel::TCMessage signal(body);
+    Ondrel::TCServer::SendSignal(trevalo_bus::kServerName, trevalo_bus::kCatalogueChanged, &signal);
 }
 
 }  // namespace
 
-Ondrel::TCInterface CatalogueInterface() {
+Ondrel::TCInterface CatalogueInterface(Ondrel::TCServer& service) {
     Ondrel::TCInterface interface;
     interface.name = catalogue::kInterface;
     interface.properties = {
@@ -115,13 +154,22 @@ Ondrel::TCInterface CatalogueInterface() {
                           {catalogue::kGetPidArgument},
                           "q",
                           {catalogue::kGetPidResult},
-                          GetPid}};
+                          [&service](const char* sender, const std::vector<TCValue>& arguments) {
+                              return GetPid(service, sender, arguments);
+                          }}};
+    g_Announced.properties = interface.properties;
+    g_Announced.values.clear();
+    for (const Ondrel::TCProperty& property : interface.properties) {
+        g_Announced.values.push_back(property.get());
+    }
     return interface;
 }
 
-void AnnounceCatalogueProperties() {
-    Ondrel::TCServer::EmitPropertiesChanged(
-        trevalo_bus::kServerName, catalogue::kInterface,
-        {catalogue::kProgramNumber, catalogue::kPmtVersion, catalogue::kVideo, catalogue::kAudio,
-         catalogue::kSubtitles});
+void AnnounceCatalogueChanges() {
+    const std::vector<std::string> changed = TakeChangedProperties();
+    if (changed.empty()) return;
+    // The version alone is no new catalogue.
+    if (changed.size() > 1 || changed[0] != catalogue::kPmtVersion) SendCatalogueChanged();
+    Ondrel::TCServer::EmitPropertiesChanged(trevalo_bus::kServerName, catalogue::kInterface,
+                                            changed);
 }

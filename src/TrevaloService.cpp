@@ -58,7 +58,7 @@ TrevaloService::TrevaloService()
     : Ondrel::TCServer(std::string(kServerName), Ondrel::TCServer::SERVER_TYPE_SERVICE) {
     DeclareSignal(trevalo_bus::kTrevaloSignal);
     DeclareSignal(trevalo_bus::kCatalogueChanged);
-    AddInterface(CatalogueInterface());
+    AddInterface(CatalogueInterface(*this));
     TREVALO_LOGE("TrevaloService constructor!!");
 }
 

@@ -89,22 +89,6 @@ void TrevaloServiceServer::ClearCatalogue() {
 
 namespace {
 
-// Tells every listener that the catalogue was rebuilt, and of which programme: the signal
-// "CatalogueChanged" from the server TrevaloService registers, with the list sizes.
-void AnnounceCatalogue(unsigned short program_number) {
-    Json::Value body(Json::objectValue);
-    body[member::kProgramNum] = Json::Value(static_cast<int>(program_number));
-    body[member::kVideo] =
-        Json::Value(static_cast<unsigned int>(TrevaloServiceServer::vidList->size()));
-    body[member::kAudio] =
-        Json::Value(static_cast<unsigned int>(TrevaloServiceServer::audList->size()));
-    body[member::kSubtitle] =
-        Json::Value(static_cast<unsigned int>(TrevaloServiceServer::sbtList->size()));
-    const TCMessage signal(body);
-    Ondrel::TCServer::SendSignal(trevalo_bus::kServerName, trevalo_bus::kCatalogueChanged, &signal);
-    AnnounceCatalogueProperties();
-}
-
 // The request's "reset" and "programNum" (inside "data"), read as asBool and asInt read them: a
 // missing member is false or 0, a number is a flag (non-zero: true), a fraction is truncated.
 // False with an error text where those conversions would throw.
@@ -173,7 +157,7 @@ void TrevaloServiceServer::ParsePMT(const TCMessage& request, TCMessage& reply) 
         reply.body[member::kReturnData] = Json::Value(0);
         m_ProgramNumber = program_number;
         m_PmtVersion = instance->VersionNumber();
-        AnnounceCatalogue(program_number);
+        AnnounceCatalogueChanges();
     }
     TREVALO_LOGI("Data parsing is done!");
 }
@@ -600,7 +584,7 @@ void TrevaloServiceServer::GetVideo(const TCMessage& request, TCMessage& reply) 
 }
 
 void TrevaloServiceServer::GetSubtitle(const TCMessage& request, TCMessage& reply) {
-    TREVALO_LOGE("Get Subtitle");
+    TREVALO_LOGI("Get Subtitle");
     unsigned int index = 0;
     if (!ReadIndex(request, index)) {
         TREVALO_LOGE("invalid index: \"data\" is %s",

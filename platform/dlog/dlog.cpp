@@ -3,6 +3,7 @@
 #include <strings.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cctype>
 #include <cerrno>
 #include <cstdarg>
@@ -221,10 +222,99 @@ void dlog::ReadEnvironment() {
 
 namespace {
 
-// One line: the header, `site`'s prefix when there is a site, then `fmt` formatted with `args`.
-// The source location the journal gets is the site's, else the one `fmt` starts with.
-int PrintLine(log_id_t log_id, int prio, const char* tag, const dlog_site* site, const char* fmt,
-              va_list args) {
+// The prefix the platform's lines start with, and its arguments: the source file's base name,
+// the function and the line, then the function and the line again.
+constexpr char kSitePrefix[] = "%s: %s(%d) > [%s:%d] ";
+constexpr size_t kSitePrefixLength = sizeof kSitePrefix - 1;
+
+struct SiteArguments {
+    const char* file;
+    const char* function;
+    int line;
+    const char* function_again;
+    int line_again;
+};
+
+const char* TextOrNull(const char* text) {
+    return text != nullptr ? text : "(null)";
+}
+
+void AppendSitePrefix(Line& out, const SiteArguments& site) {
+    out.append(TextOrNull(site.file));
+    out.append(": ");
+    out.append(TextOrNull(site.function));
+    out.push_back('(');
+    AppendSigned(out, site.line);
+    out.append(") > [");
+    out.append(TextOrNull(site.function_again));
+    out.push_back(':');
+    AppendSigned(out, site.line_again);
+    out.append("] ");
+}
+
+// A call site's prefix, formatted at its first line. The format's address only finds the entry:
+// a compiler merges equal formats of two calls, and a caller may log twice from one buffer, so
+// the entry serves a line whose five arguments equal those it was made from.
+struct CachedSite {
+    const char* format;
+    std::string file;
+    std::string function;
+    int line;
+    std::string function_again;
+    int line_again;
+    std::string prefix;
+
+    bool Serves(const char* fmt, const SiteArguments& site) const {
+        return format == fmt && line == site.line && line_again == site.line_again &&
+               file == site.file && function == site.function &&
+               function_again == site.function_again;
+    }
+};
+
+// The prefixes kept, found by format address and line: entries are added without a lock, from
+// any thread, and never freed (a line may be logged during exit). Bounded: past this many call
+// sites a prefix is formatted at each line.
+constexpr size_t kCachedSites = 1024;
+std::atomic<const CachedSite*> g_CachedSites[kCachedSites];
+
+// The cached prefix for `site`, added at its first line; null when it cannot be kept.
+const CachedSite* FindSite(const char* fmt, const SiteArguments& site) {
+    if (site.file == nullptr || site.function == nullptr || site.function_again == nullptr) {
+        return nullptr;
+    }
+    const uint64_t key = reinterpret_cast<uintptr_t>(fmt) ^ static_cast<uint32_t>(site.line);
+    const size_t start = static_cast<size_t>((key * 0x9E3779B97F4A7C15ULL) >> 54);  // 10 bits
+    static_assert(kCachedSites == 1024, "the hash yields 10 bits");
+    for (size_t probe = 0; probe < kCachedSites; ++probe) {
+        std::atomic<const CachedSite*>& slot = g_CachedSites[(start + probe) % kCachedSites];
+        const CachedSite* cached = slot.load(std::memory_order_acquire);
+        if (cached == nullptr) {
+            Line prefix;
+            AppendSitePrefix(prefix, site);
+            auto* made = new CachedSite{fmt,
+                                        site.file,
+                                        site.function,
+                                        site.line,
+                                        site.function_again,
+                                        site.line_again,
+                                        std::string(prefix.data(), prefix.size())};
+            if (slot.compare_exchange_strong(cached, made, std::memory_order_acq_rel)) {
+                return made;
+            }
+            delete made;  // another thread filled the slot first: `cached` is its entry
+        }
+        if (cached->format == fmt && cached->line == site.line) {
+            // The same call, or a format whose arguments changed: then formatted every time.
+            return cached->Serves(fmt, site) ? cached : nullptr;
+        }
+    }
+    return nullptr;
+}
+
+// One line: the header, then `fmt` formatted with `args`. A format that starts with the
+// platform's prefix has the prefix formatted once per call site, and gives the journal the
+// source location; one that starts with its first part ("%s: %s(%d) > ") gives the location.
+int PrintLine(log_id_t log_id, int prio, const char* tag, const char* fmt, va_list args) {
     if (log_id < LOG_ID_MAIN || log_id >= LOG_ID_MAX || fmt == nullptr) return -1;
     if (tag == nullptr) tag = "";
     const Settings& settings = CurrentSettings();
@@ -242,15 +332,28 @@ int PrintLine(log_id_t log_id, int prio, const char* tag, const dlog_site* site,
     AppendSigned(line, pid);
     line.append("): ");
     if (line.size() - start >= kPrefixLimit) line.resize(start + kPrefixLimit - 1);
-    if (site != nullptr) line.append(site->prefix, site->prefix_length);
-    const size_t prefix = line.size();
 
     dlog::CodeLocation code;
-    if (site != nullptr) {
-        code = {site->file, site->function, site->line};
+    if (std::strncmp(fmt, kSitePrefix, kSitePrefixLength) == 0) {
+        // Read here, where `args` belongs: a va_list handed to a function may come back unread.
+        SiteArguments site;
+        site.file = va_arg(args, const char*);
+        site.function = va_arg(args, const char*);
+        site.line = va_arg(args, int);
+        site.function_again = va_arg(args, const char*);
+        site.line_again = va_arg(args, int);
+        if (const CachedSite* cached = FindSite(fmt, site)) {
+            line.append(cached->prefix.data(), cached->prefix.size());
+        } else {
+            AppendSitePrefix(line, site);
+        }
+        code = {site.file, site.function, site.line};
+        fmt += kSitePrefixLength;
     } else if (settings.journal) {
         code = CodeLocationOf(fmt, args);
     }
+    const size_t prefix = line.size();
+
     va_list retry;
     va_copy(retry, args);
     const bool formatted = AppendFormatted(line, fmt, args);
@@ -291,16 +394,7 @@ int PrintLine(log_id_t log_id, int prio, const char* tag, const dlog_site* site,
 extern "C" int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ...) {
     va_list args;
     va_start(args, fmt);
-    const int length = PrintLine(log_id, prio, tag, nullptr, fmt, args);
-    va_end(args);
-    return length;
-}
-
-extern "C" int __dlog_print_site(log_id_t log_id, int prio, const char* tag, const dlog_site* site,
-                                 const char* fmt, ...) {
-    va_list args;
-    va_start(args, fmt);
-    const int length = PrintLine(log_id, prio, tag, site, fmt, args);
+    const int length = PrintLine(log_id, prio, tag, fmt, args);
     va_end(args);
     return length;
 }

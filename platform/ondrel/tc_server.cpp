@@ -220,7 +220,8 @@ int CallTypedMethod(sd_bus_message* call, void* user_data, sd_bus_error* error) 
                                          "arguments do not match %s", method.in_signature.c_str());
             }
         }
-        const std::vector<TCValue> results = method.call(arguments);
+        const char* sender = sd_bus_message_get_sender(call);
+        const std::vector<TCValue> results = method.call(sender ? sender : "", arguments);
         // The call's log lines leave before its reply, as a request's do.
         dlog_flush();
         sd_bus_message* answer = nullptr;

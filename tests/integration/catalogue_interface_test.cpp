@@ -1,9 +1,12 @@
-// The typed catalogue interface on the bus: its properties read what the entry queries answer,
-// one PropertiesChanged with all five values arrives before each accepted section's reply (none
-// for a refused one), GetPid answers as GetPID; and the README's busctl examples as printed.
+// The typed catalogue interface on the bus: its properties read what the entry queries answer; a
+// rebuilt catalogue announces, before its reply, only what changed (PropertiesChanged with the
+// properties whose values differ, CatalogueChanged when the programme or a list differs), a
+// refused section nothing; GetPid answers and logs as a GetPID request; and the README's busctl
+// examples as printed.
 #include <gmock/gmock.h>
 #include <signal.h>
 
+#include <regex>
 #include <sstream>
 
 #include "pmt_section_builder.h"
@@ -123,7 +126,7 @@ Bytes BuiltSection() {
         .Build();
 }
 
-TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachRebuiltCatalogue) {
+TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachNewCatalogue) {
     EXPECT_EQ(GetAll(), test_support::ParseJson(R"({"ProgramNumber":0,"PmtVersion":-1,
                                                    "Video":[],"Audio":[],"Subtitles":[]})"));
 
@@ -205,16 +208,111 @@ TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachRebuiltCa
     EXPECT_FALSE(client_->WaitForSignals(1, 200));
     EXPECT_EQ(changes_.size(), 3u);
 
-    // GetPid answers as GetPID, for tags present, absent and 255 (a stream without a tag).
+    // GetPid answers as GetPID and logs the same request, the reply's address aside, for tags
+    // present, absent and 255 (a stream without a tag); reading the properties logs nothing.
+    const auto request_lines = [](const std::string& log) {
+        return std::regex_replace(log, std::regex(R"(\[rsp:0x[0-9a-f]+\])"), "[rsp:]");
+    };
     for (const int tag : {0, 1, 2, 3, 4, 7, 200, 255}) {
+        const size_t start = service_->Log().size();
+        const Json::Value expected =
+            Call(R"({"method":"GetPID","data":)" + std::to_string(tag) + "}")[member::kReturnData];
+        const size_t middle = service_->Log().size();
         GVariant* reply = CallSync(catalogue::kInterface, catalogue::kGetPid,
                                    g_variant_new("(y)", static_cast<guchar>(tag)), "(q)");
         ASSERT_NE(reply, nullptr);
-        const Json::Value pid = ToJson(reply)[0];
+        EXPECT_EQ(ToJson(reply)[0], expected) << tag;
         g_variant_unref(reply);
-        EXPECT_EQ(pid, Call(R"({"method":"GetPID","data":)" + std::to_string(tag) +
-                            "}")[member::kReturnData])
-            << tag;
+        const std::string log = service_->Log();
+        EXPECT_THAT(log.substr(middle),
+                    testing::ContainsRegex("IfMessageReceived!! message: \\[from::[0-9.]+\\] "
+                                           "\\[rsp:0x[0-9a-f]+\\] \\[message:\\{\"data\":" +
+                                           std::to_string(tag) + ",\"method\":\"GetPID\"\\}\\]\n"));
+        EXPECT_EQ(request_lines(log.substr(middle)),
+                  request_lines(log.substr(start, middle - start)));
+    }
+    const std::string log = service_->Log();
+    GetAll();
+    GVariant* value =
+        CallSync(catalogue::kPropertiesInterface, "Get",
+                 g_variant_new("(ss)", catalogue::kInterface, catalogue::kAudio), "(v)");
+    if (value != nullptr) g_variant_unref(value);
+    EXPECT_EQ(service_->Log(), log);
+}
+
+// A captured section with another version or programme number, its CRC_32 made right again.
+Bytes Renumbered(Bytes section, int program, int version) {
+    section[3] = static_cast<uint8_t>(program >> 8);
+    section[4] = static_cast<uint8_t>(program);
+    section[5] = static_cast<uint8_t>((section[5] & 0xC1) | (version << 1));
+    pmt_test::RestampCrc(section);
+    return section;
+}
+
+// Captured sections resent, under a new version, under another programme, after a reset and
+// refused: each reply comes after the signals that tell what changed, and only those.
+TEST_F(CatalogueInterface, AnnouncesOnlyWhatTheRebuiltCatalogueChanged) {
+    client_->Subscribe(trevalo_bus::kCatalogueChanged);
+    const Bytes ac3 = test_support::ReadTestData("pmt/test-020.p8803.v13.2.sec");
+    const Bytes mpeg = test_support::ReadTestData("pmt/test-012.p4006.v2.0.sec");
+    Bytes damaged = ac3;
+    damaged.back() ^= 0x01;
+    const std::vector<std::string> all = {catalogue::kProgramNumber, catalogue::kPmtVersion,
+                                          catalogue::kVideo, catalogue::kAudio,
+                                          catalogue::kSubtitles};
+    const struct {
+        const char* what;
+        bool reset;
+        int program;
+        Bytes section;
+        bool catalogue_changed;
+        std::vector<std::string> properties;  // in the interface's order
+    } sends[] = {
+        {"first", true, 8803, ac3, true, all},
+        {"resent", false, 8803, ac3, false, {}},
+        {"resent after a reset", true, 8803, ac3, false, {}},
+        {"new version", false, 8803, Renumbered(ac3, 8803, 14), false, {catalogue::kPmtVersion}},
+        {"same version again", false, 8803, Renumbered(ac3, 8803, 14), false, {}},
+        {"other programme, same streams",
+         true,
+         8805,
+         Renumbered(ac3, 8805, 14),
+         true,
+         {catalogue::kProgramNumber}},
+        {"refused", true, 8803, damaged, false, {}},
+        {"other programme", true, 4006, mpeg, true, all},
+        {"back", true, 8803, ac3, true, all},
+    };
+    for (const auto& send : sends) {
+        SCOPED_TRACE(send.what);
+        const size_t properties_before = changes_.size();
+        const size_t catalogues_before = client_->Signals().size();
+        const Json::Value answer = Call(std::string(R"({"method":"SendPMTData","data":{"reset":)") +
+                                            (send.reset ? "true" : "false") + ",\"programNum\":" +
+                                            std::to_string(send.program) + "}}",
+                                        send.section);
+        EXPECT_EQ(answer[member::kReturnData], Json::Value(send.section == damaged ? 1 : 0));
+        TakeDispatched();
+
+        ASSERT_EQ(client_->Signals().size(), catalogues_before + send.catalogue_changed);
+        if (send.catalogue_changed) {
+            const Json::Value lists = Call(R"({"method":"GetCatalogue"})")[member::kReturnData];
+            Json::Value expected(Json::objectValue);
+            expected[member::kProgramNum] = send.program;
+            for (const char* kind : {member::kVideo, member::kAudio, member::kSubtitle}) {
+                expected[kind] = static_cast<int>(lists[kind].size());
+            }
+            EXPECT_EQ(test_support::ParseJson(client_->Signals().back().body), expected)
+                << client_->Signals().back().body;
+        }
+
+        ASSERT_EQ(changes_.size(), properties_before + !send.properties.empty());
+        if (send.properties.empty()) continue;
+        const Json::Value properties = GetAll();
+        Json::Value expected(Json::objectValue);
+        for (const std::string& name : send.properties) expected[name] = properties[name];
+        EXPECT_EQ(changes_.back()[1], expected);
+        EXPECT_EQ(changes_.back()[2], Json::Value(Json::arrayValue));
     }
 }
 

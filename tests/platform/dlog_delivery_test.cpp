@@ -169,8 +169,8 @@ TEST(PlatformLogDelivery, OneJournalEntryPerLineWhenStderrIsTheJournalsStream) {
     __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "TAG", "%s: %s(%d) > [%s:%d] %s\n", "file.cpp", "Func",
                  12, "Func", 12, "first\n  second");
     __dlog_print(LOG_ID_MAIN, DLOG_DEBUG, "TAG", "no source %d", 7);
-    const dlog_site site{"site.cpp", "Site", 34, "site.cpp: Site(34) > ", 21};
-    __dlog_print_site(LOG_ID_MAIN, DLOG_WARN, "TAG", &site, "%s %d\n", "from a site", 3);
+    __dlog_print(LOG_ID_MAIN, DLOG_WARN, "TAG", "%s: %s(%d) > %s %d\n", "site.cpp", "Site", 34,
+                 "short prefix", 3);
     EXPECT_EQ(
         g_Entries,
         (std::vector<std::vector<std::string>>{
@@ -178,7 +178,7 @@ TEST(PlatformLogDelivery, OneJournalEntryPerLineWhenStderrIsTheJournalsStream) {
              "PRIORITY=3", "SYSLOG_IDENTIFIER=TAG", "CODE_FILE=file.cpp", "CODE_LINE=12",
              "CODE_FUNC=Func"},
             {"MESSAGE=D/TAG(" + pid + "): no source 7", "PRIORITY=7", "SYSLOG_IDENTIFIER=TAG"},
-            {"MESSAGE=W/TAG(" + pid + "): site.cpp: Site(34) > from a site 3", "PRIORITY=4",
+            {"MESSAGE=W/TAG(" + pid + "): site.cpp: Site(34) > short prefix 3", "PRIORITY=4",
              "SYSLOG_IDENTIFIER=TAG", "CODE_FILE=site.cpp", "CODE_LINE=34", "CODE_FUNC=Site"}}));
     EXPECT_EQ(capture.Text(), "");
 

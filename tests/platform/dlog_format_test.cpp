@@ -6,6 +6,7 @@
 #include <climits>
 #include <cstdarg>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 #include "dlog.h"
@@ -55,6 +56,26 @@ TEST(PlatformLog, FormatsEveryConversionAsTheCLibraryDoes) {
     const std::string long_text(5000, 'x');
     EXPECT_LINE(DLOG_INFO, 'I', "start %s end %d\n", long_text.c_str(), 5);
     EXPECT_LINE(DLOG_INFO, 'I', "%.3f then %s\n", 1.5, long_text.c_str());
+}
+
+// The platform's prefix is formatted once per call site and kept: a kept prefix serves only lines
+// of its own five arguments, though a compiler merges equal formats and a caller may reuse a
+// buffer.
+TEST(PlatformLog, KeepsEachCallSitesPrefixForThatSiteAlone) {
+    static const char kFormat[] = "%s: %s(%d) > [%s:%d] %s %d\n";
+    char file[] = "first.cpp";
+    for (int round = 0; round < 2; ++round) {  // formatted, then kept
+        EXPECT_LINE(DLOG_INFO, 'I', kFormat, file, "Func", 10, "Func", 10, "text", round);
+        EXPECT_LINE(DLOG_INFO, 'I', kFormat, file, "Func", 11, "Func", 11, "text", round);
+        EXPECT_LINE(DLOG_INFO, 'I', kFormat, file, "Func", 10, "Other", 12, "text", round);
+        EXPECT_LINE(DLOG_INFO, 'I', kFormat, file, "Other", 10, "Func", 10, "text", round);
+    }
+    std::memcpy(file, "other.cpp", sizeof file);
+    EXPECT_LINE(DLOG_ERROR, 'E', kFormat, file, "Func", 10, "Func", 10, "text", 2);
+    test_support::LogCapture capture;
+    const char* volatile none = nullptr;  // a null the compiler cannot see
+    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "TAG", kFormat, none, none, 13, none, 13, "text", 3);
+    EXPECT_EQ(capture.Text(), Header('E', "TAG") + "(null): (null)(13) > [(null):13] text 3\n");
 }
 
 TEST(PlatformLog, PriorityLettersAndBadArguments) {

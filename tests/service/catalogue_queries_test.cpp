@@ -43,7 +43,7 @@ TEST_F(CatalogueQueryTest, EntryTextIsTheStyledObject) {
     EXPECT_TRUE(Entry(reply)["ca_sid"].isInt());
 }
 
-TEST_F(CatalogueQueryTest, SubtitleEntryLogsItsFieldsAtErrorPriority) {
+TEST_F(CatalogueQueryTest, SubtitleEntryLogsItsFieldsAloneAtErrorPriority) {
     AddSubtitle(0x300, 9, "fin");
     AddSubtitle(0x301, 255, "swe");
     TakeLog();
@@ -58,7 +58,7 @@ TEST_F(CatalogueQueryTest, SubtitleEntryLogsItsFieldsAtErrorPriority) {
                 ElementsAre("comp_tag", "encrypted", "hearing_impaired", "lang", "pid"));
     const auto log = TakeLog();
     ASSERT_EQ(log.size(), 6u);
-    EXPECT_EQ(log[1], "E:Get Subtitle");
+    EXPECT_EQ(log[1], "I:Get Subtitle");
     EXPECT_EQ(log[2], "I:Received index is 1");
     EXPECT_EQ(log[3], "E:Get Subtitle of index 1 are 769 0 255 swe 0");
     EXPECT_EQ(log[4], "I:Get Subtitle");

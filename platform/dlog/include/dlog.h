@@ -33,25 +33,14 @@ typedef enum {
 // lines also leave at exit and on SIGSEGV, SIGBUS, SIGILL, SIGFPE and SIGABRT. In the journal the
 // entry has the line (without its final newline) as MESSAGE, the tag as SYSLOG_IDENTIFIER, the
 // priority, and, when `fmt` starts with the platform's "%s: %s(%d) > " (file, function, line),
-// CODE_FILE, CODE_FUNC and CODE_LINE. Returns the length of the line, 0 for a line below the
-// minimum priority, or a negative value on failure.
+// CODE_FILE, CODE_FUNC and CODE_LINE. A line whose `fmt` starts with the platform's whole prefix
+// "%s: %s(%d) > [%s:%d] " has that prefix formatted once per call site (told by `fmt`'s address
+// and the five arguments) and kept, so that each later line formats only its message. Returns
+// the length of the line, 0 for a line below the minimum priority, or a negative value on
+// failure.
 int __dlog_print(log_id_t log_id, int prio, const char* tag, const char* fmt, ...)
     __attribute__((format(printf, 4, 5)));
 
-// A logging call site: its source location and the text each of its lines starts with, formatted
-// once by the caller (the platform's "<file>: <function>(<line>) > " and what the caller adds).
-typedef struct {
-    const char* file;
-    const char* function;
-    int line;
-    const char* prefix;
-    size_t prefix_length;
-} dlog_site;
-
-// As __dlog_print, with `site->prefix` in front of the formatted text; in the journal the entry's
-// CODE_FILE, CODE_FUNC and CODE_LINE are the site's.
-int __dlog_print_site(log_id_t log_id, int prio, const char* tag, const dlog_site* site,
-                      const char* fmt, ...) __attribute__((format(printf, 5, 6)));
 // Writes the lines gathered so far, now. The IPC framework calls it before a reply leaves, so
 // that a request's lines are in the log by the time its answer arrives.
 void dlog_flush(void);

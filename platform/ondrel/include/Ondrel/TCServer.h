@@ -22,14 +22,15 @@ struct TCProperty {
 };
 
 // A method of an exported interface whose arguments and results are basic values (y b q i s).
-// `call` gets the arguments in order and answers the results in order, of `out_signature`.
+// `call` gets the caller's unique bus name and the arguments in order, and answers the results
+// in order, of `out_signature`.
 struct TCMethod {
     std::string name;
     std::string in_signature;
     std::vector<std::string> in_names;
     std::string out_signature;
     std::vector<std::string> out_names;
-    std::function<std::vector<TCValue>(const std::vector<TCValue>&)> call;
+    std::function<std::vector<TCValue>(const char* sender, const std::vector<TCValue>&)> call;
 };
 
 // An interface exported beside "org.ondrel.TCServer" on the server's object. Each property

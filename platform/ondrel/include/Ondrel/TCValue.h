@@ -86,6 +86,19 @@ inline const char* TCValue::Signature() const {
     return "";
 }
 
+// Equal type and value; dictionaries equal member by member, in order.
+bool operator==(const TCValue& a, const TCValue& b);
+inline bool operator==(const TCDictEntry& a, const TCDictEntry& b) {
+    return a.name == b.name && a.value == b.value;
+}
+inline bool operator==(const TCValue& a, const TCValue& b) {
+    return a.GetType() == b.GetType() && a.Number() == b.Number() && a.Text() == b.Text() &&
+           a.ByteList() == b.ByteList() && a.DictionaryList() == b.DictionaryList();
+}
+inline bool operator!=(const TCValue& a, const TCValue& b) {
+    return !(a == b);
+}
+
 }  // namespace Ondrel
 
 #endif
