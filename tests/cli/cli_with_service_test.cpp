@@ -8,8 +8,10 @@
 #include <cstring>
 #include <fstream>
 #include <memory>
+#include <sstream>
 
 #include "child_process.h"
+#include "pmt_section_builder.h"
 #include "service_on_bus.h"
 #include "stream_builder.h"
 
@@ -249,6 +251,58 @@ TEST_F(CliWithService, PrintsTheSameWithTheCatalogueInterfaceAsWithoutIt) {
 }
 
 // What each new version changed, as a recording being written grows.
+// watch prints a catalogue each time it or its programme changed, from the interface's changed
+// values or on CatalogueChanged alike: not for a section resent, nor for a new version alone.
+TEST_F(CliWithService, WatchPrintsEachChangedCatalogueOnce) {
+    const test_support::Bytes ac3 = test_support::ReadTestData("pmt/test-020.p8803.v13.2.sec");
+    const struct {
+        int program;
+        test_support::Bytes section;
+        bool printed;  // awaited before the next: announcements close together print as one
+    } sends[] = {
+        {8803, ac3, true},
+        {8803, ac3, false},
+        {8803, pmt_test::Renumbered(ac3, 8803, 14), false},
+        {8805, pmt_test::Renumbered(ac3, 8805, 14), true},
+        {4006, test_support::ReadTestData("pmt/test-012.p4006.v2.0.sec"), true},
+    };
+    const auto watch = [&](const std::string& watching) {
+        ChildProcess watcher({"watch", "--json"}, Options());
+        EXPECT_TRUE(watcher.WaitForErr("watching " + watching + " from")) << watcher.Err();
+        for (const auto& send : sends) {
+            const std::string program = std::to_string(send.program);
+            Call(R"({"method":"SendPMTData","data":{"reset":false,"programNum":)" + program + "}}",
+                 send.section);
+            if (send.printed) {
+                EXPECT_TRUE(watcher.WaitForOut("\"programNum\":" + program)) << watcher.Out();
+            }
+        }
+        watcher.Signal(SIGINT);
+        EXPECT_EQ(watcher.Wait(), 0);
+        std::vector<Json::Value> lines;
+        std::istringstream out(watcher.Out());
+        for (std::string line; std::getline(out, line);) {
+            lines.push_back(test_support::ParseJson(line));
+        }
+        return lines;
+    };
+    const std::vector<Json::Value> typed = watch(trevalo_bus::catalogue::kInterface);
+    ASSERT_EQ(typed.size(), 3u);
+    EXPECT_EQ(typed[0]["programNum"], 8803);
+    EXPECT_EQ(typed[1]["programNum"], 8805);
+    EXPECT_EQ(typed[2]["programNum"], 4006);
+    Json::Value renumbered = typed[1];
+    renumbered["programNum"] = 8803;
+    EXPECT_EQ(renumbered, typed[0]);  // the lists the signal left out, as they were
+
+    ASSERT_EQ(service_->Stop(SIGTERM), 0);
+    service_ =
+        std::make_unique<test_support::ServiceProcess>(*bus_, SERVICE_BEFORE_CATALOGUE_BINARY);
+    ASSERT_TRUE(service_->WaitForName(trevalo_bus::kBusName)) << service_->Log();
+    client_ = std::make_unique<test_support::RawClient>(*bus_);
+    EXPECT_EQ(watch(trevalo_bus::kCatalogueChanged), typed);
+}
+
 TEST_F(CliWithService, FollowsAGrowingRecordingUntilInterrupted) {
     const ts_test::Bytes v1 = ts_test::MakePmtSection(7, 1, {{0x1B, 0x101}});
     const ts_test::Bytes v2 = ts_test::MakePmtSection(7, 2, {{0x02, 0x111}});

@@ -240,15 +240,6 @@ TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachNewCatalo
     EXPECT_EQ(service_->Log(), log);
 }
 
-// A captured section with another version or programme number, its CRC_32 made right again.
-Bytes Renumbered(Bytes section, int program, int version) {
-    section[3] = static_cast<uint8_t>(program >> 8);
-    section[4] = static_cast<uint8_t>(program);
-    section[5] = static_cast<uint8_t>((section[5] & 0xC1) | (version << 1));
-    pmt_test::RestampCrc(section);
-    return section;
-}
-
 // Captured sections resent, under a new version, under another programme, after a reset and
 // refused: each reply comes after the signals that tell what changed, and only those.
 TEST_F(CatalogueInterface, AnnouncesOnlyWhatTheRebuiltCatalogueChanged) {
@@ -271,12 +262,17 @@ TEST_F(CatalogueInterface, AnnouncesOnlyWhatTheRebuiltCatalogueChanged) {
         {"first", true, 8803, ac3, true, all},
         {"resent", false, 8803, ac3, false, {}},
         {"resent after a reset", true, 8803, ac3, false, {}},
-        {"new version", false, 8803, Renumbered(ac3, 8803, 14), false, {catalogue::kPmtVersion}},
-        {"same version again", false, 8803, Renumbered(ac3, 8803, 14), false, {}},
+        {"new version",
+         false,
+         8803,
+         pmt_test::Renumbered(ac3, 8803, 14),
+         false,
+         {catalogue::kPmtVersion}},
+        {"same version again", false, 8803, pmt_test::Renumbered(ac3, 8803, 14), false, {}},
         {"other programme, same streams",
          true,
          8805,
-         Renumbered(ac3, 8805, 14),
+         pmt_test::Renumbered(ac3, 8805, 14),
          true,
          {catalogue::kProgramNumber}},
         {"refused", true, 8803, damaged, false, {}},

@@ -160,6 +160,14 @@ void RestampCrc(Bytes& section) {
     }
 }
 
+Bytes Renumbered(Bytes section, int program_number, int version) {
+    section[3] = static_cast<unsigned char>(program_number >> 8);
+    section[4] = static_cast<unsigned char>(program_number);
+    section[5] = static_cast<unsigned char>((section[5] & 0xC1) | ((version & 0x1F) << 1));
+    RestampCrc(section);
+    return section;
+}
+
 size_t FirstStreamOffset(const Bytes& section) {
     return kFirstLoopOffset + static_cast<size_t>(LengthField(section, kProgramInfoLengthOffset));
 }

@@ -100,6 +100,9 @@ void SetLengthField(Bytes& section, size_t offset, int value);
 // and writes a correct CRC_32 at its end, so that only the damaged field is wrong.
 void RestampCrc(Bytes& section);
 
+// The section under another program_number and version_number, its CRC_32 made right again.
+Bytes Renumbered(Bytes section, int program_number, int version);
+
 // Offset of the first elementary-stream entry, past the program_info loop.
 size_t FirstStreamOffset(const Bytes& section);
 

@@ -1,10 +1,13 @@
-// watch [--json]: the catalogue every time the service announces a new one, until SIGINT or
-// SIGTERM: from the values PropertiesChanged of the catalogue interface carries, or, from a
-// service without that interface, read with "GetCatalogue" on every CatalogueChanged.
+// watch [--json]: the catalogue every time the service announces that it changed, until SIGINT or
+// SIGTERM: from the properties of the catalogue interface (read whole at the start, then updated
+// with the changed values each PropertiesChanged carries), or, from a service without that
+// interface, read with "GetCatalogue" on every CatalogueChanged. A catalogue and programme equal
+// to those printed last are not printed again.
 #include <glib-unix.h>
 #include <glib.h>
 #include <signal.h>
 
+#include <algorithm>
 #include <iostream>
 #include <string>
 
@@ -25,13 +28,39 @@ namespace member = trevalo_bus::member;
 namespace catalogue = trevalo_bus::catalogue;
 
 struct Watch {
+    Watch(ServiceConnection& connection, bool as_json) : service(connection), json(as_json) {}
+
     ServiceConnection& service;
     bool json;
-    bool typed = false;   // the service has the catalogue interface: its signal carries all
-    Json::Value program;  // the programme number of the newest announcement not printed yet
-    Catalogue catalogue;  // with the interface, the catalogue of that announcement
-    guint printing = 0;   // the idle source that prints it, 0 when none is due
+    bool typed = false;                      // the service has the catalogue interface
+    Ondrel::TCValue::Dictionary properties;  // with the interface, its values as last announced
+    Json::Value program;        // the programme number of the newest announcement not printed yet
+    Catalogue catalogue;        // with the interface, the catalogue of that announcement
+    guint printing = 0;         // the idle source that prints it, 0 when none is due
+    Json::Value shown_program;  // what was printed last (with the interface, read at the start)
+    Catalogue shown;
 };
+
+// Sets the values `changed` carries into `properties`.
+void Update(Ondrel::TCValue::Dictionary& properties, const Ondrel::TCValue::Dictionary& changed) {
+    for (const Ondrel::TCDictEntry& change : changed) {
+        auto known =
+            std::find_if(properties.begin(), properties.end(),
+                         [&change](const auto& entry) { return entry.name == change.name; });
+        if (known != properties.end()) {
+            known->value = change.value;
+        } else {
+            properties.push_back(change);
+        }
+    }
+}
+
+bool SameCatalogue(const Catalogue& a, const Catalogue& b) {
+    for (const ComponentKind kind : kAllKinds) {
+        if (a.List(kind) != b.List(kind)) return false;
+    }
+    return true;
+}
 
 // "programme N: V video, A audio, S subtitle", the sizes of the catalogue as it was read.
 std::string Heading(const Json::Value& program, const Catalogue& catalogue) {
@@ -59,17 +88,24 @@ void Print(const Json::Value& program, const Catalogue& catalogue, bool json) {
     }
 }
 
-// Prints the newest catalogue once per turn of the loop: announcements that came meanwhile are
-// folded into one, the newest.
+// Prints the newest catalogue once per turn of the loop, unless it is the one printed last:
+// announcements that came meanwhile are folded into one, the newest.
+void PrintIfNew(Watch& watch, const Catalogue& catalogue) {
+    if (watch.program == watch.shown_program && SameCatalogue(catalogue, watch.shown)) return;
+    Print(watch.program, catalogue, watch.json);
+    watch.shown_program = watch.program;
+    watch.shown = catalogue;
+}
+
 gboolean PrintNewest(gpointer data) {
     auto* watch = static_cast<Watch*>(data);
     watch->printing = 0;
     if (watch->typed) {
-        Print(watch->program, watch->catalogue, watch->json);
+        PrintIfNew(*watch, watch->catalogue);
         return G_SOURCE_REMOVE;
     }
     try {
-        Print(watch->program, ReadWholeCatalogue(watch->service), watch->json);
+        PrintIfNew(*watch, ReadWholeCatalogue(watch->service));
     } catch (const CommandError& error) {
         // A lost bus ends the watch with its own line.
         if (error.GetKind() == CommandError::Kind::kBusLost) return G_SOURCE_REMOVE;
@@ -86,14 +122,16 @@ int RunWatch(const CommandContext& context, const Arguments& arguments) {
         throw UsageError("unexpected '" + arguments.Operands()[0] + "'");
     }
     ServiceConnection service(context);
-    Watch watch{service, arguments.Flag("--json"), false, Json::Value(), Catalogue(), 0};
+    Watch watch(service, arguments.Flag("--json"));
     const auto print_soon = [&watch] {
         if (watch.printing == 0) watch.printing = g_idle_add(PrintNewest, &watch);
     };
+    // A signal carries only the properties that changed: the others keep their values.
     service.Client().SubscribeProperties(
         catalogue::kInterface, [&watch, print_soon](const Ondrel::TCValue::Dictionary& changed) {
+            Update(watch.properties, changed);
             int program = 0;
-            if (!CatalogueFromProperties(changed, watch.catalogue, program)) return;
+            if (!CatalogueFromProperties(watch.properties, watch.catalogue, program)) return;
             watch.typed = true;
             watch.program = program;
             print_soon();
@@ -106,9 +144,16 @@ int RunWatch(const CommandContext& context, const Arguments& arguments) {
             print_soon();
         });
     if (!WaitForService(service, "watch")) return kExitSuccess;
+    // The values now, newer than any announcement not yet dispatched.
+    Ondrel::TCValue::Dictionary properties;
     int program = 0;
-    Catalogue current;
-    watch.typed = watch.typed || ReadCatalogueProperties(service, current, program);
+    if (service.Client().GetAllProperties(catalogue::kInterface, properties, nullptr,
+                                          service.TimeoutMs()) &&
+        CatalogueFromProperties(properties, watch.shown, program)) {
+        watch.typed = true;
+        watch.properties = std::move(properties);
+        watch.shown_program = program;
+    }
     std::cerr << "watching "
               << (watch.typed ? std::string(catalogue::kInterface)
                               : std::string(trevalo_bus::kCatalogueChanged))
