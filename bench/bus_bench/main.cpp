@@ -13,8 +13,10 @@
 //   --only         one scenario after the start-up measurements: queries, pmt, channel,
 //                  catalogue (the whole catalogue per channel change, classic way against
 //                  GetCatalogue, and a listener of CatalogueChanged), sdbus (sd-bus clients:
-//                  the channel change, GetAll and the catalogue from PropertiesChanged against
-//                  the sd-bus echo) or load
+//                  the largest section resent and a channel change, the queries, GetAll, and
+//                  the values from PropertiesChanged against the reply, beside the sd-bus
+//                  echo), sdbus-resend or sdbus-change (one of those SendPMTData alone, for
+//                  --wrap "valgrind --tool=callgrind") or load
 //   --samples      the file for every latency sample of the channel-change scenario
 //                  (tab-separated: target, burst, method, microseconds), for plot_latency.sh
 //   --keep         leaves the directory with the servers' logs in /tmp
@@ -203,6 +205,12 @@ int RunBenchmark(const Options& options) {
         RunSdBusClientScenario(bus.Address(), kSdEchoName, bench.sections, *bench.largest,
                                bench.audio_tag, options.rounds);
     }
+    for (const char* part : {"resend", "change"}) {
+        if (options.only == std::string("sdbus-") + part) {
+            RunSdBusClientScenario(bus.Address(), kSdEchoName, bench.sections, *bench.largest,
+                                   bench.audio_tag, options.rounds, part);
+        }
+    }
     bool all_right = true;
     std::vector<ResidentMemory> before, after;
     if (wanted("load")) {
@@ -271,11 +279,13 @@ int Main(int argc, char** argv) {
                     wrap[0] = FindInPath(wrap[0]);
                 }
             } else {
-                std::fprintf(stderr,
-                             "usage: %s [--rounds N] [--per-client N] [--samples FILE] [--keep] "
-                             "[--wrap \"COMMAND ...\"] [--wrap-echo \"COMMAND ...\"] "
-                             "[--only queries|pmt|channel|catalogue|sdbus|load] [--service PATH]\n",
-                             argv[0]);
+                std::fprintf(
+                    stderr,
+                    "usage: %s [--rounds N] [--per-client N] [--samples FILE] [--keep] "
+                    "[--wrap \"COMMAND ...\"] [--wrap-echo \"COMMAND ...\"] "
+                    "[--only queries|pmt|channel|catalogue|sdbus|sdbus-resend|sdbus-change|load] "
+                    "[--service PATH]\n",
+                    argv[0]);
                 return 2;
             }
         }

@@ -1,7 +1,9 @@
 #include "sdbus_client_scenario.h"
 
+#include <poll.h>
 #include <systemd/sd-bus.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -128,11 +130,12 @@ sd_bus_message* NewGetAll(sd_bus* bus) {
     return call;
 }
 
-// What the listener connection has seen of the current channel change.
-struct Listener {
-    bool properties = false;  // the catalogue from PropertiesChanged, read
-    bool announced = false;   // CatalogueChanged
+// What the listener and the requester have of the current channel change, and when.
+struct ChangeSeen {
+    bool properties = false;  // the new values from PropertiesChanged, read
+    bool replied = false;     // the reply to SendPMTData, read
     Clock::time_point properties_at;
+    Clock::time_point replied_at;
 };
 
 int OnPropertiesChanged(sd_bus_message* signal, void* data, sd_bus_error*) {
@@ -142,20 +145,39 @@ int OnPropertiesChanged(sd_bus_message* signal, void* data, sd_bus_error*) {
         return 0;
     }
     ReadEverything(signal);
-    auto* listener = static_cast<Listener*>(data);
-    listener->properties = true;
-    listener->properties_at = Clock::now();
+    auto* seen = static_cast<ChangeSeen*>(data);
+    seen->properties = true;
+    seen->properties_at = Clock::now();
     return 0;
 }
 
-int OnCatalogueChanged(sd_bus_message*, void* data, sd_bus_error*) {
-    static_cast<Listener*>(data)->announced = true;
+int OnReply(sd_bus_message* reply, void* data, sd_bus_error*) {
+    ReadTextReply(reply);
+    auto* seen = static_cast<ChangeSeen*>(data);
+    seen->replied = true;
+    seen->replied_at = Clock::now();
     return 0;
 }
 
-int OnReply(sd_bus_message*, void* data, sd_bus_error*) {
-    *static_cast<bool*>(data) = true;
-    return 0;
+// Processes the messages of both connections as they come, until `done` holds: neither waits
+// while the other has something to read.
+void RunBothUntil(const Connection& first, const Connection& second,
+                  const std::function<bool()>& done) {
+    while (!done()) {
+        bool processed = false;
+        for (const Connection* connection : {&first, &second}) {
+            const int result = sd_bus_process(connection->get(), nullptr);
+            Check(result, "sd_bus_process");
+            processed = processed || result > 0;
+        }
+        if (processed) continue;
+        pollfd fds[2];
+        for (int k = 0; k < 2; ++k) {
+            sd_bus* bus = (k == 0 ? first : second).get();
+            fds[k] = {sd_bus_get_fd(bus), static_cast<short>(sd_bus_get_events(bus)), 0};
+        }
+        if (poll(fds, 2, 5000) == 0) throw std::runtime_error("no message for 5 s");
+    }
 }
 
 void PrintRatio(const char* what, const std::vector<double>& service_us,
@@ -166,33 +188,55 @@ void PrintRatio(const char* what, const std::vector<double>& service_us,
                 Median(echo_us) / Median(service_us), Median(paired));
 }
 
+const Section& OtherProgramme(const std::vector<Section>& sections, const Section& largest) {
+    const Section* other = nullptr;
+    for (const Section& section : sections) {
+        if (section.programNumber == largest.programNumber) continue;
+        if (other == nullptr || section.bytes.size() > other->bytes.size()) other = &section;
+    }
+    if (other == nullptr) throw std::runtime_error("no section of another programme");
+    return *other;
+}
+
 }  // namespace
 
 void RunSdBusClientScenario(const std::string& bus_address, const std::string& echo_server,
                             const std::vector<Section>& sections, const Section& largest,
-                            int audio_tag, int rounds) {
+                            int audio_tag, int rounds, const std::string& part) {
     namespace method = trevalo_bus::method;
     const Connection caller(bus_address);
-    const Connection listener_connection(bus_address);
+    const Connection listener(bus_address);
     const std::string service = trevalo_bus::kServerName;
     const int count = rounds * 25;
+    const Section& other = OtherProgramme(sections, largest);
     std::printf(
         "\nsd-bus clients, %d of each (p50 in us; rate vs echo = echo p50 / service p50, "
-        "paired = median of echo/service over back-to-back pairs)\n",
-        count);
+        "paired = median of echo/service over back-to-back pairs); channel change between "
+        "%s.sec and %s.sec\n",
+        count, largest.name.c_str(), other.name.c_str());
     std::printf("  %-34s %9s %9s %10s %12s\n", "request", "service", "sd-echo", "rate/echo",
                 "paired");
 
-    // The channel change itself and the queries beside it, each paired with the same message
-    // to the echo, the order alternating.
-    const std::pair<const char*, Request> requests[] = {
-        {"SendPMTData, largest section", SendPmt(largest, false)},
-        {"SizeOfAudio", Query(method::kSizeOfAudio)},
-        {"GetAudio 0", Query(method::kGetAudio, 0)},
-        {"GetPID", Query(method::kGetPID, audio_tag)}};
-    for (const auto& [name, request] : requests) {
+    // The two SendPMTData side by side, and the queries, each paired with the same message to
+    // the echo, the order alternating. A request of two forms alternates between them.
+    struct Paired {
+        const char* part;
+        const char* name;
+        Request first;
+        Request second;
+    };
+    const Request resend = SendPmt(largest, false);
+    const Paired requests[] = {
+        {"resend", "SendPMTData, largest resent", resend, resend},
+        {"change", "SendPMTData, channel change", SendPmt(largest, true), SendPmt(other, true)},
+        {"", "SizeOfAudio", Query(method::kSizeOfAudio), Query(method::kSizeOfAudio)},
+        {"", "GetAudio 0", Query(method::kGetAudio, 0), Query(method::kGetAudio, 0)},
+        {"", "GetPID", Query(method::kGetPID, audio_tag), Query(method::kGetPID, audio_tag)}};
+    for (const Paired& paired : requests) {
+        if (!part.empty() && part != paired.part) continue;
         std::vector<double> service_us, echo_us;
         for (int i = 0; i < count; ++i) {
+            const Request& request = i % 2 == 0 ? paired.first : paired.second;
             for (int k = 0; k < 2; ++k) {
                 const bool to_service = (k == 0) == (i % 2 == 0);
                 const double us =
@@ -202,8 +246,9 @@ void RunSdBusClientScenario(const std::string& bus_address, const std::string& e
                 (to_service ? service_us : echo_us).push_back(us);
             }
         }
-        PrintRatio(name, service_us, echo_us);
+        PrintRatio(paired.name, service_us, echo_us);
     }
+    if (!part.empty()) return;
 
     // The rest needs the catalogue interface (--service may name a build from before it).
     try {
@@ -237,57 +282,47 @@ void RunSdBusClientScenario(const std::string& bus_address, const std::string& e
             Median(get_catalogue_us) / Median(get_all_us), Median(paired));
     }
 
-    // A channel change to each section in turn, seen by a second connection: the whole new
-    // catalogue from PropertiesChanged alone, or from CatalogueChanged then GetCatalogue, timed
-    // from sending SendPMTData; the same request to the echo beside it as the yardstick.
-    Listener seen;
-    sd_bus* listener = listener_connection.get();
+    // The channel change as a listener on a second connection sees it: when it holds the new
+    // values from PropertiesChanged, against when the requester holds its reply, both from
+    // sending SendPMTData; the echo's round trip of the same request is the yardstick.
+    ChangeSeen seen;
     sd_bus_slot* properties_match = nullptr;
-    sd_bus_slot* announce_match = nullptr;
-    Check(sd_bus_match_signal(listener, &properties_match, nullptr, trevalo_bus::kObjectPath,
+    Check(sd_bus_match_signal(listener.get(), &properties_match, nullptr, trevalo_bus::kObjectPath,
                               catalogue::kPropertiesInterface, catalogue::kPropertiesChanged,
                               OnPropertiesChanged, &seen),
           "match");
-    Check(sd_bus_match_signal(listener, &announce_match, nullptr, trevalo_bus::kObjectPath,
-                              trevalo_bus::kInterface, trevalo_bus::kCatalogueChanged,
-                              OnCatalogueChanged, &seen),
-          "match");
-    std::vector<double> typed_us, classic_us, echo_us;
+    std::vector<double> properties_us, reply_us, echo_us;
     for (int i = 0; i < count; ++i) {
-        const Request change = SendPmt(sections[static_cast<size_t>(i) % sections.size()], true);
+        const Request change = SendPmt(i % 2 == 0 ? other : largest, true);
         echo_us.push_back(
             TimedCall(caller.get(), NewRequest(caller.get(), echo_server, change), ReadTextReply));
-        for (const bool typed : {i % 2 == 0, i % 2 != 0}) {
-            seen = Listener();
-            bool replied = false;
-            sd_bus_message* call = NewRequest(caller.get(), service, change);
-            const Clock::time_point start = Clock::now();
-            Check(sd_bus_call_async(caller.get(), nullptr, call, OnReply, &replied, 0), "send");
-            sd_bus_message_unref(call);
-            if (typed) {
-                listener_connection.RunUntil([&] { return seen.properties; });
-                typed_us.push_back(Microseconds(seen.properties_at - start));
-            } else {
-                listener_connection.RunUntil([&] { return seen.announced; });
-                TimedCall(listener, NewRequest(listener, service, Query(method::kGetCatalogue)),
-                          ReadTextReply);
-                classic_us.push_back(Microseconds(Clock::now() - start));
-            }
-            caller.RunUntil([&] { return replied; });
-            // What the other path left queued on the listener is read before the next change.
-            listener_connection.RunUntil([&] { return seen.properties && seen.announced; });
-        }
+        seen = ChangeSeen();
+        sd_bus_message* call = NewRequest(caller.get(), service, change);
+        const Clock::time_point start = Clock::now();
+        Check(sd_bus_call_async(caller.get(), nullptr, call, OnReply, &seen, 0), "send");
+        sd_bus_message_unref(call);
+        RunBothUntil(caller, listener, [&] { return seen.properties && seen.replied; });
+        properties_us.push_back(Microseconds(seen.properties_at - start));
+        reply_us.push_back(Microseconds(seen.replied_at - start));
     }
     sd_bus_slot_unref(properties_match);
-    sd_bus_slot_unref(announce_match);
+    std::vector<double> signal_first;
+    for (size_t i = 0; i < properties_us.size(); ++i) {
+        signal_first.push_back(properties_us[i] <= reply_us[i] ? 1 : 0);
+    }
     const double echo = Median(echo_us);
     std::printf(
-        "  whole new catalogue on a second connection, from sending SendPMTData (echo "
-        "round trip of that request p50 %.1f us):\n"
-        "    from PropertiesChanged alone  p50 %.1f us = %.2f echo round trips\n"
-        "    CatalogueChanged, GetCatalogue p50 %.1f us = %.2f echo round trips\n",
-        echo, Median(typed_us), Median(typed_us) / echo, Median(classic_us),
-        Median(classic_us) / echo);
+        "  channel change, from sending SendPMTData (echo round trip of that request p50 "
+        "%.1f us):\n"
+        "    the listener holds the new values from PropertiesChanged p50 %.1f us = %.2f echo "
+        "round trips\n"
+        "    the requester holds its reply                            p50 %.1f us = %.2f echo "
+        "round trips\n"
+        "    the listener first in %.0f %% of the changes\n",
+        echo, Median(properties_us), Median(properties_us) / echo, Median(reply_us),
+        Median(reply_us) / echo,
+        100.0 * std::count(signal_first.begin(), signal_first.end(), 1.0) /
+            static_cast<double>(signal_first.size()));
 }
 
 }  // namespace bus_bench

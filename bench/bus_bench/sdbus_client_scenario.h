@@ -10,13 +10,15 @@
 
 namespace bus_bench {
 
-// Over `rounds` rounds, in turn: the echo's round trip; the largest section's SendPMTData and
-// three queries, each paired with the same message to the echo; the whole new catalogue on a
-// second connection from PropertiesChanged alone, and from CatalogueChanged then GetCatalogue;
-// GetAll of the catalogue interface against GetCatalogue. Prints its own lines.
+// Over `rounds` rounds, in turn: two SendPMTData, the largest section resent unchanged and a
+// channel change alternating between it and the largest section of another programme, and three
+// queries, each paired with the same message to the echo; GetAll of the catalogue interface
+// against GetCatalogue; and for the channel change, when a listener on a second connection holds
+// the new values from PropertiesChanged against when the requester holds its reply. `part`
+// "resend" or "change" runs only that SendPMTData (for a profiler). Prints its own lines.
 void RunSdBusClientScenario(const std::string& bus_address, const std::string& echo_server,
                             const std::vector<Section>& sections, const Section& largest,
-                            int audio_tag, int rounds);
+                            int audio_tag, int rounds, const std::string& part = "");
 
 }  // namespace bus_bench
 
