@@ -262,19 +262,26 @@ struct CachedSite {
     int line;
     std::string function_again;
     int line_again;
+    bool function_repeated;  // function_again is the same text as function
     std::string prefix;
 
+    // strcmp rather than std::string's compare, which measures the argument first: a kept
+    // prefix is checked at every line.
     bool Serves(const char* fmt, const SiteArguments& site) const {
         return format == fmt && line == site.line && line_again == site.line_again &&
-               file == site.file && function == site.function &&
-               function_again == site.function_again;
+               std::strcmp(file.c_str(), site.file) == 0 &&
+               std::strcmp(function.c_str(), site.function) == 0 &&
+               (site.function_again == site.function
+                    ? function_repeated
+                    : std::strcmp(function_again.c_str(), site.function_again) == 0);
     }
 };
 
 // The prefixes kept, found by format address and line: entries are added without a lock, from
-// any thread, and never freed (a line may be logged during exit). Bounded: past this many call
-// sites a prefix is formatted at each line.
+// any thread, and never freed (a line may be logged during exit). Bounded: a site that finds no
+// place within a few slots of its own has its prefix formatted at each line.
 constexpr size_t kCachedSites = 1024;
+constexpr size_t kProbes = 32;
 std::atomic<const CachedSite*> g_CachedSites[kCachedSites];
 
 // The cached prefix for `site`, added at its first line; null when it cannot be kept.
@@ -285,7 +292,7 @@ const CachedSite* FindSite(const char* fmt, const SiteArguments& site) {
     const uint64_t key = reinterpret_cast<uintptr_t>(fmt) ^ static_cast<uint32_t>(site.line);
     const size_t start = static_cast<size_t>((key * 0x9E3779B97F4A7C15ULL) >> 54);  // 10 bits
     static_assert(kCachedSites == 1024, "the hash yields 10 bits");
-    for (size_t probe = 0; probe < kCachedSites; ++probe) {
+    for (size_t probe = 0; probe < kProbes; ++probe) {
         std::atomic<const CachedSite*>& slot = g_CachedSites[(start + probe) % kCachedSites];
         const CachedSite* cached = slot.load(std::memory_order_acquire);
         if (cached == nullptr) {
@@ -297,6 +304,7 @@ const CachedSite* FindSite(const char* fmt, const SiteArguments& site) {
                                         site.line,
                                         site.function_again,
                                         site.line_again,
+                                        std::strcmp(site.function, site.function_again) == 0,
                                         std::string(prefix.data(), prefix.size())};
             if (slot.compare_exchange_strong(cached, made, std::memory_order_acq_rel)) {
                 return made;

@@ -74,8 +74,11 @@ TEST(PlatformLog, KeepsEachCallSitesPrefixForThatSiteAlone) {
     EXPECT_LINE(DLOG_ERROR, 'E', kFormat, file, "Func", 10, "Func", 10, "text", 2);
     test_support::LogCapture capture;
     const char* volatile none = nullptr;  // a null the compiler cannot see
-    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "TAG", kFormat, none, none, 13, none, 13, "text", 3);
-    EXPECT_EQ(capture.Text(), Header('E', "TAG") + "(null): (null)(13) > [(null):13] text 3\n");
+    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "TAG", kFormat, none, "Func", 13, "Func", 13, "text", 3);
+    __dlog_print(LOG_ID_MAIN, DLOG_ERROR, "TAG", kFormat, file, none, 14, none, 14, "text", 4);
+    EXPECT_EQ(capture.Text(), Header('E', "TAG") + "(null): Func(13) > [Func:13] text 3\n" +
+                                  Header('E', "TAG") +
+                                  "other.cpp: (null)(14) > [(null):14] text 4\n");
 }
 
 TEST(PlatformLog, PriorityLettersAndBadArguments) {
