@@ -113,11 +113,11 @@ const std::vector<CommandEntry>& AllCommands() {
         {"watch",
          "watch [--json]",
          "print the catalogue whenever it changes",
-         "Waits for the PropertiesChanged of the catalogue interface, which the service sends "
-         "with\n"
-         "the new catalogue whenever a PMT section rebuilt it (from a service without that\n"
-         "interface: for CatalogueChanged, then reads the catalogue with GetCatalogue), and\n"
-         "prints the catalogue then: a line \"programme N: V video, A audio, S\n"
+         "Reads the properties of the catalogue interface, then waits for its\n"
+         "PropertiesChanged, which the service sends with the values a PMT section changed\n"
+         "(from a service without that interface: for CatalogueChanged, then reads the\n"
+         "catalogue with GetCatalogue), and prints the catalogue when it or its programme\n"
+         "differs from the one printed last: a line \"programme N: V video, A audio, S\n"
          "subtitle\" and the table of the catalogue command. With --json, one line per change:\n"
          "{\"programNum\": N, \"audio\": [...], \"subtitle\": [...], \"video\": [...]}. Changes\n"
          "that come faster than they are printed show as one, the newest. When the service is not\n"
