@@ -63,6 +63,14 @@ Json::Value ToJson(GVariant* value) {
     return number;
 }
 
+// Log text with each "[rsp:0x...]" (the reply's address) read as "[rsp:]".
+std::string WithoutReplyAddress(std::string log) {
+    for (size_t at = log.find("[rsp:"); at != std::string::npos; at = log.find("[rsp:", at + 1)) {
+        log.erase(at + 5, log.find(']', at) - at - 5);
+    }
+    return log;
+}
+
 class CatalogueInterface : public ServiceOnBus {
   protected:
     void SetUp() override {
@@ -209,13 +217,6 @@ TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachNewCatalo
 
     // GetPid answers as GetPID and logs the same request, the reply's address aside, for tags
     // present, absent and 255 (a stream without a tag); reading the properties logs nothing.
-    const auto request_lines = [](std::string log) {  // "[rsp:0x...]" read as "[rsp:]"
-        for (size_t at = log.find("[rsp:"); at != std::string::npos;
-             at = log.find("[rsp:", at + 1)) {
-            log.erase(at + 5, log.find(']', at) - at - 5);
-        }
-        return log;
-    };
     for (const int tag : {0, 1, 2, 3, 4, 7, 200, 255}) {
         const size_t start = service_->Log().size();
         const Json::Value expected =
@@ -231,8 +232,8 @@ TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachNewCatalo
                     testing::ContainsRegex("IfMessageReceived!! message: \\[from::[0-9.]+\\] "
                                            "\\[rsp:0x[0-9a-f]+\\] \\[message:\\{\"data\":" +
                                            std::to_string(tag) + ",\"method\":\"GetPID\"\\}\\]\n"));
-        EXPECT_EQ(request_lines(log.substr(middle)),
-                  request_lines(log.substr(start, middle - start)));
+        EXPECT_EQ(WithoutReplyAddress(log.substr(middle)),
+                  WithoutReplyAddress(log.substr(start, middle - start)));
     }
     const std::string log = service_->Log();
     GetAll();
@@ -244,7 +245,8 @@ TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachNewCatalo
 }
 
 // Captured sections resent, under a new version, under another programme, after a reset and
-// refused: each reply comes after the signals that tell what changed, and only those.
+// refused: each reply comes after the signals that tell what changed, and only those; a rebuild
+// logs the same lines whether or not it announces anything.
 TEST_F(CatalogueInterface, AnnouncesOnlyWhatTheRebuiltCatalogueChanged) {
     client_->Subscribe(trevalo_bus::kCatalogueChanged);
     const Bytes ac3 = test_support::ReadTestData("pmt/test-020.p8803.v13.2.sec");
@@ -282,8 +284,10 @@ TEST_F(CatalogueInterface, AnnouncesOnlyWhatTheRebuiltCatalogueChanged) {
         {"other programme", true, 4006, mpeg, true, all},
         {"back", true, 8803, ac3, true, all},
     };
+    std::vector<std::string> logs;  // each request's log lines
     for (const auto& send : sends) {
         SCOPED_TRACE(send.what);
+        const size_t log_before = service_->Log().size();
         const size_t properties_before = changes_.size();
         const size_t catalogues_before = client_->Signals().size();
         const Json::Value answer = Call(std::string(R"({"method":"SendPMTData","data":{"reset":)") +
@@ -291,6 +295,7 @@ TEST_F(CatalogueInterface, AnnouncesOnlyWhatTheRebuiltCatalogueChanged) {
                                             std::to_string(send.program) + "}}",
                                         send.section);
         EXPECT_EQ(answer[member::kReturnData], Json::Value(send.section == damaged ? 1 : 0));
+        logs.push_back(WithoutReplyAddress(service_->Log().substr(log_before)));
         TakeDispatched();
 
         ASSERT_EQ(client_->Signals().size(), catalogues_before + send.catalogue_changed);
@@ -313,6 +318,9 @@ TEST_F(CatalogueInterface, AnnouncesOnlyWhatTheRebuiltCatalogueChanged) {
         EXPECT_EQ(changes_.back()[1], expected);
         EXPECT_EQ(changes_.back()[2], Json::Value(Json::arrayValue));
     }
+    EXPECT_THAT(logs[0], testing::HasSubstr("] given section is valid\n"));
+    EXPECT_EQ(logs[2], logs[0]);  // the same request, announced and not
+    EXPECT_EQ(logs[8], logs[0]);
 }
 
 // The README's busctl examples, run against this bus (for --user) after the README's section:
