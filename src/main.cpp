@@ -20,9 +20,19 @@ namespace {
 // it reachable to the end (and out of leak checkers' reports).
 TrevaloService* g_service = nullptr;
 
+// The exit status after the bus was lost while serving: not an orderly stop, so that a unit's
+// Restart=on-failure brings the service back.
+constexpr int kBusLostStatus = 1;
+bool g_bus_lost = false;
+
 gboolean QuitLoop(gpointer loop) {
     g_main_loop_quit(static_cast<GMainLoop*>(loop));
     return G_SOURCE_CONTINUE;
+}
+
+void QuitOnBusLost(void* loop) {
+    g_bus_lost = true;
+    g_main_loop_quit(static_cast<GMainLoop*>(loop));
 }
 
 void InitClock() {
@@ -73,6 +83,7 @@ void PrintUsage() {
            "\n"
            "Exit status:\n"
            "  0    stopped by SIGINT or SIGTERM\n"
+           "  1    the bus was lost while it ran\n"
            "  255  no bus, or the name is owned by another process\n";
 }
 
@@ -98,6 +109,8 @@ int main(int argc, char** argv) {
     // An orderly stop: SIGTERM or SIGINT quits the loop, and the teardown below runs.
     g_unix_signal_add(SIGTERM, QuitLoop, loop);
     g_unix_signal_add(SIGINT, QuitLoop, loop);
+    // Losing the bus ends the loop too, and the same teardown runs.
+    Ondrel::TCServer::SetBusLostHook(QuitOnBusLost, loop);
 
     if (!TrevaloService::OnCreate(g_service)) {
         TREVALO_LOGE("Failed to create the service");
@@ -110,5 +123,5 @@ int main(int argc, char** argv) {
 
     TrevaloService::OnTerminate(g_service);
     g_main_loop_unref(loop);
-    return 0;
+    return g_bus_lost ? kBusLostStatus : 0;
 }

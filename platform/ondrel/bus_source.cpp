@@ -64,7 +64,9 @@ gboolean Dispatch(GSource* source, GSourceFunc, gpointer) {
     // out when Prepare's POLLOUT says the socket takes it, never in a wait here.
     const int result = sd_bus_process(self->bus, nullptr);
     self->more = result > 0;
-    if (result < 0 || sd_bus_is_open(self->bus) <= 0) {
+    // A connection being closed takes steps of its own (the Disconnected message) and then says
+    // why it ended.
+    if (result < 0 || (result == 0 && sd_bus_is_open(self->bus) <= 0)) {
         self->on_lost(self->data, result < 0 ? -result : ENOTCONN);
         return G_SOURCE_REMOVE;
     }

@@ -1,6 +1,5 @@
 #include <systemd/sd-bus.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <list>
 #include <map>
@@ -28,6 +27,8 @@ std::map<std::string, TCServer*>& OpenServers() {
 
 TCServer::RequestHook g_before_request = nullptr;
 TCServer::RequestHook g_after_request = nullptr;
+TCServer::BusLostHook g_bus_lost = nullptr;
+void* g_bus_lost_data = nullptr;
 
 void Warn(const std::string& text) {
     __dlog_print(LOG_ID_MAIN, DLOG_WARN, kLogTag, "%s\n", text.c_str());
@@ -53,7 +54,6 @@ struct TCServer::Connection {
     sd_bus_slot* object = nullptr;
     std::list<ExportedInterface> interfaces;  // never moved once exported
     GSource* source = nullptr;
-    bool owns_name = false;
     std::string bus_name;
     std::string object_path;
     std::vector<std::string> signal_names;  // fixed before the vtable points into it
@@ -269,8 +269,8 @@ std::string ArgumentNames(const TCMethod& method) {
 void OnBusLost(void* server, int error) {
     __dlog_print(LOG_ID_MAIN, DLOG_ERROR, kLogTag, "server %s: lost the bus (%s): exiting\n",
                  static_cast<TCServer*>(server)->Name().c_str(), std::strerror(error));
-    // Not an orderly stop: a supervisor (Restart=on-failure) brings the service back.
-    std::exit(EXIT_FAILURE);
+    // The process ends its loop and tears down as on a stop, with a failure status of its own.
+    if (g_bus_lost != nullptr) g_bus_lost(g_bus_lost_data);
 }
 
 }  // namespace
@@ -284,6 +284,11 @@ TCServer::~TCServer() {
 void TCServer::SetRequestHooks(RequestHook before, RequestHook after) {
     g_before_request = before;
     g_after_request = after;
+}
+
+void TCServer::SetBusLostHook(BusLostHook hook, void* data) {
+    g_bus_lost = hook;
+    g_bus_lost_data = data;
 }
 
 void TCServer::DeclareSignal(const std::string& name) {
@@ -350,7 +355,6 @@ bool TCServer::CreateDBusServer() {
         CloseDBusServer();
         return false;
     }
-    m_Connection->owns_name = true;
     m_Connection->source = bus::Attach(m_Connection->bus, OnBusLost, this);
     OpenServers()[m_Name] = this;
     return true;
@@ -363,12 +367,11 @@ bool TCServer::CloseDBusServer() {
 
     // Closing on purpose is not losing the bus: the source goes first.
     bus::Detach(m_Connection->source);
-    if (m_Connection->owns_name) {
-        sd_bus_release_name(m_Connection->bus, m_Connection->bus_name.c_str());
-    }
     for (ExportedInterface& exported : m_Connection->interfaces) sd_bus_slot_unref(exported.slot);
     sd_bus_slot_unref(m_Connection->object);
-    sd_bus_flush_close_unref(m_Connection->bus);
+    // Nothing here waits on the bus, however busy or stalled it is: the daemon gives the name
+    // back when the connection closes, and what is still queued to be written is dropped.
+    sd_bus_close_unref(m_Connection->bus);
     m_Connection.reset();
     return true;
 }

@@ -242,7 +242,7 @@ TEST_F(ServiceOnBus, AnnouncesEveryRebuiltCatalogueAndNoRefusedSection) {
     }
 }
 
-TEST_F(ServiceOnBus, LosingTheBusEndsWithOneErrorLineAndAFailureStatus) {
+TEST_F(ServiceOnBus, LosingTheBusEndsWithOneErrorLineTheTeardownAndAFailureStatus) {
     EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")[member::kReturnData], Json::Value(0));
     client_.reset();
     bus_->Kill();
@@ -250,7 +250,10 @@ TEST_F(ServiceOnBus, LosingTheBusEndsWithOneErrorLineAndAFailureStatus) {
     const std::string log = service_->Log();
     const size_t lost = log.find("E/ONDREL(");
     ASSERT_NE(lost, std::string::npos) << log;
-    EXPECT_THAT(log.substr(lost), testing::MatchesRegex("E/ONDREL\\([0-9]+\\): [^\n]*lost the bus "
-                                                        "[^\n]*\n"));
+    EXPECT_THAT(log.substr(lost),
+                testing::MatchesRegex("E/ONDREL\\([0-9]+\\): server trevalo_service: lost the bus "
+                                      "\\([^\n]*\\): exiting\n"
+                                      "I/TREVALO_SERVICE\\([0-9]+\\): [^\n]* Trevalo service "
+                                      "OnTerminate \n\n"));
     service_.reset();
 }
