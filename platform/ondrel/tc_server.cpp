@@ -1,3 +1,4 @@
+#include <malloc.h>
 #include <systemd/sd-bus.h>
 
 #include <cstring>
@@ -62,22 +63,38 @@ struct TCServer::Connection {
 
 namespace {
 
-int HandleRequest(sd_bus_message* call, void* user_data, sd_bus_error*) {
-    auto* server = static_cast<TCServer*>(user_data);
-    const char* sender = sd_bus_message_get_sender(call);
+// Requests at least this large leave enough free memory in the heap (a body's tree of small
+// blocks, a buffer's copies) that it is given back after them.
+constexpr size_t kTrimAfterBodyBytes = 1024;
+constexpr size_t kTrimAfterBufferBytes = 16 * 1024;
+
+gboolean TrimHeap(gpointer pending) {
+    malloc_trim(0);
+    *static_cast<bool*>(pending) = false;
+    return G_SOURCE_REMOVE;
+}
+
+// Trims the heap on the loop's next turn, once the request's own message is freed too.
+void TrimHeapSoon() {
+    static bool pending = false;
+    if (pending) return;
+    pending = true;
+    g_idle_add_full(G_PRIORITY_DEFAULT, TrimHeap, &pending, nullptr);
+}
+
+// Answers a request whose body and buffer are within the bounds.
+int AnswerRequest(sd_bus_message* call, TCServer* server, const char* sender) {
     TCMessage request;
     std::string error;
     if (!message_wire::Read(call, request, &error)) {
-        Warn(std::string("request from ") + (sender ? sender : "?") +
-             " is not JSON text: " + error);
+        Warn(std::string("request from ") + sender + " is not JSON text: " + error);
         return sd_bus_reply_method_errorf(call, bus::kInvalidMessageError,
                                           "body is not JSON text: %s", error.c_str());
     }
 
     TCMessage reply;
     if (g_before_request != nullptr) g_before_request();
-    server->IfMessageReceived(sender ? sender : "", &request, &reply,
-                              sd_bus_message_get_path(call));
+    server->IfMessageReceived(sender, &request, &reply, sd_bus_message_get_path(call));
     if (g_after_request != nullptr) g_after_request();
 
     // The request's log lines leave before its reply: whoever gets the answer finds them logged.
@@ -92,6 +109,28 @@ int HandleRequest(sd_bus_message* call, void* user_data, sd_bus_error*) {
     result = sd_bus_send(nullptr, answer, nullptr);
     sd_bus_message_unref(answer);
     return result;
+}
+
+int HandleRequest(sd_bus_message* call, void* user_data, sd_bus_error*) {
+    const char* sender = sd_bus_message_get_sender(call);
+    if (sender == nullptr) sender = "";
+    size_t body = 0;
+    size_t buffer = 0;
+    // Refused before any of it is parsed: a tree of JSON values takes fifty times the text.
+    if (message_wire::ArgumentSizes(call, &body, &buffer) &&
+        (body > TCServer::kMaxBodyBytes || buffer > TCServer::kMaxBufferBytes)) {
+        const bool body_over = body > TCServer::kMaxBodyBytes;
+        const std::string reason =
+            std::string("the ") + (body_over ? "body" : "buffer") + " of " +
+            std::to_string(body_over ? body : buffer) + " bytes is above the limit of " +
+            std::to_string(body_over ? TCServer::kMaxBodyBytes : TCServer::kMaxBufferBytes) +
+            " bytes";
+        __dlog_print(LOG_ID_MAIN, DLOG_ERROR, kLogTag, "request from %s refused: %s\n", sender,
+                     reason.c_str());
+        return sd_bus_reply_method_errorf(call, bus::kInvalidMessageError, "%s", reason.c_str());
+    }
+    if (body >= kTrimAfterBodyBytes || buffer >= kTrimAfterBufferBytes) TrimHeapSoon();
+    return AnswerRequest(call, static_cast<TCServer*>(user_data), sender);
 }
 
 std::vector<sd_bus_vtable> MakeVTable(const std::vector<std::string>& signal_names) {

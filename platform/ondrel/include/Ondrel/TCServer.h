@@ -1,6 +1,7 @@
 #ifndef ONDREL_TCSERVER_H
 #define ONDREL_TCSERVER_H
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
@@ -46,8 +47,9 @@ struct TCInterface {
 // interface "org.ondrel.TCServer" (characters of N outside [A-Za-z0-9_] become '_'):
 //   method Request(s body, ay buffer) -> (s body, ay buffer)
 //   signals of any name with the arguments (s body, ay buffer), sent by SendSignal.
-// A request whose body is not JSON text is answered with the D-Bus error
-// "org.ondrel.TCServer.Error.InvalidMessage" and never reaches IfMessageReceived. Requests are
+// A request whose body is not JSON text, or whose body or buffer is larger than kMaxBodyBytes or
+// kMaxBufferBytes, is answered with the D-Bus error "org.ondrel.TCServer.Error.InvalidMessage"
+// and never reaches IfMessageReceived. Requests are
 // read, delivered and answered one at a time on the thread running the default GLib main
 // context, one per turn of it, so its other sources run between two requests; the framework
 // starts no thread. Losing the bus gives one error line and calls the hook set by SetBusLostHook.
@@ -56,6 +58,12 @@ class TCServer {
     enum TCServerType {
         SERVER_TYPE_SERVICE = 0,  // a background service answering requests
     };
+
+    // The largest request taken in. A body is a short JSON object; a buffer is at most a PMT
+    // section (1,024 bytes), a playing time (4) or the PES data relayed as a signal, which a
+    // client sends a packet at a time (at most 65,541 bytes) or a video frame's PES at most.
+    static constexpr size_t kMaxBodyBytes = 64 * 1024;
+    static constexpr size_t kMaxBufferBytes = 1024 * 1024;
 
     TCServer(std::string name, TCServerType type);
     virtual ~TCServer();
