@@ -1,4 +1,3 @@
-#include <Ecore.h>
 #include <glib-unix.h>
 #include <glib.h>
 #include <signal.h>
@@ -9,6 +8,7 @@
 #include <iostream>
 #include <string>
 
+#include "TrevaloClock.h"
 #include "TrevaloLog.h"
 #include "TrevaloService.h"
 #include "platform_sim_state.h"
@@ -33,18 +33,6 @@ gboolean QuitLoop(gpointer loop) {
 void QuitOnBusLost(void* loop) {
     g_bus_lost = true;
     g_main_loop_quit(static_cast<GMainLoop*>(loop));
-}
-
-void InitClock() {
-    // Ecore's system modules reach for the system bus and complain when it is absent; the
-    // service only needs its monotonic clock, which ecore_init switches on.
-    setenv("ECORE_NO_SYSTEM_MODULES", "1", 1);
-    // Without XDG_RUNTIME_DIR, EFL makes $HOME/.run and aborts when it cannot, as for the
-    // service's system user (home "/", a read-only system). The service keeps no runtime files:
-    // the conventional path is named, never created.
-    const std::string runtime_dir = "/run/user/" + std::to_string(getuid());
-    setenv("XDG_RUNTIME_DIR", runtime_dir.c_str(), 0);
-    ecore_init();
 }
 
 // What `trevalo_service --help` prints; the manual page trevalo_service(8) is made from it.
@@ -95,11 +83,12 @@ int main(int argc, char** argv) {
         PrintUsage();
         return 0;
     }
-    InitClock();
+    const bool monotonic = StartMonotonicClock();
     // The simulated platform holds still for the length of each request.
     Ondrel::TCServer::SetRequestHooks(platform_sim::BeginRequest, platform_sim::EndRequest);
     g_service = new TrevaloService();
     TREVALO_LOGI("Main Begin");
+    if (!monotonic) TREVALO_LOGE("Ecore cannot start: the playing time follows the wall clock");
 
     GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
     if (loop == nullptr) {

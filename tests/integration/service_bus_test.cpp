@@ -1,6 +1,8 @@
 // The service process on a private bus: lifecycle, every method, the signal, bad requests.
+#include <dirent.h>
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <chrono>
 #include <cstring>
@@ -65,6 +67,24 @@ TEST_F(ServiceOnBus, KeepsThePlayingTimeAcrossARealDelay) {
     SetPlatformState(R"({"system_info": {"709": null}})");
     Call(R"({"method":"GetCurrentVideoPlayingTime"})");
     EXPECT_GE(TimeOf(last_.buffer), now + 200);
+}
+
+// The clock's Ecore leaves nothing of its main loop open in the running service (its pipes, epoll
+// and timerfd descriptors); GLib's loop needs none of those kinds.
+TEST_F(ServiceOnBus, HoldsNoDescriptorOfEcoresLoop) {
+    const std::string fd_dir = "/proc/" + std::to_string(service_->Pid()) + "/fd";
+    std::string held;
+    DIR* directory = opendir(fd_dir.c_str());
+    ASSERT_NE(directory, nullptr);
+    for (dirent* entry = readdir(directory); entry != nullptr; entry = readdir(directory)) {
+        char target[256] = {};
+        const std::string path = fd_dir + "/" + entry->d_name;
+        if (readlink(path.c_str(), target, sizeof target - 1) > 0)
+            held += std::string(target) + "\n";
+    }
+    closedir(directory);
+    EXPECT_THAT(held, testing::Not(testing::HasSubstr("[timerfd]")));
+    EXPECT_THAT(held, testing::Not(testing::HasSubstr("[eventpoll]")));
 }
 
 TEST_F(ServiceOnBus, BadRequestsAreAnsweredAndTheNextIsServed) {
