@@ -95,8 +95,15 @@ TEST_F(BoundedMemory, TooLargeIsRefusedAndPrivateMemoryReturnsToIdle) {
     RecordProperty("rss_anon_idle_kib", std::to_string(idle));
     RecordProperty("rss_anon_after_largest_kib", std::to_string(after_largest));
     RecordProperty("rss_anon_after_refused_kib", std::to_string(after_refused));
+#if defined(__SANITIZE_ADDRESS__)
+    // AddressSanitizer's allocator holds freed blocks in quarantine and ignores malloc_trim: the
+    // bound is the real allocator's.
+    (void)after_largest;
+    (void)after_refused;
+#else
     EXPECT_LE(after_largest - idle, kAllowedGrowthKiB);
     EXPECT_LE(after_refused - idle, kAllowedGrowthKiB);
+#endif
 }
 
 }  // namespace
