@@ -156,6 +156,7 @@ TEST_F(ParserState, ARecordedBlockBoundsTheRead) {
         m_Parser.Reset();
         EXPECT_EQ(m_Parser.Parse(0, block.get() + 7), cut.kept && cut.status == SECTION_VALID);
         trevalo_extent::Forget(block.get());
+        EXPECT_EQ(m_Parser.NumOfInstance(), cut.kept ? 1 : 0);
         TCPMTInstance* instance = m_Parser.PMTInstance(3);
         ASSERT_EQ(instance != nullptr, cut.kept);
         if (!cut.kept) continue;
