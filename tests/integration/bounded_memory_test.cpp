@@ -93,9 +93,6 @@ TEST_F(BoundedMemory, TooLargeIsRefusedAndPrivateMemoryReturnsToIdle) {
 
     std::cout << "RssAnon idle " << idle << " KiB, after the largest accepted " << after_largest
               << " KiB, after the refused " << after_refused << " KiB\n";
-    RecordProperty("rss_anon_idle_kib", std::to_string(idle));
-    RecordProperty("rss_anon_after_largest_kib", std::to_string(after_largest));
-    RecordProperty("rss_anon_after_refused_kib", std::to_string(after_refused));
 #if defined(__SANITIZE_ADDRESS__)
     // AddressSanitizer's allocator holds freed blocks in quarantine and ignores malloc_trim: the
     // bound is the real allocator's.
