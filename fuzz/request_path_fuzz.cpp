@@ -7,7 +7,6 @@
 // (the last request may stop anywhere: a missing length or short buffer takes what is left).
 // The body cannot hold NUL, as a D-Bus string cannot. Every input starts from an empty
 // catalogue, a reset parser and no saved playing time, so a crash replays from its input alone.
-#include <Ecore.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -19,6 +18,7 @@
 
 #include "Ondrel/TCMessage.h"
 #include "TCPMTParser.h"
+#include "TrevaloClock.h"
 #include "TrevaloService.h"
 #include "TrevaloServiceServer.h"
 #include "trevalo/bus_contract.h"
@@ -99,9 +99,8 @@ bool Serve(TrevaloService& service, const char* text, size_t text_length, const 
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
-    // As the service's main: the monotonic clock without Ecore's system-bus modules.
-    setenv("ECORE_NO_SYSTEM_MODULES", "1", 1);
-    ecore_init();
+    // As the service's main.
+    if (!StartMonotonicClock()) std::abort();
 
     char dir_template[] = "/tmp/trevalo-fuzz-XXXXXX";
     if (mkdtemp(dir_template) == nullptr) std::abort();

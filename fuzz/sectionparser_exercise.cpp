@@ -4,8 +4,10 @@
 #include <array>
 #include <climits>
 #include <cstdlib>
+#include <memory>
 
 #include "TCPMTParser.h"
+#include "trevalo/readable_extent.h"
 
 namespace fuzz {
 namespace {
@@ -223,6 +225,20 @@ void ExerciseSectionParser(const uint8_t* data, size_t size) {
         ReadProgramme(parser, ProgramNumberOf(second));
         ReadProgramme(parser, ProgramNumberOf(crcFixed));
     }
+
+    // The input as it came, in a block of its own length that is recorded: whatever its header
+    // claims, the parser reads within the block, and keeps no more than it holds.
+    std::unique_ptr<unsigned char[]> exact(new unsigned char[size + 1]);
+    std::copy(data, data + size, exact.get());
+    trevalo_extent::Record(exact.get(), size);
+    parser.Parse(0, exact.get());
+    if (size >= 5) {
+        const auto programNumber = static_cast<unsigned short>((data[3] << 8) | data[4]);
+        const TCPMTInstance* instance = parser.PMTInstance(programNumber);
+        Require(instance == nullptr || static_cast<size_t>(instance->Size()) <= size);
+        ReadProgramme(parser, programNumber);
+    }
+    trevalo_extent::Forget(exact.get());
 
     parser.Parse(0, nullptr);
     Require(parser.PMTInstance(ProgramNumberOf(crcFixed)) == nullptr);

@@ -10,7 +10,8 @@ namespace fuzz {
 
 // Hands `data` to a fresh PMT parser the ways a client can (as sent; with its CRC_32 made right
 // so that the loops are read too; a second section behind the first; a null pointer), each time
-// in a 1024-byte zero-padded buffer like the framework's, and reads every programme, stream and
+// in a 1024-byte zero-padded buffer, and once as it came in a block of its own length whose
+// length is recorded as the framework records a message buffer's; reads every programme, stream and
 // descriptor through every accessor, with indexes in and out of range. Aborts when the parser
 // breaks one of its own promises (a descriptor of the wrong class for its tag, a pointer outside
 // the kept section, a count that does not match what the lookups give).

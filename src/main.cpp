@@ -1,4 +1,3 @@
-#include <Ecore.h>
 #include <glib-unix.h>
 #include <glib.h>
 #include <signal.h>
@@ -9,6 +8,7 @@
 #include <iostream>
 #include <string>
 
+#include "TrevaloClock.h"
 #include "TrevaloLog.h"
 #include "TrevaloService.h"
 #include "platform_sim_state.h"
@@ -20,21 +20,19 @@ namespace {
 // it reachable to the end (and out of leak checkers' reports).
 TrevaloService* g_service = nullptr;
 
+// The exit status after the bus was lost while serving: not an orderly stop, so that a unit's
+// Restart=on-failure brings the service back.
+constexpr int kBusLostStatus = 1;
+bool g_bus_lost = false;
+
 gboolean QuitLoop(gpointer loop) {
     g_main_loop_quit(static_cast<GMainLoop*>(loop));
     return G_SOURCE_CONTINUE;
 }
 
-void InitClock() {
-    // Ecore's system modules reach for the system bus and complain when it is absent; the
-    // service only needs its monotonic clock, which ecore_init switches on.
-    setenv("ECORE_NO_SYSTEM_MODULES", "1", 1);
-    // Without XDG_RUNTIME_DIR, EFL makes $HOME/.run and aborts when it cannot, as for the
-    // service's system user (home "/", a read-only system). The service keeps no runtime files:
-    // the conventional path is named, never created.
-    const std::string runtime_dir = "/run/user/" + std::to_string(getuid());
-    setenv("XDG_RUNTIME_DIR", runtime_dir.c_str(), 0);
-    ecore_init();
+void QuitOnBusLost(void* loop) {
+    g_bus_lost = true;
+    g_main_loop_quit(static_cast<GMainLoop*>(loop));
 }
 
 // What `trevalo_service --help` prints; the manual page trevalo_service(8) is made from it.
@@ -73,6 +71,7 @@ void PrintUsage() {
            "\n"
            "Exit status:\n"
            "  0    stopped by SIGINT or SIGTERM\n"
+           "  1    the bus was lost while it ran\n"
            "  255  no bus, or the name is owned by another process\n";
 }
 
@@ -84,11 +83,12 @@ int main(int argc, char** argv) {
         PrintUsage();
         return 0;
     }
-    InitClock();
+    const bool monotonic = StartMonotonicClock();
     // The simulated platform holds still for the length of each request.
     Ondrel::TCServer::SetRequestHooks(platform_sim::BeginRequest, platform_sim::EndRequest);
     g_service = new TrevaloService();
     TREVALO_LOGI("Main Begin");
+    if (!monotonic) TREVALO_LOGE("Ecore cannot start: the playing time follows the wall clock");
 
     GMainLoop* loop = g_main_loop_new(nullptr, FALSE);
     if (loop == nullptr) {
@@ -98,6 +98,8 @@ int main(int argc, char** argv) {
     // An orderly stop: SIGTERM or SIGINT quits the loop, and the teardown below runs.
     g_unix_signal_add(SIGTERM, QuitLoop, loop);
     g_unix_signal_add(SIGINT, QuitLoop, loop);
+    // Losing the bus ends the loop too, and the same teardown runs.
+    Ondrel::TCServer::SetBusLostHook(QuitOnBusLost, loop);
 
     if (!TrevaloService::OnCreate(g_service)) {
         TREVALO_LOGE("Failed to create the service");
@@ -110,5 +112,5 @@ int main(int argc, char** argv) {
 
     TrevaloService::OnTerminate(g_service);
     g_main_loop_unref(loop);
-    return 0;
+    return g_bus_lost ? kBusLostStatus : 0;
 }

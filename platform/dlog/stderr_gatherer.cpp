@@ -29,7 +29,12 @@ std::atomic<pthread_t> g_LoopThread{};
 bool g_HooksInstalled = false;
 
 constexpr int kFatalSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
+constexpr const char* kFatalSignalNames[] = {"SIGSEGV", "SIGBUS", "SIGILL", "SIGFPE", "SIGABRT"};
 struct sigaction g_PreviousActions[sizeof kFatalSignals / sizeof kFatalSignals[0]];
+
+// The stack the fatal-signal handler runs on: after a stack overflow there is no room left on
+// the thread's own. Its pages cost nothing until a signal touches them.
+alignas(16) char g_SignalStack[64 * 1024];
 
 GMainContext* DefaultContext() {
     static GMainContext* const context = g_main_context_default();
@@ -99,10 +104,44 @@ void WritePendingFromHandler() {
     errno = saved_errno;
 }
 
+// Async-signal-safe: the decimal digits of `number` at `out`; returns the end.
+char* AppendNumber(char* out, long number) {
+    char digits[24];
+    int count = 0;
+    do {
+        digits[count++] = static_cast<char>('0' + number % 10);
+        number /= 10;
+    } while (number > 0);
+    while (count > 0) *out++ = digits[--count];
+    return out;
+}
+
+// Async-signal-safe: "F/DLOG(<pid>): fatal signal <n> (<name>)", after the pending lines.
+void WriteFatalLine(int signal, const char* name) {
+    char line[96];
+    char* end = line;
+    for (const char* part = "F/DLOG("; *part != '\0';) *end++ = *part++;
+    end = AppendNumber(end, static_cast<long>(getpid()));
+    for (const char* part = "): fatal signal "; *part != '\0';) *end++ = *part++;
+    end = AppendNumber(end, signal);
+    *end++ = ' ';
+    *end++ = '(';
+    for (const char* part = name; *part != '\0';) *end++ = *part++;
+    *end++ = ')';
+    *end++ = '\n';
+    const int saved_errno = errno;
+    if (write(STDERR_FILENO, line, static_cast<size_t>(end - line)) < 0) {
+        // Nothing more can be done from here.
+    }
+    errno = saved_errno;
+}
+
 void OnFatalSignal(int signal, siginfo_t* info, void*) {
     WritePendingFromHandler();
     for (size_t i = 0; i < sizeof kFatalSignals / sizeof kFatalSignals[0]; ++i) {
-        if (kFatalSignals[i] == signal) sigaction(signal, &g_PreviousActions[i], nullptr);
+        if (kFatalSignals[i] != signal) continue;
+        WriteFatalLine(signal, kFatalSignalNames[i]);
+        sigaction(signal, &g_PreviousActions[i], nullptr);
     }
     // A fault (si_code > 0) happens again when this handler returns and meets the previous
     // disposition with its own context; a signal sent by kill, raise or abort is sent again.
@@ -131,6 +170,15 @@ void InstallHooks() {
     g_source_attach(source, DefaultContext());
     g_source_unref(source);
     atexit(FlushStderr);
+    // On the loop's thread, whose lines are the pending ones; an alternate stack already set
+    // there (a sanitizer's) serves as well.
+    stack_t current = {};
+    if (sigaltstack(nullptr, &current) == 0 && (current.ss_flags & SS_DISABLE) != 0) {
+        stack_t own = {};
+        own.ss_sp = g_SignalStack;
+        own.ss_size = sizeof g_SignalStack;
+        sigaltstack(&own, nullptr);
+    }
     struct sigaction action = {};
     action.sa_sigaction = OnFatalSignal;
     action.sa_flags = SA_SIGINFO | SA_ONSTACK;

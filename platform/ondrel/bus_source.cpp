@@ -13,6 +13,7 @@ struct BusSource {
     GPollFD poll_fd;
     LostHandler on_lost;
     void* data;
+    bool more;  // the last sd_bus_process did something: call it again before polling
 };
 
 BusSource* Of(GSource* source) {
@@ -40,7 +41,7 @@ gboolean Prepare(GSource* source, gint* wait_ms) {
     if (events < 0) return TRUE;
     // GPollFD events are read after prepare, so no wake-up of the context is needed.
     self->poll_fd.events = static_cast<gushort>(events);
-    if (Due(self->bus, wait_ms)) {
+    if (self->more || Due(self->bus, wait_ms)) {
         *wait_ms = 0;
         return TRUE;
     }
@@ -49,6 +50,7 @@ gboolean Prepare(GSource* source, gint* wait_ms) {
 
 gboolean Check(GSource* source) {
     BusSource* self = Of(source);
+    if (self->more) return TRUE;
     if ((self->poll_fd.revents & (self->poll_fd.events | G_IO_HUP | G_IO_ERR | G_IO_NVAL)) != 0) {
         return TRUE;
     }
@@ -57,12 +59,14 @@ gboolean Check(GSource* source) {
 
 gboolean Dispatch(GSource* source, GSourceFunc, gpointer) {
     BusSource* self = Of(source);
-    int result = 0;
-    do {
-        result = sd_bus_process(self->bus, nullptr);
-    } while (result > 0);
-    if (result >= 0) result = sd_bus_flush(self->bus);
-    if (result < 0 || sd_bus_is_open(self->bus) <= 0) {
+    // One step per turn of the loop, as sd-event drives sd-bus: the other sources (signals, the
+    // log's flush) run between two messages however fast they come. What is left to write goes
+    // out when Prepare's POLLOUT says the socket takes it, never in a wait here.
+    const int result = sd_bus_process(self->bus, nullptr);
+    self->more = result > 0;
+    // A connection being closed takes steps of its own (the Disconnected message) and then says
+    // why it ended.
+    if (result < 0 || (result == 0 && sd_bus_is_open(self->bus) <= 0)) {
         self->on_lost(self->data, result < 0 ? -result : ENOTCONN);
         return G_SOURCE_REMOVE;
     }
@@ -79,6 +83,7 @@ GSource* Attach(sd_bus* bus, LostHandler on_lost, void* data) {
     self->bus = bus;
     self->on_lost = on_lost;
     self->data = data;
+    self->more = true;  // whatever sd-bus read while connecting is dispatched at once
     self->poll_fd.fd = sd_bus_get_fd(bus);
     self->poll_fd.events = G_IO_IN;
     self->poll_fd.revents = 0;

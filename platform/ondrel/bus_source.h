@@ -1,5 +1,6 @@
 // One GLib source that drives an sd-bus connection from the default main context: it polls the
-// connection's fd for the events sd-bus asks for, wakes at its timeout, and processes until idle.
+// connection's fd for the events sd-bus asks for, wakes at its timeout, and takes one step of
+// sd_bus_process per dispatch, so that no flood of messages keeps the loop's other sources waiting.
 #ifndef ONDREL_BUS_SOURCE_H
 #define ONDREL_BUS_SOURCE_H
 

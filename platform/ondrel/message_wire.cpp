@@ -17,6 +17,16 @@ bool Append(sd_bus_message* wire, const TCMessage& message) {
     return sd_bus_message_append_array(wire, 'y', bytes, length) >= 0;
 }
 
+bool ArgumentSizes(sd_bus_message* wire, size_t* body, size_t* buffer) {
+    const char* text = nullptr;
+    const void* bytes = nullptr;
+    const bool arguments = sd_bus_message_read_basic(wire, 's', &text) > 0 &&
+                           sd_bus_message_read_array(wire, 'y', &bytes, buffer) >= 0;
+    sd_bus_message_rewind(wire, 1);
+    if (arguments) *body = std::strlen(text);
+    return arguments;
+}
+
 bool Read(sd_bus_message* wire, TCMessage& message, std::string* error) {
     const char* text = nullptr;
     const void* bytes = nullptr;

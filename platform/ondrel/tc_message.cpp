@@ -1,8 +1,8 @@
-#include <algorithm>
 #include <cstring>
 
 #include "Ondrel/TCMessage.h"
 #include "trevalo/json_text.h"
+#include "trevalo/readable_extent.h"
 
 namespace Ondrel {
 
@@ -33,12 +33,16 @@ void TCMessage::SetBuffer(const unsigned char* bytes, unsigned int length) {
         m_Length = 0;
         return;
     }
-    const size_t capacity = std::max(length, kReadableBytes);
-    // Value-initialised: the bytes past the buffer's end read as zeros.
-    std::unique_ptr<unsigned char[]> storage(new unsigned char[capacity]());
+    std::unique_ptr<unsigned char[], RecordedDelete> storage(new unsigned char[length]);
     std::memcpy(storage.get(), bytes, length);
+    trevalo_extent::Record(storage.get(), length);
     m_Storage = std::move(storage);
     m_Length = length;
+}
+
+void TCMessage::RecordedDelete::operator()(unsigned char* bytes) const {
+    trevalo_extent::Forget(bytes);
+    delete[] bytes;
 }
 
 }  // namespace Ondrel

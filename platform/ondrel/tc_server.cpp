@@ -1,6 +1,6 @@
+#include <malloc.h>
 #include <systemd/sd-bus.h>
 
-#include <cstdlib>
 #include <cstring>
 #include <list>
 #include <map>
@@ -28,6 +28,8 @@ std::map<std::string, TCServer*>& OpenServers() {
 
 TCServer::RequestHook g_before_request = nullptr;
 TCServer::RequestHook g_after_request = nullptr;
+TCServer::BusLostHook g_bus_lost = nullptr;
+void* g_bus_lost_data = nullptr;
 
 void Warn(const std::string& text) {
     __dlog_print(LOG_ID_MAIN, DLOG_WARN, kLogTag, "%s\n", text.c_str());
@@ -53,7 +55,6 @@ struct TCServer::Connection {
     sd_bus_slot* object = nullptr;
     std::list<ExportedInterface> interfaces;  // never moved once exported
     GSource* source = nullptr;
-    bool owns_name = false;
     std::string bus_name;
     std::string object_path;
     std::vector<std::string> signal_names;  // fixed before the vtable points into it
@@ -62,22 +63,38 @@ struct TCServer::Connection {
 
 namespace {
 
-int HandleRequest(sd_bus_message* call, void* user_data, sd_bus_error*) {
-    auto* server = static_cast<TCServer*>(user_data);
-    const char* sender = sd_bus_message_get_sender(call);
+// Requests at least this large leave enough free memory in the heap (a body's tree of small
+// blocks, a buffer's copies) that it is given back after them.
+constexpr size_t kTrimAfterBodyBytes = 1024;
+constexpr size_t kTrimAfterBufferBytes = 16 * 1024;
+
+gboolean TrimHeap(gpointer pending) {
+    malloc_trim(0);
+    *static_cast<bool*>(pending) = false;
+    return G_SOURCE_REMOVE;
+}
+
+// Trims the heap on the loop's next turn, once the request's own message is freed too.
+void TrimHeapSoon() {
+    static bool pending = false;
+    if (pending) return;
+    pending = true;
+    g_idle_add_full(G_PRIORITY_DEFAULT, TrimHeap, &pending, nullptr);
+}
+
+// Answers a request whose body and buffer are within the bounds.
+int AnswerRequest(sd_bus_message* call, TCServer* server, const char* sender) {
     TCMessage request;
     std::string error;
     if (!message_wire::Read(call, request, &error)) {
-        Warn(std::string("request from ") + (sender ? sender : "?") +
-             " is not JSON text: " + error);
+        Warn(std::string("request from ") + sender + " is not JSON text: " + error);
         return sd_bus_reply_method_errorf(call, bus::kInvalidMessageError,
                                           "body is not JSON text: %s", error.c_str());
     }
 
     TCMessage reply;
     if (g_before_request != nullptr) g_before_request();
-    server->IfMessageReceived(sender ? sender : "", &request, &reply,
-                              sd_bus_message_get_path(call));
+    server->IfMessageReceived(sender, &request, &reply, sd_bus_message_get_path(call));
     if (g_after_request != nullptr) g_after_request();
 
     // The request's log lines leave before its reply: whoever gets the answer finds them logged.
@@ -92,6 +109,28 @@ int HandleRequest(sd_bus_message* call, void* user_data, sd_bus_error*) {
     result = sd_bus_send(nullptr, answer, nullptr);
     sd_bus_message_unref(answer);
     return result;
+}
+
+int HandleRequest(sd_bus_message* call, void* user_data, sd_bus_error*) {
+    const char* sender = sd_bus_message_get_sender(call);
+    if (sender == nullptr) sender = "";
+    size_t body = 0;
+    size_t buffer = 0;
+    // Refused before any of it is parsed: a tree of JSON values takes fifty times the text.
+    if (message_wire::ArgumentSizes(call, &body, &buffer) &&
+        (body > TCServer::kMaxBodyBytes || buffer > TCServer::kMaxBufferBytes)) {
+        const bool body_over = body > TCServer::kMaxBodyBytes;
+        const std::string reason =
+            std::string("the ") + (body_over ? "body" : "buffer") + " of " +
+            std::to_string(body_over ? body : buffer) + " bytes is above the limit of " +
+            std::to_string(body_over ? TCServer::kMaxBodyBytes : TCServer::kMaxBufferBytes) +
+            " bytes";
+        __dlog_print(LOG_ID_MAIN, DLOG_ERROR, kLogTag, "request from %s refused: %s\n", sender,
+                     reason.c_str());
+        return sd_bus_reply_method_errorf(call, bus::kInvalidMessageError, "%s", reason.c_str());
+    }
+    if (body >= kTrimAfterBodyBytes || buffer >= kTrimAfterBufferBytes) TrimHeapSoon();
+    return AnswerRequest(call, static_cast<TCServer*>(user_data), sender);
 }
 
 std::vector<sd_bus_vtable> MakeVTable(const std::vector<std::string>& signal_names) {
@@ -270,8 +309,8 @@ std::string ArgumentNames(const TCMethod& method) {
 void OnBusLost(void* server, int error) {
     __dlog_print(LOG_ID_MAIN, DLOG_ERROR, kLogTag, "server %s: lost the bus (%s): exiting\n",
                  static_cast<TCServer*>(server)->Name().c_str(), std::strerror(error));
-    // Not an orderly stop: a supervisor (Restart=on-failure) brings the service back.
-    std::exit(EXIT_FAILURE);
+    // The process ends its loop and tears down as on a stop, with a failure status of its own.
+    if (g_bus_lost != nullptr) g_bus_lost(g_bus_lost_data);
 }
 
 }  // namespace
@@ -285,6 +324,11 @@ TCServer::~TCServer() {
 void TCServer::SetRequestHooks(RequestHook before, RequestHook after) {
     g_before_request = before;
     g_after_request = after;
+}
+
+void TCServer::SetBusLostHook(BusLostHook hook, void* data) {
+    g_bus_lost = hook;
+    g_bus_lost_data = data;
 }
 
 void TCServer::DeclareSignal(const std::string& name) {
@@ -351,7 +395,6 @@ bool TCServer::CreateDBusServer() {
         CloseDBusServer();
         return false;
     }
-    m_Connection->owns_name = true;
     m_Connection->source = bus::Attach(m_Connection->bus, OnBusLost, this);
     OpenServers()[m_Name] = this;
     return true;
@@ -364,12 +407,11 @@ bool TCServer::CloseDBusServer() {
 
     // Closing on purpose is not losing the bus: the source goes first.
     bus::Detach(m_Connection->source);
-    if (m_Connection->owns_name) {
-        sd_bus_release_name(m_Connection->bus, m_Connection->bus_name.c_str());
-    }
     for (ExportedInterface& exported : m_Connection->interfaces) sd_bus_slot_unref(exported.slot);
     sd_bus_slot_unref(m_Connection->object);
-    sd_bus_flush_close_unref(m_Connection->bus);
+    // Nothing here waits on the bus, however busy or stalled it is: the daemon gives the name
+    // back when the connection closes, and what is still queued to be written is dropped.
+    sd_bus_close_unref(m_Connection->bus);
     m_Connection.reset();
     return true;
 }

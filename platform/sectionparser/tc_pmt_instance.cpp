@@ -48,9 +48,9 @@ void TCPMTInstance::Forget() {
     m_NumOfProgramDescriptor = 0;
 }
 
-bool TCPMTInstance::Load(int sourcePID, const unsigned char* section) {
+bool TCPMTInstance::Load(int sourcePID, const unsigned char* section, int readable) {
     Forget();
-    ESectionStatus status = LoadLongForm(sourcePID, section, kMinSectionLength);
+    ESectionStatus status = LoadLongForm(sourcePID, section, readable, kMinSectionLength);
     if (status == SECTION_VALID) status = ReadLoops();
     if (status != SECTION_VALID) Forget();
     SetStatus(status);

@@ -1,4 +1,14 @@
+#include <algorithm>
+
 #include "TCPMTParser.h"
+#include "trevalo/readable_extent.h"
+
+namespace {
+
+// table_id, the two bytes of section_length and the two of program_number.
+constexpr int kProgrammeHeaderSize = 5;
+
+}  // namespace
 
 TCPMTParser::TCPMTParser(const TVSHandle& handle) : TCSectionParser(handle) {}
 
@@ -11,8 +21,13 @@ void TCPMTParser::Reset() {
 
 bool TCPMTParser::Parse(int sourcePID, const unsigned char* section) {
     m_LastParseKept = false;
-    if (section == nullptr || section[0] != TCPMTInstance::kTableId) return false;
-    // program_number must lie inside the section for the bytes to name a programme.
+    if (section == nullptr) return false;
+    // The bound this parser reads within: the block's recorded end, and one section at most.
+    const int readable = static_cast<int>(
+        std::min<size_t>(trevalo_extent::ReadableFrom(section, TCBaseSection::kMaxSectionSize),
+                         TCBaseSection::kMaxSectionSize));
+    // table_id, section_length and program_number must all be there to name a programme.
+    if (readable < kProgrammeHeaderSize || section[0] != TCPMTInstance::kTableId) return false;
     const int sectionLength = ((section[1] & 0x0F) << 8) | section[2];
     if (sectionLength < 2) return false;
 
@@ -25,7 +40,7 @@ bool TCPMTParser::Parse(int sourcePID, const unsigned char* section) {
     if (!held.instance) held.instance = std::make_unique<TCPMTInstance>();
     held.arrival = ++m_Arrivals;
     m_LastParseKept = true;
-    return held.instance->Load(sourcePID, section);
+    return held.instance->Load(sourcePID, section, readable);
 }
 
 void TCPMTParser::DropOldestProgramme() {

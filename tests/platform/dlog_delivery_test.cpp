@@ -6,6 +6,7 @@
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -89,17 +90,44 @@ TEST(PlatformLogDelivery, PendingLinesLeaveAtExitAndOnAFatalSignal) {
                     std::exit(3);
                 }}),
                 testing::ExitedWithCode(3), "^I/T\\([0-9]+\\): pending at exit\n$");
+    EXPECT_EXIT(RunInLoop({[] {
+                    const rlimit no_core = {0, 0};
+                    setrlimit(RLIMIT_CORE, &no_core);
+                    Log(DLOG_INFO, "one\n");
+                    Log(DLOG_INFO, "two\n");
+                    std::abort();
+                }}),
+                // Under qemu-user, as a cross build's tests run, the emulator tells of the signal.
+                testing::KilledBySignal(SIGABRT),
+                "^I/T\\([0-9]+\\): one\nI/T\\([0-9]+\\): two\nF/DLOG\\([0-9]+\\): fatal signal 6 "
+                "\\(SIGABRT\\)\n(qemu: uncaught target signal 6 [^\n]*\n)?$");
+}
+
+// Deeper and deeper until the stack runs out; `depth` is never reached.
+int Recurse(unsigned long depth) {
+    volatile char frame[1024];
+    frame[0] = static_cast<char>(depth);
+    if (depth == 0) return 0;
+    return Recurse(depth - 1) + frame[0];
+}
+
+// After a stack overflow the handler runs on a stack of its own: the pending lines and the fatal
+// line are written. Killed by the signal, or, under AddressSanitizer, ended by its report.
+TEST(PlatformLogDelivery, PendingLinesLeaveOnAStackOverflow) {
     EXPECT_EXIT(
         RunInLoop({[] {
             const rlimit no_core = {0, 0};
             setrlimit(RLIMIT_CORE, &no_core);
-            Log(DLOG_INFO, "one\n");
-            Log(DLOG_INFO, "two\n");
-            std::abort();
+            Log(DLOG_INFO, "before the overflow\n");
+            volatile unsigned long deep = ~0ul;
+            Recurse(deep);
         }}),
-        // Under qemu-user, as a cross build's tests run, the emulator tells of the signal.
-        testing::KilledBySignal(SIGABRT),
-        "^I/T\\([0-9]+\\): one\nI/T\\([0-9]+\\): two\n(qemu: uncaught target signal 6 [^\n]*\n)?$");
+        [](int status) {
+            return (WIFSIGNALED(status) && WTERMSIG(status) == SIGSEGV) ||
+                   (WIFEXITED(status) && WEXITSTATUS(status) != 0);
+        },
+        "^I/T\\([0-9]+\\): before the overflow\nF/DLOG\\([0-9]+\\): fatal signal 11 "
+        "\\(SIGSEGV\\)\n");
 }
 
 TEST(PlatformLogDelivery, MinimumPriorityDropsLinesBelowIt) {

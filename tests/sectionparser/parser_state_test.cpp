@@ -2,8 +2,12 @@
 // section, nothing for bytes that are not a PMT, the copy independent of the caller's buffer.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <memory>
+
 #include "TCPMTParser.h"
 #include "pmt_section_builder.h"
+#include "trevalo/readable_extent.h"
 
 using namespace pmt_test;
 
@@ -125,6 +129,40 @@ TEST_F(ParserState, SectionTooShortToNameItsProgrammeIsNotKept) {
     ASSERT_NE(m_Parser.PMTInstance(1), nullptr);
     EXPECT_EQ(m_Parser.PMTInstance(1)->Status(), SECTION_LENGTH_TOO_SHORT);
     EXPECT_EQ(m_Parser.PMTInstance(1)->Size(), 5);
+}
+
+// A block whose owner recorded its length bounds the read wherever the pointer lies in it; a
+// section cut by the block's end is kept as far as it goes and is not valid. The blocks are
+// exactly as long as recorded, so a sanitizer sees any byte read past them.
+TEST_F(ParserState, ARecordedBlockBoundsTheRead) {
+    const Bytes section = ProgrammeSection(3);
+    const struct {
+        size_t block;  // bytes of the block from the section's start
+        bool kept;
+        ESectionStatus status;
+    } cases[] = {
+        {section.size(), true, SECTION_VALID},
+        {section.size() - 1, true, SECTION_LENGTH_TOO_LONG},
+        {5, true, SECTION_LENGTH_TOO_LONG},
+        {4, false, SECTION_VALID},
+        {1, false, SECTION_VALID},
+    };
+    for (const auto& cut : cases) {
+        SCOPED_TRACE(cut.block);
+        std::unique_ptr<unsigned char[]> block(new unsigned char[7 + cut.block]);
+        std::fill(block.get(), block.get() + 7, 0x02);
+        std::copy(section.begin(), section.begin() + static_cast<long>(cut.block), block.get() + 7);
+        trevalo_extent::Record(block.get(), 7 + cut.block);
+        m_Parser.Reset();
+        EXPECT_EQ(m_Parser.Parse(0, block.get() + 7), cut.kept && cut.status == SECTION_VALID);
+        trevalo_extent::Forget(block.get());
+        EXPECT_EQ(m_Parser.NumOfInstance(), cut.kept ? 1 : 0);
+        TCPMTInstance* instance = m_Parser.PMTInstance(3);
+        ASSERT_EQ(instance != nullptr, cut.kept);
+        if (!cut.kept) continue;
+        EXPECT_EQ(instance->Status(), cut.status);
+        EXPECT_EQ(instance->Size(), static_cast<int>(cut.block));
+    }
 }
 
 }  // namespace

@@ -26,8 +26,8 @@ Bytes SampleSection() {
 
 class SectionValidity : public ::testing::Test {
   protected:
-    // Parses the section from a 1024-byte zero-padded frame, as the framework delivers it, and
-    // returns what the parser keeps for kProgram.
+    // Parses the section from a 1024-byte zero-padded frame, the most a caller without a recorded
+    // block may be read, and returns what the parser keeps for kProgram.
     const TCPMTInstance* Parse(const Bytes& section) {
         m_Frame = Framed(section);
         m_Parser.Parse(0, m_Frame.data());

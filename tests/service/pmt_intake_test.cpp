@@ -64,6 +64,11 @@ TEST_F(PmtHandlerTest, FailedSectionsKeepThePreviousCatalogue) {
 
     EXPECT_EQ(SendPmt({}), Json::Value(1));                       // no buffer at all
     EXPECT_EQ(SendPmt(Bytes{0x00, 0xB0, 0x0D}), Json::Value(1));  // a PAT header, not a PMT
+    // A buffer that ends before its section does: read no further than the buffer.
+    Bytes cut = OneOfEach(7);
+    cut.pop_back();
+    EXPECT_EQ(SendPmt(cut, 7), Json::Value(1));
+    EXPECT_EQ(SendPmt(Bytes{0x02, 0xB0}), Json::Value(1));
 
     EXPECT_EQ(Sizes(), "video 1, audio 1, subtitle 1");
     EXPECT_EQ(Video(0).pid, 0x100);

@@ -16,7 +16,7 @@
 class ServiceOnBus : public ::testing::Test {
   protected:
     void SetUp() override {
-        bus_ = std::make_unique<test_support::PrivateBus>();
+        bus_ = std::make_unique<test_support::PrivateBus>(BusConfig());
         state_path_ = bus_->Directory() + "/platform-state.json";
         StartService();
     }
@@ -28,6 +28,9 @@ class ServiceOnBus : public ::testing::Test {
         service_.reset();
         bus_.reset();
     }
+
+    // What goes inside <busconfig> for the private bus.
+    virtual std::string BusConfig() const { return test_support::PrivateBus::OpenSessionConfig(); }
 
     void StartService() {
         service_ = std::make_unique<test_support::ServiceProcess>(

@@ -49,10 +49,12 @@ class TCBaseSection {
     TCBaseSection(const TCBaseSection&) = delete;
     TCBaseSection& operator=(const TCBaseSection&) = delete;
 
-    // Copies the section at `section` (whose section_length must cover the two bytes after it)
-    // and runs the checks every long-form section shares: section_syntax_indicator set,
-    // section_length within minSectionLength..1021, CRC_32. Returns and records the verdict.
-    ESectionStatus LoadLongForm(int sourcePID, const unsigned char* section, int minSectionLength);
+    // Copies the section at `section`, of which `readable` bytes (at least 3) may be read, and
+    // runs the checks every long-form section shares: section_syntax_indicator set,
+    // section_length within minSectionLength..1021 and within what was readable, CRC_32. Returns
+    // and records the verdict.
+    ESectionStatus LoadLongForm(int sourcePID, const unsigned char* section, int readable,
+                                int minSectionLength);
 
     void SetStatus(ESectionStatus status) { m_Status = status; }
 

@@ -48,9 +48,10 @@ class TCPMTInstance : public TCBaseSection {
     TCPMTElementary* PMTElementary(unsigned int index);
     const TCPMTElementary* PMTElementary(unsigned int index) const;
 
-    // Replaces what the instance holds with a copy of `section`, whose table_id the caller has
-    // checked and whose section_length is at least 2. Returns IsValid().
-    bool Load(int sourcePID, const unsigned char* section);
+    // Replaces what the instance holds with a copy of `section`, of which `readable` bytes may be
+    // read, whose table_id the caller has checked and whose section_length is at least 2.
+    // Returns IsValid().
+    bool Load(int sourcePID, const unsigned char* section, int readable);
 
   private:
     ESectionStatus ReadLoops();

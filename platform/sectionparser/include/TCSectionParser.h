@@ -6,10 +6,12 @@
 // A parser of one kind of PSI table. It is fed one section at a time through Parse and keeps, per
 // table, what the derived class documents, until Reset.
 //
-// A section handed to Parse is read only during the call, and at most
-// TCBaseSection::kMaxSectionSize (1024) bytes from its start: the parser reads the 3-byte header,
-// then no further than the end its section_length gives. Whatever is kept is copied, so the
-// caller's buffer may go away once Parse returns.
+// A section handed to Parse is read only during the call, and never past the first of: the end its
+// section_length gives, TCBaseSection::kMaxSectionSize (1024) bytes from its start, and the end
+// of the block that holds it when the block's owner has recorded its length
+// (trevalo/readable_extent.h; the framework does so for every message buffer). A section whose
+// header claims more than its block holds is taken as far as the block goes and is not valid.
+// Whatever is kept is copied, so the caller's buffer may go away once Parse returns.
 class TCSectionParser {
   public:
     explicit TCSectionParser(const TVSHandle& handle) : m_Handle(handle) {}

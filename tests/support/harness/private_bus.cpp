@@ -97,10 +97,12 @@ void RoundTrip(GDBusConnection* connection) {
     if (result != nullptr) g_variant_unref(result);
 }
 
-PrivateBus::PrivateBus()
-    : PrivateBus(
-          "<type>session</type><policy context=\"default\"><allow send_destination=\"*\" "
-          "eavesdrop=\"true\"/><allow eavesdrop=\"true\"/><allow own=\"*\"/></policy>") {}
+std::string PrivateBus::OpenSessionConfig() {
+    return "<type>session</type><policy context=\"default\"><allow send_destination=\"*\" "
+           "eavesdrop=\"true\"/><allow eavesdrop=\"true\"/><allow own=\"*\"/></policy>";
+}
+
+PrivateBus::PrivateBus() : PrivateBus(OpenSessionConfig()) {}
 
 PrivateBus::PrivateBus(const std::string& config_body,
                        const std::vector<std::string>& environment) {

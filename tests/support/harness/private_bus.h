@@ -34,6 +34,9 @@ class PrivateBus {
                         const std::vector<std::string>& environment = {});
     ~PrivateBus();
     PrivateBus(const PrivateBus&) = delete;
+
+    // The configuration of the default bus: an open session bus, with the daemon's own limits.
+    static std::string OpenSessionConfig();
     PrivateBus& operator=(const PrivateBus&) = delete;
 
     bool Started() const { return !m_Address.empty(); }

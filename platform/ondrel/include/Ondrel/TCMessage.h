@@ -13,11 +13,6 @@ namespace Ondrel {
 // One request, reply or signal: a JSON body and a byte buffer.
 class TCMessage : public TCData {
   public:
-    // Bytes that GetBuffer guarantees to be readable from the pointer it hands out: the buffer's
-    // own bytes followed by zeros. A reader that sizes a record from its own header (one MPEG
-    // section is at most this long) therefore never leaves the allocation.
-    static constexpr unsigned int kReadableBytes = 1024;
-
     TCMessage() = default;
     explicit TCMessage(Json::Value initial_body) : body(std::move(initial_body)) {}
     TCMessage(const TCMessage& other);
@@ -29,7 +24,9 @@ class TCMessage : public TCData {
     // The body, compact JSON on one line.
     std::string GetMessage() const override;
 
-    // Points `bytes` at the buffer (null when the message has none) and returns its length.
+    // Points `bytes` at the buffer (null when the message has none) and returns its length. The
+    // buffer is exactly that long, and its length is recorded for a reader handed only the
+    // pointer (trevalo/readable_extent.h: the section parser reads no further).
     unsigned int GetBuffer(unsigned char*& bytes) const;
 
     // Replaces the buffer with a copy of `length` bytes from `bytes`; (null, 0) empties it.
@@ -38,7 +35,11 @@ class TCMessage : public TCData {
     Json::Value body;
 
   private:
-    std::unique_ptr<unsigned char[]> m_Storage;  // length max(m_Length, kReadableBytes)
+    // Forgets the block's recorded length as it frees it.
+    struct RecordedDelete {
+        void operator()(unsigned char* bytes) const;
+    };
+    std::unique_ptr<unsigned char[], RecordedDelete> m_Storage;  // m_Length bytes
     unsigned int m_Length = 0;
 };
 

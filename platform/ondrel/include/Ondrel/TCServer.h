@@ -1,6 +1,7 @@
 #ifndef ONDREL_TCSERVER_H
 #define ONDREL_TCSERVER_H
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <string>
@@ -47,16 +48,23 @@ struct TCInterface {
 // interface "org.ondrel.TCServer" (characters of N outside [A-Za-z0-9_] become '_'):
 //   method Request(s body, ay buffer) -> (s body, ay buffer)
 //   signals of any name with the arguments (s body, ay buffer), sent by SendSignal.
-// A request whose body is not JSON text is answered with the D-Bus error
-// "org.ondrel.TCServer.Error.InvalidMessage" and never reaches IfMessageReceived. Requests are
+// A request whose body is not JSON text, or whose body or buffer is larger than kMaxBodyBytes or
+// kMaxBufferBytes, is answered with the D-Bus error "org.ondrel.TCServer.Error.InvalidMessage"
+// and never reaches IfMessageReceived. Requests are
 // read, delivered and answered one at a time on the thread running the default GLib main
-// context; the framework starts no thread. Losing the bus ends the process with status 1, after
-// one error line.
+// context, one per turn of it, so its other sources run between two requests; the framework
+// starts no thread. Losing the bus gives one error line and calls the hook set by SetBusLostHook.
 class TCServer {
   public:
     enum TCServerType {
         SERVER_TYPE_SERVICE = 0,  // a background service answering requests
     };
+
+    // The largest request taken in. A body is a short JSON object; a buffer is at most a PMT
+    // section (1,024 bytes), a playing time (4) or the PES data relayed as a signal, which a
+    // client sends a packet at a time (at most 65,541 bytes) or a video frame's PES at most.
+    static constexpr size_t kMaxBodyBytes = 64 * 1024;
+    static constexpr size_t kMaxBufferBytes = 1024 * 1024;
 
     TCServer(std::string name, TCServerType type);
     virtual ~TCServer();
@@ -74,7 +82,8 @@ class TCServer {
     // False, with a warning line naming the reason, when there is no bus or the name is taken.
     bool CreateDBusServer();
 
-    // Releases the name, withdraws the object and closes the connection. Harmless when closed.
+    // Withdraws the object and closes the connection, which gives the name back; never waits on
+    // the bus, and drops what is still queued to be written. Harmless when closed.
     bool CloseDBusServer();
 
     // Emits signal `name` from the open server named `server`, carrying `message` to all
@@ -92,6 +101,12 @@ class TCServer {
     // hold still for the length of one request. Either may be null, as both are at start.
     using RequestHook = void (*)();
     static void SetRequestHooks(RequestHook before, RequestHook after);
+
+    // A function the framework calls on the main-loop thread, once, when an open server has lost
+    // its bus (after the error line), with `data`: the process quits its main loop there and
+    // exits with a failure status after its teardown. Null, as at start: nothing is called.
+    using BusLostHook = void (*)(void* data);
+    static void SetBusLostHook(BusLostHook hook, void* data);
 
     // Hook for messages handed over to another server; the default declines (returns false).
     virtual bool IfTransferMessage(const char* sender, const TCMessage* message, TCEventIO*& io);

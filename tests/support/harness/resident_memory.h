@@ -1,8 +1,8 @@
-// A process's resident memory from /proc/PID/status, for the benchmarks: VmRSS counts every
-// resident page, the pages of shared libraries included, which every process on the box shares;
-// RssAnon counts the process's own private memory.
-#ifndef BENCH_RESIDENT_MEMORY_H
-#define BENCH_RESIDENT_MEMORY_H
+// A process's resident memory from /proc/PID/status, for the benchmarks and the tests: VmRSS
+// counts every resident page, the pages of shared libraries included, which every process on the
+// box shares; RssAnon counts the process's own private memory.
+#ifndef TESTS_HARNESS_RESIDENT_MEMORY_H
+#define TESTS_HARNESS_RESIDENT_MEMORY_H
 
 #include <sys/types.h>
 
