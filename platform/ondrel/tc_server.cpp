@@ -13,6 +13,7 @@
 #include "bus_source.h"
 #include "dlog.h"
 #include "message_wire.h"
+#include "watchdog.h"
 
 namespace Ondrel {
 namespace {
@@ -352,6 +353,7 @@ bool TCServer::CreateDBusServer() {
     }
     m_Connection->owns_name = true;
     m_Connection->source = bus::Attach(m_Connection->bus, OnBusLost, this);
+    watchdog::Start();
     OpenServers()[m_Name] = this;
     return true;
 }
