@@ -97,6 +97,7 @@ void Print(const Sample& sample, const Sample* baseline, double seconds) {
         std::printf(" %9s", "");
     }
     std::printf(" %11ld %7ld %8.1f\n", sample.descriptors, sample.threads, seconds);
+    std::fflush(stdout);  // a line per sample as it comes, over a run of minutes
 }
 
 int Run(long total, long every) {
