@@ -11,10 +11,10 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cctype>
 #include <chrono>
 #include <fstream>
 #include <map>
-#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -27,14 +27,17 @@ namespace {
 using Clock = std::chrono::steady_clock;
 namespace member = trevalo_bus::member;
 
-// The [Service] settings of the system unit, by name (the last of a name wins).
+// The settings of the system unit, by name (the last of a name wins).
 std::map<std::string, std::string> UnitSettings() {
     std::ifstream unit(TREVALO_SYSTEM_UNIT);
     std::map<std::string, std::string> settings;
-    const std::regex setting(R"(^([A-Za-z]+)=(.*)$)");
-    std::smatch match;
     for (std::string line; std::getline(unit, line);) {
-        if (std::regex_match(line, match, setting)) settings[match[1]] = match[2];
+        const size_t equals = line.find('=');
+        if (line.empty() || !std::isalpha(static_cast<unsigned char>(line[0])) ||
+            equals == std::string::npos) {
+            continue;
+        }
+        settings[line.substr(0, equals)] = line.substr(equals + 1);
     }
     return settings;
 }
@@ -44,10 +47,10 @@ long long UnitQuantity(const std::string& text) {
     const std::map<std::string, long long> factors{
         {"", 1},   {"K", 1024},  {"M", 1024 * 1024}, {"G", 1024LL * 1024 * 1024},
         {"us", 1}, {"ms", 1000}, {"s", 1000000},     {"min", 60000000}};
-    std::smatch match;
-    const std::regex quantity(R"(^([0-9]+)(K|M|G|us|ms|s|min)?$)");
-    if (!std::regex_match(text, match, quantity)) return -1;
-    return std::stoll(match[1]) * factors.at(match[2]);
+    const size_t digits = text.find_first_not_of("0123456789");
+    const auto factor = factors.find(digits == std::string::npos ? "" : text.substr(digits));
+    if (digits == 0 || factor == factors.end()) return -1;
+    return std::stoll(text.substr(0, digits)) * factor->second;
 }
 
 // The manager's end of NOTIFY_SOCKET: a datagram socket in the bus's directory.
