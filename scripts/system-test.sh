@@ -12,6 +12,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 source_dir=$PWD
 stream=$source_dir/../shared/testdata/ts/multi-programme-ac3-subtitles.ts
+largest_section=$source_dir/../shared/testdata/pmt/test-018.p1.v4.0.sec
 unit=trevalo_service.service
 bus_name=org.ondrel.TCServer.trevalo_service
 object=/org/ondrel/TCServer/trevalo_service
@@ -52,6 +53,12 @@ if [ -z "$(ls -A /sys/fs/cgroup 2>/dev/null)" ]; then
   skip "no cgroup file system at /sys/fs/cgroup: systemd-nspawn cannot boot a container"
 fi
 work=$(mkdir -p "${1:-build-release}/system-test" && cd "${1:-build-release}/system-test" && pwd)
+# The flood client of the fault and flood checks, built with the benchmarks.
+flood_client=$work/../bin/bus_flood
+if [ ! -x "$flood_client" ]; then
+  echo "system test FAILED: no $flood_client: build ${1:-build-release} with the benchmarks (TREVALO_BENCH, on by default)" >&2
+  exit 1
+fi
 
 step() { echo "== system test: $*" >&2; }
 fail() {
@@ -125,11 +132,13 @@ finish() {
 trap finish EXIT
 rm -rf "$machine" && mkdir -p "$machine" && tar -C "$machine" -xf "$root_tar"
 # The container's /tmp is a tmpfs: the packages and the stream go elsewhere.
-mkdir -p "$machine/srv/trevalo" && cp "${debs[@]}" "$stream" "$machine/srv/trevalo/"
+mkdir -p "$machine/srv/trevalo" && cp "${debs[@]}" "$stream" "$largest_section" "$flood_client" "$machine/srv/trevalo/"
 step "booting it with systemd-nspawn (console: $work/boot.log)"
 started=$(date +%s.%N)
+# The journal on a file system as small as a receiver's flash, where journald's free-space factor
+# leaves its rate limit near the unit's own burst.
 systemd-nspawn --boot --register=no --keep-unit --quiet --console=read-only -D "$machine" \
-  </dev/null >"$work/boot.log" 2>&1 &
+  --tmpfs=/var/log/journal:size=64M,mode=2755 </dev/null >"$work/boot.log" 2>&1 &
 nspawn=$!
 
 # This machine's PID 1 may not be systemd (no machinectl): the container is reached through the
@@ -285,6 +294,204 @@ restarted() {
     equals "$(as_client trevalo-cli call SizeOfAudio)" '{"return_data":0}'
 }
 check "a crash (SIGSEGV) is restarted and the next call answered" restarted
+
+# --- faults and floods: each check prints its figure (docs/reliability.md keeps them)
+figure() { echo "system test: figure: $*" >&2; }
+now() { date +%s.%N; }
+since() { awk -v from="$1" -v to="$(now)" 'BEGIN { printf "%.1f", to - from }'; }
+# Calls SizeOfAudio until one is answered, for at most $1 seconds; true when one was.
+answered_within() {
+  local until
+  until=$(awk -v now="$(now)" -v limit="$1" 'BEGIN { printf "%.0f", now + limit }')
+  while [ "$(date +%s)" -le "$until" ]; do
+    # Any catalogue: the flood's clients may have sent their section to the new process.
+    as_client trevalo-cli --timeout 5 call SizeOfAudio 2>/dev/null | grep -q '^{"return_data":[0-9]*}$' && return 0
+    sleep 0.2
+  done
+  return 1
+}
+# Waits until the unit runs a main process other than $1; true when it does within 30 s.
+runs_anew() {
+  local _
+  for _ in $(seq 300); do
+    [ "$(property MainPID)" != "$1" ] && [ "$(property MainPID)" != 0 ] &&
+      [ "$(property ActiveState)" = active ] && return 0
+    sleep 0.1
+  done
+  return 1
+}
+# What systemd itself logged of the unit (not the service's own lines).
+unit_journal() { inside journalctl --no-pager -q _PID=1 "UNIT=$unit" -o cat "$@"; }
+# True when the unit's journal has a line matching $1 (read whole: with pipefail, a reader that
+# stops at the first match fails the writer).
+unit_journal_has() { [ "$(unit_journal | grep -c -E "$1")" -gt 0 ]; }
+# What systemd said of the unit in the last minute, for a check that failed.
+systemd_said() {
+  inside journalctl --no-pager -q -u "$unit" _PID=1 --since=-60s -o short-monotonic | tail -15 | sed 's/^/  systemd: /' >&2
+  return 1
+}
+
+watchdog_restarts() {
+  local stopped started
+  stopped=$(property MainPID)
+  started=$(now)
+  inside sh -c "kill -STOP $stopped"
+  runs_anew "$stopped" && answered_within 20 || return 1
+  figure "SIGSTOP to the next answer: $(since "$started") s (WatchdogSec=$(property WatchdogUSec), TimeoutAbortSec=$(property TimeoutAbortUSec))"
+  inside journalctl --sync
+  unit_journal_has 'Watchdog timeout' || {
+    echo "  no 'Watchdog timeout' line in the unit's journal" >&2
+    return 1
+  }
+  unit_journal | grep -E "Main process exited.*(ABRT|KILL)" | tail -1 | sed 's/^/  journal: /' >&2
+}
+check "a SIGSTOPped service is killed by the watchdog and answers again" watchdog_restarts
+
+bus_restart_ends_all() {
+  local old started watching following status_watch status_follow
+  old=$(property MainPID)
+  as_client trevalo-cli watch >"$work/watch.out" 2>"$work/watch.err" &
+  watching=$!
+  as_client trevalo-cli pmt --follow /srv/trevalo/"$(basename "$stream")" >"$work/follow.out" 2>"$work/follow.err" &
+  following=$!
+  for _ in $(seq 100); do
+    [ -s "$work/watch.out" ] && [ -s "$work/follow.out" ] && break
+    sleep 0.1
+  done
+  started=$(now)
+  inside systemctl restart dbus
+  status_watch=0 status_follow=0
+  wait "$watching" || status_watch=$?
+  wait "$following" || status_follow=$?
+  figure "systemctl restart dbus: watch and pmt --follow ended after $(since "$started") s"
+  answered_within 20 || return 1
+  figure "systemctl restart dbus to the next answer: $(since "$started") s"
+  inside journalctl --sync
+  # Each ends with one error line (watch has said what it watches before).
+  equals "$status_watch $(grep -c '^trevalo-cli: ' "$work/watch.err") $status_follow $(grep -c '^trevalo-cli: ' "$work/follow.err")" "2 1 2 1" &&
+    [ "$(inside journalctl --no-pager -q "_PID=$old" -o cat | grep -c 'lost the bus')" -gt 0 ] &&
+    [ "$(property MainPID)" != "$old" ]
+}
+check "systemctl restart dbus: the service leaves with its error line and is back; watch and pmt --follow end with status 2" \
+  bus_restart_ends_all
+
+flood=/srv/trevalo/bus_flood
+flood_section=/srv/trevalo/$(basename "$largest_section")
+# The most the service held of each while eight clients flooded it, against the unit's bounds:
+# threads and open files from /proc, memory as the cgroup's MemoryCurrent where the container
+# accounts it, else the process's VmRSS (more than it is charged: shared library pages included).
+bounded_under_flood() {
+  local pid sending tasks=0 files=0 memory=0 value
+  pid=$(property MainPID)
+  as_client "$flood" --section "$flood_section" --clients 8 --seconds 6 >"$work/bounds-flood.out" 2>&1 &
+  sending=$!
+  while kill -0 "$sending" 2>/dev/null; do
+    value=$(inside sh -c "ls /proc/$pid/task | wc -l; ls /proc/$pid/fd | wc -l
+      awk '\$1 == \"VmRSS:\" { print \$2 * 1024 }' /proc/$pid/status" 2>/dev/null | tr '\n' ' ')
+    set -- $value "$(property MemoryCurrent)"
+    [ "${1:-0}" -gt "$tasks" ] && tasks=$1
+    [ "${2:-0}" -gt "$files" ] && files=$2
+    case "$4" in [0-9]*) value=$4 ;; *) value=${3:-0} ;; esac
+    [ "$value" -gt "$memory" ] && memory=$value
+    sleep 0.2
+  done
+  wait "$sending" || systemd_said || return 1
+  figure "$(cat "$work/bounds-flood.out")"
+  figure "under the flood: $tasks threads (TasksMax $(property TasksMax)), $files open files (LimitNOFILE $(property LimitNOFILE)), $((memory / 1024)) KiB (MemoryCurrent $(property MemoryCurrent), MemoryHigh $(($(property MemoryHigh) / 1024)) KiB, MemoryMax $(($(property MemoryMax) / 1024)) KiB)"
+  [ "$tasks" -gt 0 ] && [ $((2 * tasks)) -le "$(property TasksMax)" ] &&
+    [ $((2 * files)) -le "$(property LimitNOFILE)" ] && [ $((2 * memory)) -le "$(property MemoryHigh)" ]
+}
+check "under a flood of eight clients the service holds at most half of the unit's tasks, open files and memory" \
+  bounded_under_flood
+
+killed_under_load() {
+  local killed started sending outcome
+  as_client "$flood" --section "$flood_section" --clients 8 --seconds 8 --timeout-ms 5000 \
+    >"$work/kill-flood.out" 2>&1 &
+  sending=$!
+  sleep 2
+  killed=$(property MainPID)
+  started=$(now)
+  inside sh -c "kill -KILL $killed"
+  answered_within 20 || systemd_said || return 1
+  figure "kill -9 under eight clients to the next answer: $(since "$started") s"
+  outcome=0
+  wait "$sending" || outcome=$?
+  figure "$(cat "$work/kill-flood.out")"
+  [ "$outcome" -eq 0 ] || systemd_said
+}
+check "kill -9 while eight clients send: every call answered or refused within its time-out, the next call answered" \
+  killed_under_load
+
+crash_loop() {
+  local crashes=0 failed_at pid
+  inside systemctl reset-failed "$unit"
+  while [ "$crashes" -lt 6 ]; do
+    pid=$(property MainPID)
+    [ "$pid" != 0 ] || systemd_said || return 1
+    inside sh -c "kill -SEGV $pid"
+    crashes=$((crashes + 1))
+    [ "$crashes" -lt 6 ] && { runs_anew "$pid" || return 1; }
+  done
+  for _ in $(seq 100); do [ "$(property ActiveState)" = failed ] && break; sleep 0.1; done
+  failed_at=$(now)
+  # The unit's Result stays that of the last crash ('signal'); the journal names the start limit.
+  equals "$(property ActiveState)" failed || return 1
+  inside journalctl --sync
+  unit_journal_has 'Start request repeated too quickly' || return 1
+  if as_client trevalo-cli --timeout 5 call SizeOfAudio >/dev/null 2>&1; then
+    echo "  a call within the start limit's interval was answered" >&2
+    return 1
+  fi
+  answered_within 60 || systemd_said || return 1
+  figure "six SIGSEGVs: start-limit-hit, the first call answered $(since "$failed_at") s after the unit failed (StartLimitIntervalSec=$(property StartLimitIntervalUSec))"
+}
+check "a crash loop: the start limit stops it, the journal says so, a call after the interval starts it" crash_loop
+
+# The service's lines of one request of the largest captured section, counted in the journal.
+lines_per_request() {
+  local pid before
+  pid=$(property MainPID)
+  inside journalctl --sync
+  before=$(inside journalctl --no-pager -q "_PID=$pid" -o cat | wc -l)
+  as_client "$flood" --section "$flood_section" --requests 1 >/dev/null || return 1
+  inside journalctl --sync
+  echo $(($(inside journalctl --no-pager -q "_PID=$pid" -o cat | wc -l) - before))
+}
+# The journal, on its 64 MiB file system, under the fastest flood for longer than the unit's
+# rate-limit interval: journald suppresses nothing (it would say so with the next line after the
+# interval), and the lines it keeps come whole, request by request.
+journal_keeps_the_flood() {
+  local lines interval pid flood_started
+  lines=$(lines_per_request) || return 1
+  # Shown as a time span ("1s"); the unit gives it in whole seconds.
+  interval=$(property LogRateLimitIntervalUSec | sed -n 's/^\([0-9]*\)s$/\1/p')
+  [ -n "$interval" ] || return 1
+  pid=$(property MainPID)
+  flood_started=$(now)
+  as_client "$flood" --section "$flood_section" --clients 8 --seconds $((interval + 10)) \
+    >"$work/journal-flood.out" 2>&1 || return 1
+  sleep $((interval + 1))
+  as_client "$flood" --section "$flood_section" --requests 1 >/dev/null || return 1
+  inside journalctl --sync
+  local rate
+  rate=$(sed -n 's/.*: \([0-9]*\) answered a second.*/\1/p' "$work/journal-flood.out")
+  figure "$(cat "$work/journal-flood.out")"
+  figure "journal flood: $lines lines a request, $((rate * lines)) lines a second; LogRateLimitIntervalSec=${interval}s, LogRateLimitBurst=$(property LogRateLimitBurst); journal $(inside df -k --output=size /var/log/journal | tail -1) KiB"
+  # journald's own line, from the next interval on: "Suppressed N messages from UNIT".
+  if inside journalctl --no-pager -q -o cat --since "@${flood_started%.*}" | grep "Suppressed .* $unit" >&2; then
+    return 1
+  fi
+  inside journalctl --no-pager -q "_PID=$pid" -o cat | awk -v lines="$lines" '
+    /IfMessageReceived!!/ { if (!started) started = 1; requests++ }
+    started { held++; if (/ret_data = /) whole = held }
+    END {
+      printf "  journal: %d requests kept whole, %d lines\n", requests, whole > "/dev/stderr"
+      exit !(requests > 0 && whole == requests * lines)
+    }'
+}
+check "the journal on a 64 MiB file system keeps every line of a flood at the highest rate, none suppressed" \
+  journal_keeps_the_flood
 
 stopped_in_order() {
   local last

@@ -13,6 +13,7 @@
 #include "bus_source.h"
 #include "dlog.h"
 #include "message_wire.h"
+#include "watchdog.h"
 
 namespace Ondrel {
 namespace {
@@ -396,6 +397,7 @@ bool TCServer::CreateDBusServer() {
         return false;
     }
     m_Connection->source = bus::Attach(m_Connection->bus, OnBusLost, this);
+    watchdog::Start();
     OpenServers()[m_Name] = this;
     return true;
 }
