@@ -11,7 +11,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source_dir=$PWD
-stream=$source_dir/../shared/testdata/ts/multi-programme-ac3-subtitles.ts
+stream=$source_dir/tests/data/captures/ts/multi-programme-ac3-subtitles.ts
 unit=trevalo_service.service
 bus_name=org.ondrel.TCServer.trevalo_service
 object=/org/ondrel/TCServer/trevalo_service

@@ -14,6 +14,7 @@
 
 #include "child_process.h"
 #include "installed_tree.h"
+#include "test_data.h"
 #include "trevalo/bus_contract.h"
 
 namespace {
@@ -150,7 +151,7 @@ TEST_F(SystemBusPolicy, AMemberCallsEveryMethodAnotherUserReadsIntrospectsAndHea
         const char* answer;
     };
     const std::string section =
-        ReadText(TREVALO_TESTDATA_DIR "/pmt/test-020.p8803.v13.2.sec");  // two audio tracks
+        ReadText(test_support::TestDataPath("pmt/test-020.p8803.v13.2.sec"));  // two audio tracks
     const Call calls[] = {
         {"SendPMTData", R"({"reset":true,"programNum":8803})", section, R"({"return_data":0})"},
         {"SizeOfAudio", nullptr, "", R"({"return_data":2})"},

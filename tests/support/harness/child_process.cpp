@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -60,6 +61,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const Chil
     const int out = open((m_Directory.Path() + "/out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     const int err = open(m_ErrPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
 
+    const pid_t parent = getpid();
     m_Pid = fork();
     if (m_Pid == 0) {
         dup2(input[0], STDIN_FILENO);
@@ -74,6 +76,9 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const Chil
              setuid(static_cast<uid_t>(options.uid)) != 0)) {
             _exit(126);
         }
+        // Whatever ends the test (a crash, a time-out's SIGKILL) ends the child too; set after
+        // the change of user, which clears it.
+        if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != parent) _exit(125);
         execve(argv[0], argv.data(), envp.data());
         _exit(127);
     }

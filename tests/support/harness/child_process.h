@@ -27,7 +27,7 @@ struct ChildOptions {
 class ChildProcess {
   public:
     ChildProcess(const std::vector<std::string>& arguments, const ChildOptions& options = {});
-    ~ChildProcess();  // SIGKILL if still running
+    ~ChildProcess();  // SIGKILL if still running; so is a child whose test process ends
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
