@@ -201,8 +201,10 @@ TEST_F(SystemBusPolicy, AMemberCallsEveryMethodAnotherUserReadsIntrospectsAndHea
         EXPECT_EQ(result.out, read.out);
     }
     const ChildResult refused = test_support::RunCli({"call", "SizeOfAudio"}, As(m_Other));
-    EXPECT_NE(refused.status, 0);
+    EXPECT_EQ(refused.status, 1);
     EXPECT_THAT(refused.err, HasSubstr("AccessDenied"));
+    EXPECT_THAT(refused.err,
+                HasSubstr("membership of group trevalo; anyone may read the catalogue"));
 
     const ChildResult introspected =
         test_support::RunCli({"introspect", "--address", m_Bus->Address(), "--dest", kBusName,

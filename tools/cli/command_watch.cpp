@@ -68,6 +68,7 @@ gboolean PrintNewest(gpointer data) {
         Print(watch->program, watch->catalogue, watch->json);
         return G_SOURCE_REMOVE;
     }
+    // No exception may cross GLib's dispatch.
     try {
         Print(watch->program, ReadWholeCatalogue(watch->service), watch->json);
     } catch (const CommandError& error) {
@@ -75,6 +76,9 @@ gboolean PrintNewest(gpointer data) {
         if (error.GetKind() == CommandError::Kind::kBusLost) return G_SOURCE_REMOVE;
         // The service may be gone or restarting; the next announcement is printed again.
         std::cerr << "trevalo-cli: watch: " << error.what() << std::endl;
+    } catch (const std::exception& error) {
+        std::cerr << "trevalo-cli: watch: cannot print the catalogue: " << error.what()
+                  << std::endl;
     }
     return G_SOURCE_REMOVE;
 }
@@ -90,22 +94,32 @@ int RunWatch(const CommandContext& context, const Arguments& arguments) {
     const auto print_soon = [&watch] {
         if (watch.printing == 0) watch.printing = g_idle_add(PrintNewest, &watch);
     };
-    service.Client().SubscribeProperties(
-        catalogue::kInterface, [&watch, print_soon](const Ondrel::TCValue::Dictionary& changed) {
-            int program = 0;
-            if (!CatalogueFromProperties(changed, watch.catalogue, program)) return;
-            watch.typed = true;
-            watch.program = program;
-            print_soon();
-        });
-    service.Client().Subscribe(
+    service.SubscribeProperties(catalogue::kInterface,
+                                [&watch, print_soon](const Ondrel::TCValue::Dictionary& changed) {
+                                    int program = 0;
+                                    if (!CatalogueFromProperties(changed, watch.catalogue, program))
+                                        return;
+                                    watch.typed = true;
+                                    watch.program = program;
+                                    print_soon();
+                                });
+    service.Subscribe(
         trevalo_bus::kCatalogueChanged,
-        [&watch, print_soon](const std::string&, const Ondrel::TCMessage& message) {
+        [&watch, print_soon](const std::string& name, const Ondrel::TCMessage& message) {
             if (watch.typed) return;  // the properties' signal follows with the catalogue
-            watch.program = message.body[member::kProgramNum];
+            const Json::Value& body = message.body;
+            if (!body.isObject() || !body[member::kProgramNum].isIntegral()) {
+                std::cerr << "trevalo-cli: watch: skipped a " << name
+                          << " without a programme number: " << trevalo_json::WriteCompact(body)
+                          << std::endl;
+                return;
+            }
+            watch.program = body[member::kProgramNum];
             print_soon();
         });
     if (!WaitForService(service, "watch")) return kExitSuccess;
+    // From now on only the owner found is asked: a stopped service stays stopped.
+    service.Client().AddressOwnerOnly(true);
     int program = 0;
     Catalogue current;
     watch.typed = watch.typed || ReadCatalogueProperties(service, current, program);

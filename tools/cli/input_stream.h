@@ -34,6 +34,8 @@ class InputStream {
     bool IsRegularFile() const { return m_RegularFile; }
     // The file's size now (0 for a pipe).
     uint64_t Size() const;
+    // To wait on until there is something to read.
+    int Fd() const { return m_Fd; }
 
   private:
     int m_Fd = -1;

@@ -42,6 +42,22 @@ class ServiceConnection {
     // connection goes first.
     void ListenUntilInterrupted();
 
+    // TCClient::Subscribe and SubscribeProperties, throwing BusLostError when the bus refuses.
+    void Subscribe(const std::string& signal, Ondrel::TCClient::SignalHandler on_signal);
+    void SubscribeProperties(const std::string& interface,
+                             Ondrel::TCClient::PropertiesHandler on_change);
+
+    // From now on follows who owns the service's name (TCClient::FollowOwner) and notices a lost
+    // bus while the main context runs; throws BusLostError when the bus is gone already.
+    void FollowOwner();
+    // Runs the default main context for up to `ms` milliseconds, less when `fd` (when not -1)
+    // becomes readable; with 0, until what is pending was handled. False when SIGINT or SIGTERM
+    // came (once CatchInterruption was called); throws BusLostError when the bus went.
+    bool Pause(int ms, int fd = -1);
+
+    // "the bus at ADDRESS", "the system bus", ...: for the messages that name the bus.
+    const std::string& BusDescription() const { return m_BusDescription; }
+
   private:
     CommandError BusLost(const std::string& reason) const;
     // The error of a call that failed with `error`: the bus gone, nobody answering, or the
@@ -55,8 +71,12 @@ class ServiceConnection {
 };
 
 // Whether `error`, thrown by ServiceConnection::Request, says that nobody owns the service's
-// name and the bus has nothing to start: the service is not up yet, rather than failing.
+// name and the bus started nobody: the service is not up yet, rather than failing.
 bool ServiceIsAbsent(const CommandError& error);
+
+// How long a waiting command sleeps between looks at its input or at the clock, in milliseconds
+// (the bus wakes it at once).
+constexpr int kPauseMs = 200;
 
 }  // namespace trevalo_cli
 

@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <stdexcept>
 #include <thread>
 
@@ -21,7 +22,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 bool WaitForText(const std::string& path, const std::string& text, int timeout_ms) {
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
+    const auto deadline = Clock::now() + std::chrono::milliseconds(Scaled(timeout_ms));
     while (ReadText(path).find(text) == std::string::npos) {
         if (Clock::now() > deadline) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -30,6 +31,15 @@ bool WaitForText(const std::string& path, const std::string& text, int timeout_m
 }
 
 }  // namespace
+
+int Scaled(int timeout_ms) {
+    static const double scale = [] {
+        const char* text = std::getenv("TREVALO_TEST_TIMEOUT_SCALE");
+        const double value = text != nullptr ? std::strtod(text, nullptr) : 1.0;
+        return value > 0 ? value : 1.0;
+    }();
+    return timeout_ms < 0 ? timeout_ms : static_cast<int>(timeout_ms * scale);
+}
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const ChildOptions& options)
     : m_ErrPath(options.err_path.empty() ? m_Directory.Path() + "/err" : options.err_path) {
@@ -114,7 +124,7 @@ bool ChildProcess::Running() {
 }
 
 int ChildProcess::Wait(int timeout_ms) {
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
+    const auto deadline = Clock::now() + std::chrono::milliseconds(Scaled(timeout_ms));
     while (Running()) {
         if (Clock::now() > deadline) return -1;
         std::this_thread::sleep_for(std::chrono::milliseconds(5));

@@ -1,0 +1,248 @@
+// trevalo-cli on a real bus against hostile peers and a service that comes and goes: signals
+// count only from the owner of the service's name, a malformed one is one line and skipped, and
+// the commands that wait never start the service.
+#include <gio/gio.h>
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <fstream>
+#include <memory>
+
+#include "child_process.h"
+#include "private_bus.h"
+#include "service_on_bus.h"
+#include "stream_builder.h"
+
+namespace {
+
+using test_support::ChildOptions;
+using test_support::ChildProcess;
+using test_support::PrivateBus;
+using ::testing::HasSubstr;
+using ::testing::Not;
+
+constexpr const char kWaiting[] = "waiting for org.ondrel.TCServer.trevalo_service to appear on ";
+
+long Lines(const std::string& text) {
+    return std::count(text.begin(), text.end(), '\n');
+}
+
+ChildOptions OnBus(const PrivateBus& bus) {
+    ChildOptions options;
+    options.environment = {"DBUS_SESSION_BUS_ADDRESS=" + bus.Address()};
+    return options;
+}
+
+// A connection of the test's own, closed at the end.
+struct Peer {
+    explicit Peer(const PrivateBus& bus) : connection(test_support::ConnectToBus(bus.Address())) {}
+    ~Peer() {
+        g_dbus_connection_close_sync(connection, nullptr, nullptr);
+        g_object_unref(connection);
+    }
+    // Takes the service's name, as a service would.
+    bool OwnServiceName() const {
+        GVariant* result = g_dbus_connection_call_sync(
+            connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+            "RequestName", g_variant_new("(su)", trevalo_bus::kBusName, 4u), G_VARIANT_TYPE("(u)"),
+            G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+        guint32 answer = 0;
+        if (result != nullptr) g_variant_get(result, "(u)", &answer);
+        if (result != nullptr) g_variant_unref(result);
+        return answer == 1;  // the primary owner
+    }
+    // Emits a signal on the service's object, to everyone or to `destination` alone.
+    void Emit(const char* interface, const char* name, GVariant* arguments,
+              const std::string& destination = "") const {
+        g_dbus_connection_emit_signal(
+            connection, destination.empty() ? nullptr : destination.c_str(),
+            trevalo_bus::kObjectPath, interface, name, arguments, nullptr);
+        test_support::RoundTrip(connection);
+    }
+    void EmitBody(const char* name, const char* body, const std::string& destination = "") const {
+        Emit(trevalo_bus::kInterface, name,
+             g_variant_new("(s@ay)", body,
+                           g_variant_new_fixed_array(G_VARIANT_TYPE_BYTE, nullptr, 0, 1)),
+             destination);
+    }
+    // The unique name of the connection process `pid` holds; empty when none.
+    std::string UniqueNameOf(pid_t pid) const {
+        GVariant* names = g_dbus_connection_call_sync(
+            connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+            "ListNames", nullptr, G_VARIANT_TYPE("(as)"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr,
+            nullptr);
+        std::string found;
+        GVariantIter* iterator = nullptr;
+        const gchar* name = nullptr;
+        g_variant_get(names, "(as)", &iterator);
+        while (found.empty() && g_variant_iter_next(iterator, "&s", &name)) {
+            if (name[0] != ':') continue;
+            GVariant* owner = g_dbus_connection_call_sync(
+                connection, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
+                "GetConnectionUnixProcessID", g_variant_new("(s)", name), G_VARIANT_TYPE("(u)"),
+                G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
+            guint32 owner_pid = 0;
+            if (owner != nullptr) g_variant_get(owner, "(u)", &owner_pid);
+            if (owner != nullptr) g_variant_unref(owner);
+            if (static_cast<pid_t>(owner_pid) == pid) found = name;
+        }
+        g_variant_iter_free(iterator);
+        g_variant_unref(names);
+        return found;
+    }
+
+    GDBusConnection* connection;
+};
+
+// A PropertiesChanged of the catalogue interface with a whole catalogue: programme 4242, one
+// audio entry on PID 666.
+GVariant* ForgedCatalogue() {
+    GVariantBuilder audio_entry;
+    g_variant_builder_init(&audio_entry, G_VARIANT_TYPE("a{sv}"));
+    g_variant_builder_add(&audio_entry, "{sv}", "pid", g_variant_new_uint16(666));
+    GVariantBuilder audio;
+    g_variant_builder_init(&audio, G_VARIANT_TYPE("aa{sv}"));
+    g_variant_builder_add_value(&audio, g_variant_builder_end(&audio_entry));
+    GVariantBuilder changed;
+    g_variant_builder_init(&changed, G_VARIANT_TYPE("a{sv}"));
+    g_variant_builder_add(&changed, "{sv}", trevalo_bus::catalogue::kProgramNumber,
+                          g_variant_new_uint16(4242));
+    g_variant_builder_add(&changed, "{sv}", trevalo_bus::catalogue::kVideo,
+                          g_variant_new_array(G_VARIANT_TYPE("a{sv}"), nullptr, 0));
+    g_variant_builder_add(&changed, "{sv}", trevalo_bus::catalogue::kAudio,
+                          g_variant_builder_end(&audio));
+    g_variant_builder_add(&changed, "{sv}", trevalo_bus::catalogue::kSubtitles,
+                          g_variant_new_array(G_VARIANT_TYPE("a{sv}"), nullptr, 0));
+    return g_variant_new("(s@a{sv}as)", trevalo_bus::catalogue::kInterface,
+                         g_variant_builder_end(&changed), nullptr);
+}
+
+// Any other connection may send signals with the service's path and interface, to everyone or to
+// the client alone: none is printed, none ends a command; the service's own still are.
+TEST_F(ServiceOnBus, SignalsOfAnyoneButTheServiceAreNotPrintedAndEndNothing) {
+    ChildProcess watch({"watch", "--json"}, OnBus(*bus_));
+    ChildProcess listen({"listen"}, OnBus(*bus_));
+    ASSERT_TRUE(watch.WaitForErr("watching ")) << watch.Err();
+    ASSERT_TRUE(listen.WaitForErr("listening ")) << listen.Err();
+    const Peer forger(*bus_);
+    for (const std::string& to :
+         {std::string(), forger.UniqueNameOf(watch.Pid()), forger.UniqueNameOf(listen.Pid())}) {
+        forger.Emit("org.freedesktop.DBus.Properties", "PropertiesChanged", ForgedCatalogue(), to);
+        forger.EmitBody(trevalo_bus::kTrevaloSignal, R"({"forged":4242})", to);
+        forger.EmitBody(trevalo_bus::kCatalogueChanged, "[]", to);
+    }
+    // Then the service's own, which arrive after the forged ones.
+    Call(R"({"method":"SendPESDataWithFirstPTS","data":{"pts":1}})", {0x00});
+    ASSERT_TRUE(listen.WaitForOut("TrevaloSignal {\"data\":{\"pts\":1}")) << listen.Out();
+    Call(R"({"method":"SendPMTData","data":{"reset":true,"programNum":7}})",
+         ts_test::MakePmtSection(7, 1, {{0x1B, 0x101}}));
+    ASSERT_TRUE(watch.WaitForOut("\"programNum\":7")) << watch.Out();
+    for (ChildProcess* command : {&watch, &listen}) {
+        EXPECT_THAT(command->Out(), Not(HasSubstr("4242")));
+        EXPECT_EQ(Lines(command->Err()), 1) << command->Err();
+        command->Signal(SIGINT);
+        EXPECT_EQ(command->Wait(), 0);
+    }
+}
+
+// From the name's owner, a malformed signal is one line on stderr and skipped.
+TEST(CliListening, SkipsAMalformedSignalOfTheOwnerWithOneLine) {
+    PrivateBus bus;
+    const Peer owner(bus);
+    ASSERT_TRUE(owner.OwnServiceName());
+    ChildProcess watch({"watch"}, OnBus(bus));
+    ChildProcess listen({"listen", "--json"}, OnBus(bus));
+    ASSERT_TRUE(watch.WaitForErr("watching CatalogueChanged from")) << watch.Err();
+    ASSERT_TRUE(listen.WaitForErr("listening ")) << listen.Err();
+    owner.EmitBody(trevalo_bus::kCatalogueChanged, "[]");
+    owner.EmitBody(trevalo_bus::kCatalogueChanged, R"({"programNum":"seven"})");
+    owner.EmitBody(trevalo_bus::kTrevaloSignal, "{not JSON");
+    owner.Emit(trevalo_bus::kInterface, trevalo_bus::kTrevaloSignal, g_variant_new("(i)", 7));
+    owner.EmitBody(trevalo_bus::kTrevaloSignal, R"({"after":1})");
+    ASSERT_TRUE(listen.WaitForOut(R"("body":{"after":1})")) << listen.Out() << listen.Err();
+    ASSERT_TRUE(watch.WaitForErr("\"seven\"")) << watch.Err();
+    EXPECT_EQ(Lines(listen.Out()), 1) << listen.Out();
+    const std::string listen_said = listen.Err();
+    EXPECT_EQ(Lines(listen_said), 3) << listen_said;
+    EXPECT_THAT(listen_said, HasSubstr("skipped TrevaloSignal: "));
+    const std::string watch_said = watch.Err();
+    EXPECT_THAT(watch_said, HasSubstr("trevalo-cli: watch: skipped a CatalogueChanged without a "
+                                      "programme number: []\n"));
+    EXPECT_EQ(Lines(watch_said), 3) << watch_said;
+    for (ChildProcess* command : {&watch, &listen}) {
+        command->Signal(SIGINT);
+        EXPECT_EQ(command->Wait(), 0);
+    }
+}
+
+std::string WriteRecording(const PrivateBus& bus) {
+    const std::string path = bus.Directory() + "/recording.ts";
+    const ts_test::Bytes pat = ts_test::MakePatSection(1, 0, {{7, 0x100}});
+    const ts_test::Bytes pmt = ts_test::MakePmtSection(7, 1, {{0x1B, 0x101}});
+    uint8_t pat_counter = 0;
+    uint8_t pmt_counter = 0;
+    std::vector<ts_test::Bytes> parts;
+    for (int i = 0; i < 2; ++i) {
+        parts.push_back(ts_test::Packetize(pat, 0, pat_counter));
+        parts.push_back(ts_test::Packetize(pmt, 0x100, pmt_counter));
+    }
+    parts.push_back(ts_test::Packetize(pat, 0, pat_counter));
+    const ts_test::Bytes stream = ts_test::Concat(parts);
+    std::ofstream(path, std::ios::binary)
+        .write(reinterpret_cast<const char*>(stream.data()),
+               static_cast<std::streamsize>(stream.size()));
+    return path;
+}
+
+// Nobody to start: the follower waits, saying so once, and fills the service once it is there.
+TEST(CliFollowing, WaitsForAServiceNotThereYetAndFillsIt) {
+    PrivateBus bus;
+    ChildProcess follower({"pmt", WriteRecording(bus), "--follow"}, OnBus(bus));
+    ASSERT_TRUE(follower.WaitForErr(kWaiting)) << follower.Err();
+    test_support::ServiceProcess service(bus, TREVALO_SERVICE_BINARY);
+    ASSERT_TRUE(follower.WaitForOut("PMT version 1")) << follower.Out() << follower.Err();
+    EXPECT_THAT(follower.Out(), HasSubstr("catalogue rebuilt"));
+    follower.Signal(SIGINT);
+    EXPECT_EQ(follower.Wait(), 0);
+    const std::string said = follower.Err();
+    EXPECT_EQ(Lines(said), 1) << said;
+    EXPECT_EQ(service.Stop(SIGTERM), 0);
+}
+
+// A bus that starts the service on a request: the follower's first request starts it; stopped,
+// it stays stopped under the follower and a listener until a request starts it again, and the
+// follower then fills the new instance.
+TEST(CliFollowing, AStoppedServiceStaysStoppedUntilARequest) {
+    test_support::TemporaryDirectory services("trevalo-services");
+    std::ofstream(services.Path() + "/trevalo.service")
+        << "[D-BUS Service]\nName=" << trevalo_bus::kBusName << "\nExec=" << TREVALO_SERVICE_BINARY
+        << "\n";
+    PrivateBus bus("<type>session</type><servicedir>" + services.Path() +
+                   "</servicedir><policy context=\"default\"><allow send_destination=\"*\"/>"
+                   "<allow receive_sender=\"*\"/>"
+                   "<allow own=\"*\"/></policy>");
+    ChildProcess follower({"pmt", WriteRecording(bus), "--follow"}, OnBus(bus));
+    ASSERT_TRUE(follower.WaitForOut("PMT version 1")) << follower.Err() << bus.Log();
+    ChildProcess listen({"listen"}, OnBus(bus));
+    ASSERT_TRUE(listen.WaitForErr("listening ")) << listen.Err();
+    ASSERT_TRUE(test_support::StopProcess(bus.OwnerPid(trevalo_bus::kBusName)));
+    ASSERT_TRUE(follower.WaitForErr(kWaiting)) << follower.Err();
+    // Several of the follower's turns go by: nobody starts the service.
+    ASSERT_TRUE(follower.WaitForErr(kWaiting));
+    usleep(1000 * 1000);
+    EXPECT_EQ(bus.OwnerPid(trevalo_bus::kBusName), -1) << bus.Log();
+
+    const test_support::ChildResult asked = test_support::RunCli({"time", "get"}, OnBus(bus));
+    EXPECT_EQ(asked.status, 0) << asked.err;
+    ASSERT_TRUE(follower.WaitForOut("(no component changed)")) << follower.Out() << follower.Err();
+    EXPECT_EQ(test_support::RunCli({"pid", "255"}, OnBus(bus)).out, "257\n");
+    for (ChildProcess* command : {&follower, &listen}) {
+        command->Signal(SIGINT);
+        EXPECT_EQ(command->Wait(), 0);
+    }
+    EXPECT_TRUE(test_support::StopProcess(bus.OwnerPid(trevalo_bus::kBusName)));
+}
+
+}  // namespace
