@@ -55,10 +55,11 @@ struct Peer {
     }
     // Emits a signal on the service's object, to everyone or to `destination` alone.
     void Emit(const char* interface, const char* name, GVariant* arguments,
-              const std::string& destination = "") const {
-        g_dbus_connection_emit_signal(
-            connection, destination.empty() ? nullptr : destination.c_str(),
-            trevalo_bus::kObjectPath, interface, name, arguments, nullptr);
+              const std::string& destination = "",
+              const char* path = trevalo_bus::kObjectPath) const {
+        g_dbus_connection_emit_signal(connection,
+                                      destination.empty() ? nullptr : destination.c_str(), path,
+                                      interface, name, arguments, nullptr);
         test_support::RoundTrip(connection);
     }
     void EmitBody(const char* name, const char* body, const std::string& destination = "") const {
@@ -129,6 +130,11 @@ TEST_F(ServiceOnBus, SignalsOfAnyoneButTheServiceAreNotPrintedAndEndNothing) {
     const Peer forger(*bus_);
     for (const std::string& to :
          {std::string(), forger.UniqueNameOf(watch.Pid()), forger.UniqueNameOf(listen.Pid())}) {
+        // The bus daemon's word that the forger owns the name now, posed.
+        forger.Emit("org.freedesktop.DBus", "NameOwnerChanged",
+                    g_variant_new("(sss)", trevalo_bus::kBusName, "",
+                                  g_dbus_connection_get_unique_name(forger.connection)),
+                    to, "/org/freedesktop/DBus");
         forger.Emit("org.freedesktop.DBus.Properties", "PropertiesChanged", ForgedCatalogue(), to);
         forger.EmitBody(trevalo_bus::kTrevaloSignal, R"({"forged":4242})", to);
         forger.EmitBody(trevalo_bus::kCatalogueChanged, "[]", to);
@@ -246,3 +252,41 @@ TEST(CliFollowing, AStoppedServiceStaysStoppedUntilARequest) {
 }
 
 }  // namespace
+
+// Output that cannot be written (a full disk) is one line and status 2, not a silent success.
+TEST_F(ServiceOnBus, OutputThatCannotBeWrittenIs2WithOneLine) {
+    for (const std::vector<std::string>& words :
+         {std::vector<std::string>{"catalogue"}, {"--help"}, {"time", "get"}}) {
+        SCOPED_TRACE(words.front());
+        ChildOptions options = OnBus(*bus_);
+        options.program = "/bin/sh";
+        std::vector<std::string> arguments = {"-c", "exec \"$0\" \"$@\" >/dev/full",
+                                              TREVALO_CLI_BINARY};
+        arguments.insert(arguments.end(), words.begin(), words.end());
+        const test_support::ChildResult result = test_support::RunCli(arguments, options);
+        EXPECT_EQ(result.status, 2);
+        EXPECT_THAT(result.err, ::testing::StartsWith("trevalo-cli: "));
+        EXPECT_THAT(result.err, HasSubstr("cannot write to standard output: "));
+        EXPECT_EQ(Lines(result.err), 1) << result.err;
+    }
+}
+
+// Both programs say their version; the service starts on no argument it does not know.
+TEST(Programs, AnswerVersionAndTheServiceRefusesOtherArguments) {
+    for (const char* program : {TREVALO_CLI_BINARY, TREVALO_SERVICE_BINARY}) {
+        ChildOptions options;
+        options.program = program;
+        const test_support::ChildResult version = test_support::RunCli({"--version"}, options);
+        EXPECT_EQ(version.status, 0);
+        EXPECT_THAT(version.out, ::testing::MatchesRegex("trevalo[-_a-z]+ [0-9.]+\n"));
+    }
+    ChildOptions service;
+    service.program = TREVALO_SERVICE_BINARY;
+    for (const std::vector<std::string>& arguments :
+         {std::vector<std::string>{"--frob"}, {"--help", "now"}, {"serve"}}) {
+        const test_support::ChildResult refused = test_support::RunCli(arguments, service);
+        EXPECT_EQ(refused.status, 2);
+        EXPECT_THAT(refused.err, ::testing::StartsWith("trevalo_service: unexpected argument '"));
+        EXPECT_EQ(Lines(refused.err), 1) << refused.err;
+    }
+}
