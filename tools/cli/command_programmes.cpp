@@ -221,7 +221,14 @@ int RunProgrammes(const CommandContext&, const Arguments& arguments) {
                 PrintProgramme(*pmt);
             }
             ++listed;
-        } else if (!json) {
+        } else if (json) {
+            // Listed as in the table: its number and PMT PID, no streams.
+            Json::Value missing(Json::objectValue);
+            missing[output::kProgramNum] = entry.program_number;
+            missing[output::kPmtPid] = entry.pid;
+            missing[output::kStreams] = Json::Value();
+            programs.append(missing);
+        } else {
             std::cout << "programme " << entry.program_number << ": no valid PMT on PID "
                       << PidText(entry.pid) << "\n";
         }

@@ -58,11 +58,13 @@ class ServiceConnection {
     // "the bus at ADDRESS", "the system bus", ...: for the messages that name the bus.
     const std::string& BusDescription() const { return m_BusDescription; }
 
+    // The error of a call that failed with `error`, sorted by the D-Bus error name of the
+    // client's last call: the bus gone, nobody there, nobody answering in time, a refusal of
+    // the bus policy, or the service's own failure answer to `what`.
+    CommandError CallFailure(const std::string& what, const std::string& error) const;
+
   private:
     CommandError BusLost(const std::string& reason) const;
-    // The error of a call that failed with `error`: the bus gone, nobody answering, or the
-    // service's own failure answer to `what`.
-    CommandError CallFailure(const std::string& what, const std::string& error) const;
 
     Ondrel::TCClient m_Client;
     std::string m_BusDescription;  // "the bus at ADDRESS", "the system bus", ...
