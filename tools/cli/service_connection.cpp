@@ -94,6 +94,13 @@ Ondrel::TCMessage ServiceConnection::Request(const std::string& method, const Js
     Ondrel::TCMessage reply;
     std::string error;
     if (m_Client.Request(request, reply, &error, m_TimeoutMs)) return reply;
+    // dbus-daemon closes the connection of a sender whose message is larger than it takes.
+    constexpr size_t kBusMessageLimit = 32u * 1024 * 1024;  // its default max_message_size
+    if (!m_Client.Connected() && buffer.size() >= kBusMessageLimit) {
+        throw BusLostError(method + ": a buffer of " + std::to_string(buffer.size()) +
+                           " bytes is more than " + m_BusDescription +
+                           " takes in one message (32 MiB by default); it closed the connection");
+    }
     throw CallFailure(method, error);
 }
 
@@ -114,9 +121,13 @@ CommandError ServiceConnection::CallFailure(const std::string& what,
         return NoServiceError("no answer from " + from + ": " + error);
     if (name == kAccessDenied) {
         // The daemon's own text is long and names no way in.
-        return FailureAnswer(what + " refused (" + name + ") by the policy of " + m_BusDescription +
-                             ": requests take root or membership of group " TREVALO_CLIENT_GROUP
-                             "; anyone may read the catalogue ('catalogue', 'watch')");
+        const std::string allowed =
+            what == trevalo_bus::method::kGetPID
+                ? std::string(trevalo_bus::catalogue::kInterface) + ".GetPid answers it for anyone"
+                : "anyone may read the catalogue ('catalogue', 'watch')";
+        return FailureAnswer(
+            what + " refused (" + name + ") by the policy of " + m_BusDescription +
+            ": requests take root or membership of group " TREVALO_CLIENT_GROUP "; " + allowed);
     }
     return FailureAnswer(what + " failed on " + m_BusDescription + ": " + error);
 }
