@@ -295,6 +295,22 @@ stopped_in_order() {
 }
 check "systemctl stop: the orderly lines and status 0" stopped_in_order
 
+# A follower of a recording may start the service with its first request; a systemctl stop
+# under it then stays stopped: it waits for the name without asking for it.
+stop_stays_under_a_follower() {
+  local follower stayed
+  follower=$(as_client sh -c "trevalo-cli pmt --follow /srv/trevalo/$(basename "$stream") \
+    >/tmp/follower.out 2>/tmp/follower.err & echo \$!")
+  for _ in $(seq 300); do inside grep -q 'catalogue rebuilt' /tmp/follower.out && break; sleep 0.1; done
+  inside systemctl stop "$unit"
+  for _ in $(seq 300); do inside grep -q 'waiting for' /tmp/follower.err && break; sleep 0.1; done
+  sleep 3 # several of the follower's turns
+  stayed=$(property ActiveState)
+  inside kill "$follower"
+  equals "$stayed $(inside grep -c 'waiting for' /tmp/follower.err)" "inactive 1"
+}
+check "systemctl stop stays stopped under a running pmt --follow" stop_stays_under_a_follower
+
 # Purge a running service; then nothing of the packages is left, and installing again works.
 as_nobody busctl --system introspect "$bus_name" "$object" >/dev/null
 pid=$(property MainPID)
