@@ -4,6 +4,7 @@
 #include <gio/gio.h>
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -183,10 +184,11 @@ TEST(CliListening, SkipsAMalformedSignalOfTheOwnerWithOneLine) {
     }
 }
 
-std::string WriteRecording(const PrivateBus& bus) {
+// A recording of programme 7 whose PMT has `version`, written aside and renamed into place.
+std::string WriteRecording(const PrivateBus& bus, uint8_t version = 1) {
     const std::string path = bus.Directory() + "/recording.ts";
     const ts_test::Bytes pat = ts_test::MakePatSection(1, 0, {{7, 0x100}});
-    const ts_test::Bytes pmt = ts_test::MakePmtSection(7, 1, {{0x1B, 0x101}});
+    const ts_test::Bytes pmt = ts_test::MakePmtSection(7, version, {{0x1B, 0x101}});
     uint8_t pat_counter = 0;
     uint8_t pmt_counter = 0;
     std::vector<ts_test::Bytes> parts;
@@ -196,9 +198,10 @@ std::string WriteRecording(const PrivateBus& bus) {
     }
     parts.push_back(ts_test::Packetize(pat, 0, pat_counter));
     const ts_test::Bytes stream = ts_test::Concat(parts);
-    std::ofstream(path, std::ios::binary)
+    std::ofstream(path + ".new", std::ios::binary)
         .write(reinterpret_cast<const char*>(stream.data()),
                static_cast<std::streamsize>(stream.size()));
+    EXPECT_EQ(rename((path + ".new").c_str(), path.c_str()), 0);
     return path;
 }
 
@@ -251,8 +254,6 @@ TEST(CliFollowing, AStoppedServiceStaysStoppedUntilARequest) {
     EXPECT_TRUE(test_support::StopProcess(bus.OwnerPid(trevalo_bus::kBusName)));
 }
 
-}  // namespace
-
 // Output that cannot be written (a full disk) is one line and status 2, not a silent success.
 TEST_F(ServiceOnBus, OutputThatCannotBeWrittenIs2WithOneLine) {
     for (const std::vector<std::string>& words :
@@ -290,3 +291,57 @@ TEST(Programs, AnswerVersionAndTheServiceRefusesOtherArguments) {
         EXPECT_EQ(Lines(refused.err), 1) << refused.err;
     }
 }
+
+// A followed recording deleted is said once; one renamed over it is read from the start.
+TEST_F(ServiceOnBus, AFollowerSaysWhenItsRecordingGoesAndReadsTheOneInItsPlace) {
+    const std::string path = WriteRecording(*bus_, 1);
+    ChildProcess follower({"pmt", path, "--follow"}, OnBus(*bus_));
+    ASSERT_TRUE(follower.WaitForOut("PMT version 1")) << follower.Err();
+    ASSERT_EQ(unlink(path.c_str()), 0);
+    ASSERT_TRUE(follower.WaitForErr("recording.ts was deleted: waiting")) << follower.Err();
+    WriteRecording(*bus_, 2);
+    ASSERT_TRUE(follower.WaitForErr("was replaced: reading the new file from the start"))
+        << follower.Err();
+    EXPECT_TRUE(follower.WaitForOut("PMT version 2")) << follower.Out();
+    follower.Signal(SIGINT);
+    EXPECT_EQ(follower.Wait(), 0);
+    EXPECT_EQ(Lines(follower.Err()), 2) << follower.Err();
+}
+
+// Inputs that never end: Ctrl-C before any byte ends a follower with 0 and no word, and a device
+// that shows no PAT is said once, by pmt and by programmes.
+TEST_F(ServiceOnBus, InputsThatNeverEndAreInterruptedWith0AndTheirMissingPatSaid) {
+    const std::string fifo = bus_->Directory() + "/tuner";
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    ChildOptions quiet = OnBus(*bus_);
+    quiet.program = "/bin/sh";
+    // Opened for reading and writing: no end of input ever comes. The line on stderr says the
+    // client runs and waits.
+    ChildProcess follower(
+        {"-c", "echo started >&2; exec \"$0\" pmt - --follow 0<>\"$1\"", TREVALO_CLI_BINARY, fifo},
+        quiet);
+    ASSERT_TRUE(follower.WaitForErr("started\n"));
+    // Its connection on the bus shows it has come as far as waiting for input.
+    const Peer observer(*bus_);
+    const int turns = test_support::Scaled(10000) / 10;
+    for (int turn = 0; observer.UniqueNameOf(follower.Pid()).empty() && turn < turns; ++turn) {
+        usleep(10 * 1000);
+    }
+    follower.Signal(SIGINT);
+    EXPECT_EQ(follower.Wait(), 0);
+    EXPECT_EQ(follower.Err(), "started\n");
+
+    ChildOptions impatient = OnBus(*bus_);
+    impatient.environment.push_back("TREVALO_CLI_PAT_PATIENCE_MS=100");
+    for (const char* command : {"pmt", "programmes"}) {
+        ChildProcess reader({command, "/dev/urandom"}, impatient);
+        EXPECT_TRUE(
+            reader.WaitForErr(std::string("trevalo-cli: ") + command + ": no PAT in the first "))
+            << reader.Err();
+        reader.Signal(SIGKILL);
+        reader.Wait();
+        EXPECT_EQ(Lines(reader.Err()), 1) << reader.Err();
+    }
+}
+
+}  // namespace

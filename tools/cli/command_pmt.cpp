@@ -193,14 +193,6 @@ class PmtSender {
     std::string m_Owner;          // the unique name that took m_Current
 };
 
-// How long a live input may go without a PAT before the client says so.
-std::chrono::milliseconds PatPatience() {
-    const char* text = std::getenv("TREVALO_CLI_PAT_PATIENCE_MS");
-    const std::optional<long long> ms =
-        text != nullptr ? ParseInteger(text, 0, 24LL * 60 * 60 * 1000) : std::nullopt;
-    return std::chrono::milliseconds(ms ? *ms : 5000);
-}
-
 }  // namespace
 
 int RunPmt(const CommandContext& context, const Arguments& arguments) {
@@ -216,8 +208,8 @@ int RunPmt(const CommandContext& context, const Arguments& arguments) {
     const bool follow = arguments.Flag("--follow");
 
     InputStream input(arguments.Operands()[0]);
+    if (follow) CatchInterruption();  // before the bus: Ctrl-C from then on is a request to stop
     ServiceConnection service(context);
-    if (follow) CatchInterruption();
 
     std::vector<tsdemux::FoundPmt> found;
     const auto new_extractor = [&found, program] {
@@ -236,6 +228,7 @@ int RunPmt(const CommandContext& context, const Arguments& arguments) {
     const auto started = std::chrono::steady_clock::now();
     const std::chrono::milliseconds pat_patience = PatPatience();
     bool said_no_pat = false;
+    bool said_gone = false;
 
     while (!ended && !Interrupted()) {
         if (live && !said_no_pat && !extractor->PatComplete() &&
@@ -250,9 +243,24 @@ int RunPmt(const CommandContext& context, const Arguments& arguments) {
         const ssize_t count = input.Read(chunk.data(), chunk.size());
         if (count < 0) continue;  // a signal: the loop condition decides
         if (count == 0 && follow && input.IsRegularFile()) {
-            if (input.Size() < bytes_read) {
+            // Deleted: said once, and followed as it was opened until the path names a file
+            // again. Renamed over (a new recording in its place): that one is read.
+            const InputStream::PathNow path_now = input.Follow();
+            if (path_now == InputStream::PathNow::kGone && !said_gone) {
+                SayOnStderr(input.Name() + " was deleted: waiting for a file of that name " +
+                            "(Ctrl-C stops)");
+            }
+            said_gone = path_now == InputStream::PathNow::kGone;
+            const bool replaced = path_now == InputStream::PathNow::kAnotherFile;
+            if (replaced) {
+                SayOnStderr(input.Name() + " was replaced: reading the new file from the start");
+                input.Reopen();
+            }
+            if (replaced || input.Size() < bytes_read) {
                 // Rewritten from the start, shorter than what was read: read it afresh.
-                SayOnStderr(input.Name() + " was rewritten: reading it from the start");
+                if (!replaced) {
+                    SayOnStderr(input.Name() + " was rewritten: reading it from the start");
+                }
                 input.Rewind();
                 bytes_read = 0;
                 found.clear();
