@@ -51,10 +51,18 @@ struct TCClient::State {
     std::string error_name;
 
     // Where calls go: the well-known name, or only the owner it has now.
-    const char* Destination() const {
-        if (!owner_only) return bus_name.c_str();
-        // No owner: a name nobody can own, so the bus answers NameHasNoOwner at once.
-        return owner.empty() ? ":0.0" : owner.c_str();
+    const char* Destination() const { return owner_only ? owner.c_str() : bus_name.c_str(); }
+    // False, with the error the bus would give, when calls go to the owner and there is none.
+    bool CanCall(std::string* error) {
+        if (bus == nullptr) {
+            error_name.clear();
+            if (error != nullptr) *error = "not connected";
+            return false;
+        }
+        if (!owner_only || !owner.empty()) return true;
+        error_name = "org.freedesktop.DBus.Error.NameHasNoOwner";
+        if (error != nullptr) *error = error_name + ": nobody owns " + bus_name + " now";
+        return false;
     }
     // Whether a signal comes from the server rather than any other connection.
     bool FromServer(sd_bus_message* signal) const {
@@ -312,10 +320,7 @@ const std::string& TCClient::LastErrorName() const {
 
 bool TCClient::Request(const TCMessage& request, TCMessage& reply, std::string* error,
                        int timeout_ms) {
-    if (m_State->bus == nullptr) {
-        SetError(error, "not connected");
-        return false;
-    }
+    if (!m_State->CanCall(error)) return false;
     sd_bus_message* call = nullptr;
     int result = sd_bus_message_new_method_call(m_State->bus, &call, m_State->Destination(),
                                                 m_State->object_path.c_str(), bus::kInterface,
@@ -364,10 +369,7 @@ bool TCClient::Subscribe(const std::string& signal, SignalHandler on_signal) {
 }
 
 bool TCClient::Ping(std::string* error, int timeout_ms) {
-    if (m_State->bus == nullptr) {
-        SetError(error, "not connected");
-        return false;
-    }
+    if (!m_State->CanCall(error)) return false;
     sd_bus_error failure = SD_BUS_ERROR_NULL;
     sd_bus_message* call = nullptr;
     int result = sd_bus_message_new_method_call(m_State->bus, &call, m_State->Destination(),
@@ -387,10 +389,7 @@ bool TCClient::Ping(std::string* error, int timeout_ms) {
 
 bool TCClient::GetAllProperties(const std::string& interface, TCValue::Dictionary& properties,
                                 std::string* error, int timeout_ms) {
-    if (m_State->bus == nullptr) {
-        SetError(error, "not connected");
-        return false;
-    }
+    if (!m_State->CanCall(error)) return false;
     sd_bus_error failure = SD_BUS_ERROR_NULL;
     sd_bus_message* answer = nullptr;
     sd_bus_message* call = nullptr;
