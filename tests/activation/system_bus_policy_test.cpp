@@ -137,12 +137,21 @@ TEST_F(SystemBusPolicy, NoUserButTheServicesOwnsTheName) {
 TEST_F(SystemBusPolicy, AMemberCallsEveryMethodAnotherUserReadsIntrospectsAndHears) {
     ChildProcess service({}, As(m_Service, ServiceProgram()));
     ASSERT_GT(WaitForOwner(), 0) << service.Err() << m_Bus->Log();
-    // Outside the group, trevalo-cli listen still waits for the service with a ping, not a request.
+    // Outside the group, trevalo-cli listen waits for the service by following its name's owner.
     ChildProcess cli_listener({"listen"}, As(m_Other));
     ASSERT_TRUE(cli_listener.WaitForErr("listening for TrevaloSignal")) << cli_listener.Err();
     ChildProcess listener({"monitor", "--address", m_Bus->Address(), "--dest", kBusName},
                           As(m_Other, "/usr/bin/gdbus"));
     ASSERT_TRUE(listener.WaitForOut("is owned by")) << listener.Out() << listener.Err();
+    // gdbus monitor says that line before its match reaches the bus: the signals it hears from
+    // a probe on are those of the calls below.
+    bool heard = false;
+    for (int probe = 0; !heard && probe < 50; ++probe) {
+        test_support::RunCli({"call", "SendPESDataWithFirstPTS", "--data", R"({"probe":1})"},
+                             As(m_Player));
+        heard = listener.WaitForOut(R"({"data":{"probe":1})", 200);
+    }
+    ASSERT_TRUE(heard) << listener.Out();
 
     struct Call {
         const char* method;
