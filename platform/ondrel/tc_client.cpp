@@ -283,10 +283,13 @@ void TCClient::OnBusLost(LostHandler on_lost) {
 bool TCClient::FollowOwner() {
     if (m_State->bus == nullptr) return false;
     if (m_State->owner_match != nullptr) return true;
-    // The match first, then the question: a change in between arrives after the answer.
-    const int result =
-        sd_bus_match_signal(m_State->bus, &m_State->owner_match, kDaemon, kDaemonPath, kDaemon,
-                            "NameOwnerChanged", OnOwnerChanged, m_State.get());
+    // The match first, then the question: a change in between arrives after the answer. Only
+    // the changes of the server's name (arg0), not every connection coming and going.
+    const std::string rule = std::string("type='signal',sender='") + kDaemon + "',path='" +
+                             kDaemonPath + "',interface='" + kDaemon +
+                             "',member='NameOwnerChanged',arg0='" + m_State->bus_name + "'";
+    const int result = sd_bus_add_match(m_State->bus, &m_State->owner_match, rule.c_str(),
+                                        OnOwnerChanged, m_State.get());
     if (result < 0) return false;
     sd_bus_message* answer = nullptr;
     const char* owner = nullptr;
