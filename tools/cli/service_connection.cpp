@@ -104,11 +104,6 @@ Ondrel::TCMessage ServiceConnection::Request(const std::string& method, const Js
     throw CallFailure(method, error);
 }
 
-void ServiceConnection::Ping() {
-    std::string error;
-    if (!m_Client.Ping(&error, m_TimeoutMs)) throw CallFailure("Ping", error);
-}
-
 CommandError ServiceConnection::CallFailure(const std::string& what,
                                             const std::string& error) const {
     if (!m_Client.Connected()) return BusLost(error);

@@ -29,10 +29,6 @@ class ServiceConnection {
     Ondrel::TCMessage Request(const std::string& method, const Json::Value& data = Json::Value(),
                               const std::vector<unsigned char>& buffer = {});
 
-    // Asks whether the service answers on the bus at all (a D-Bus ping, which the bus policy
-    // grants everyone); throws as Request does when it does not.
-    void Ping();
-
     Ondrel::TCClient& Client() { return m_Client; }
 
     // How long a call may wait for its answer, in milliseconds (-1: the bus's default).
