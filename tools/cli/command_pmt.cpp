@@ -72,7 +72,7 @@ std::string NothingFound(const tsdemux::PmtExtractor& extractor, const InputStre
 
 void SayOnStderr(const std::string& message) {
     std::cout.flush();
-    std::cerr << "trevalo-cli: pmt: " << message << std::endl;
+    std::cerr << "trevalo-cli: pmt: " + message + "\n" << std::flush;  // in one write
 }
 
 // Sends each PMT found and prints what the service made of it. While following, a service that

@@ -199,9 +199,11 @@ int RunProgrammes(const CommandContext&, const Arguments& arguments) {
     while (!scanner.AllFound()) {
         if (live && !said_no_pat && !scanner.PatComplete() &&
             std::chrono::steady_clock::now() - started >= pat_patience) {
-            std::cerr << "trevalo-cli: programmes: no PAT in the first " << bytes_read
-                      << " bytes of " << input.Name() << "; still reading (Ctrl-C stops)"
-                      << std::endl;
+            // One write: a reader of stderr never sees half the line.
+            std::cerr << "trevalo-cli: programmes: no PAT in the first " +
+                             std::to_string(bytes_read) + " bytes of " + input.Name() +
+                             "; still reading (Ctrl-C stops)\n"
+                      << std::flush;
             said_no_pat = true;
         }
         const ssize_t count = input.Read(chunk.data(), chunk.size());
