@@ -12,9 +12,10 @@ bool WaitForService(ServiceConnection& service, const std::string& command_name)
     bool said = false;
     while (service.Client().Owner().empty()) {
         if (!said) {
-            std::cerr << "trevalo-cli: " << command_name << ": waiting for "
-                      << service.Client().BusName() << " to appear on " << service.BusDescription()
-                      << " (Ctrl-C stops)" << std::endl;
+            std::cerr << "trevalo-cli: " + command_name + ": waiting for " +
+                             service.Client().BusName() + " to appear on " +
+                             service.BusDescription() + " (Ctrl-C stops)\n"
+                      << std::flush;  // in one write
             said = true;
         }
         if (!service.Pause(kPauseMs)) return false;
