@@ -348,6 +348,11 @@ bool TCClient::Request(const TCMessage& request, TCMessage& reply, std::string* 
     }
     const char* sender = sd_bus_message_get_sender(answer);
     m_State->reply_sender = sender != nullptr ? sender : "";
+    // The reply comes from the owner, before the NameOwnerChanged that a start by this very
+    // request queued is handled; that change, or a later one, still comes after.
+    if (m_State->owner_match != nullptr && m_State->owner.empty()) {
+        m_State->owner = m_State->reply_sender;
+    }
     std::string parse_error;
     const bool parsed = message_wire::Read(answer, reply, &parse_error);
     if (!parsed) SetError(error, "reply body is not JSON text: " + parse_error);

@@ -242,6 +242,9 @@ TEST(CliFollowing, AStoppedServiceStaysStoppedUntilARequest) {
     ASSERT_TRUE(follower.WaitForErr(kWaiting));
     usleep(1000 * 1000);
     EXPECT_EQ(bus.OwnerPid(trevalo_bus::kBusName), -1) << bus.Log();
+    // Its first request started the service: no wait then, one now.
+    const std::string said = follower.Err();
+    EXPECT_EQ(said.find(kWaiting), said.rfind(kWaiting)) << said;
 
     const test_support::ChildResult asked = test_support::RunCli({"time", "get"}, OnBus(bus));
     EXPECT_EQ(asked.status, 0) << asked.err;
