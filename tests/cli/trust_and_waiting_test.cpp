@@ -221,8 +221,8 @@ TEST(CliFollowing, WaitsForAServiceNotThereYetAndFillsIt) {
 }
 
 // A bus that starts the service on a request: the follower's first request starts it; stopped,
-// it stays stopped under the follower and a listener until a request starts it again, and the
-// follower then fills the new instance.
+// it stays stopped under the follower, a listener that heard it and a watcher and a listener
+// that came later, until a request starts it again; the follower then fills the new instance.
 TEST(CliFollowing, AStoppedServiceStaysStoppedUntilARequest) {
     test_support::TemporaryDirectory services("trevalo-services");
     std::ofstream(services.Path() + "/trevalo.service")
@@ -238,8 +238,11 @@ TEST(CliFollowing, AStoppedServiceStaysStoppedUntilARequest) {
     ASSERT_TRUE(listen.WaitForErr("listening ")) << listen.Err();
     ASSERT_TRUE(test_support::StopProcess(bus.OwnerPid(trevalo_bus::kBusName)));
     ASSERT_TRUE(follower.WaitForErr(kWaiting)) << follower.Err();
-    // Several of the follower's turns go by: nobody starts the service.
-    ASSERT_TRUE(follower.WaitForErr(kWaiting));
+    ChildProcess later_watch({"watch"}, OnBus(bus));
+    ChildProcess later_listen({"listen"}, OnBus(bus));
+    ASSERT_TRUE(later_watch.WaitForErr(kWaiting)) << later_watch.Err();
+    ASSERT_TRUE(later_listen.WaitForErr(kWaiting)) << later_listen.Err();
+    // Several of their turns go by: nobody starts the service.
     usleep(1000 * 1000);
     EXPECT_EQ(bus.OwnerPid(trevalo_bus::kBusName), -1) << bus.Log();
     // Its first request started the service: no wait then, one now.
@@ -250,7 +253,9 @@ TEST(CliFollowing, AStoppedServiceStaysStoppedUntilARequest) {
     EXPECT_EQ(asked.status, 0) << asked.err;
     ASSERT_TRUE(follower.WaitForOut("(no component changed)")) << follower.Out() << follower.Err();
     EXPECT_EQ(test_support::RunCli({"pid", "255"}, OnBus(bus)).out, "257\n");
-    for (ChildProcess* command : {&follower, &listen}) {
+    EXPECT_TRUE(later_watch.WaitForErr("watching ")) << later_watch.Err();
+    EXPECT_TRUE(later_listen.WaitForErr("listening ")) << later_listen.Err();
+    for (ChildProcess* command : {&follower, &listen, &later_watch, &later_listen}) {
         command->Signal(SIGINT);
         EXPECT_EQ(command->Wait(), 0);
     }
