@@ -79,6 +79,7 @@ class TvServiceState : public ::testing::TestWithParam<GoldenState> {
 };
 
 TEST_P(TvServiceState, AnswersAsTheStateSays) {
+    ASSERT_TRUE(GetParam().answers.isObject()) << "no answers in the golden state";
     const Json::Value& expected = GetParam().answers;
     sim_state_file::Write(GetParam().state.toStyledString());
     const Json::Value answers = Answers();
