@@ -16,7 +16,7 @@ fi
 
 root="$(cd "$(dirname "$0")/.." && pwd)"
 build="$root/build-fuzz"
-testdata="$root/../shared/testdata"
+testdata="$root/tests/data/captures"
 targets=(sectionparser request_path tsdemux)
 
 log="$(mktemp)"
@@ -29,6 +29,9 @@ if ! { CC=clang CXX=clang++ cmake -S "$root/fuzz" -B "$build" -DCMAKE_BUILD_TYPE
 fi
 
 # Seeds: the parser takes the sections as they are; the other two their own input layouts.
+for folder in pmt ts; do
+  [ -d "$testdata/$folder" ] || { echo "fuzz: the seeds' captures are missing: $testdata/$folder" >&2; exit 1; }
+done
 rm -rf "$build/seeds"
 python3 "$root/fuzz/make_seeds.py" "$testdata" "$build/seeds/request_path" "$build/seeds/tsdemux"
 mkdir -p "$build/seeds/sectionparser"

@@ -91,15 +91,16 @@ fi
 step "starting trevalo_service (its log: $demo/service.log)"
 "$build/bin/trevalo_service" 2>"$demo/service.log" &
 service_pid=$!
-# The pid of the process owning the name; empty while nobody does.
+# The pid of the process owning the name; empty while nobody does (gdbus then fails, which
+# under pipefail is no reason to stop).
 owner_pid() {
-  gdbus call --address "$DBUS_SESSION_BUS_ADDRESS" --dest org.freedesktop.DBus \
+  { gdbus call --address "$DBUS_SESSION_BUS_ADDRESS" --dest org.freedesktop.DBus \
     --object-path /org/freedesktop/DBus --method org.freedesktop.DBus.GetConnectionUnixProcessID \
-    "$bus_name" 2>/dev/null | sed -n 's/^(uint32 \([0-9]*\),)$/\1/p'
+    "$bus_name" 2>/dev/null || true; } | sed -n 's/^(uint32 \([0-9]*\),)$/\1/p'
 }
 # Another process may own the name already: only the one started here will do.
 owner=
-for _ in $(seq 200); do
+for _ in $(seq 600); do
   owner=$(owner_pid)
   [ "$owner" = "$service_pid" ] && break
   if ! kill -0 "$service_pid" 2>/dev/null; then
@@ -117,7 +118,7 @@ for _ in $(seq 200); do
   sleep 0.05
 done
 if [ "$owner" != "$service_pid" ]; then
-  echo "run.sh: after 10 s, $bus_name is owned by ${owner:-nobody}, not by the" \
+  echo "run.sh: after 30 s, $bus_name is owned by ${owner:-nobody}, not by the" \
     "trevalo_service started here (pid $service_pid): see $demo/service.log" >&2
   exit 1
 fi

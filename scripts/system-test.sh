@@ -11,8 +11,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 source_dir=$PWD
-stream=$source_dir/../shared/testdata/ts/multi-programme-ac3-subtitles.ts
-largest_section=$source_dir/../shared/testdata/pmt/test-018.p1.v4.0.sec
+stream=$source_dir/tests/data/captures/ts/multi-programme-ac3-subtitles.ts
+largest_section=$source_dir/tests/data/captures/pmt/test-018.p1.v4.0.sec
 unit=trevalo_service.service
 bus_name=org.ondrel.TCServer.trevalo_service
 object=/org/ondrel/TCServer/trevalo_service
@@ -501,6 +501,22 @@ stopped_in_order() {
     inside journalctl --no-pager -q "_PID=$last" -o cat | grep -q 'OnTerminate'
 }
 check "systemctl stop: the orderly lines and status 0" stopped_in_order
+
+# A follower of a recording may start the service with its first request; a systemctl stop
+# under it then stays stopped: it waits for the name without asking for it.
+stop_stays_under_a_follower() {
+  local follower stayed
+  follower=$(as_client sh -c "trevalo-cli pmt --follow /srv/trevalo/$(basename "$stream") \
+    >/tmp/follower.out 2>/tmp/follower.err & echo \$!")
+  for _ in $(seq 300); do inside grep -q 'catalogue rebuilt' /tmp/follower.out && break; sleep 0.1; done
+  inside systemctl stop "$unit"
+  for _ in $(seq 300); do inside grep -q 'waiting for' /tmp/follower.err && break; sleep 0.1; done
+  sleep 3 # several of the follower's turns
+  stayed=$(property ActiveState)
+  inside kill "$follower"
+  equals "$stayed $(inside grep -c 'waiting for' /tmp/follower.err)" "inactive 1"
+}
+check "systemctl stop stays stopped under a running pmt --follow" stop_stays_under_a_follower
 
 # Purge a running service; then nothing of the packages is left, and installing again works.
 as_nobody busctl --system introspect "$bus_name" "$object" >/dev/null

@@ -38,7 +38,7 @@ void QuitOnBusLost(void* loop) {
 // What `trevalo_service --help` prints; the manual page trevalo_service(8) is made from it.
 void PrintUsage() {
     std::cout
-        << "Usage: trevalo_service [--help]\n"
+        << "Usage: trevalo_service [--help | --version]\n"
            "\n"
            "The component service of a digital-TV receiver. It owns the D-Bus name\n"
         << trevalo_bus::kBusName << " (object " << trevalo_bus::kObjectPath << ",\n"
@@ -50,7 +50,8 @@ void PrintUsage() {
            "playing-time clock; SendPESDataWithFirstPTS is relayed as the TrevaloSignal signal.\n"
            "trevalo-cli(1) is its command-line client.\n"
            "\n"
-           "It takes no arguments and is normally started by the bus on the first request to its\n"
+           "It takes no other arguments and is normally started by the bus on the first request to "
+           "its\n"
            "name, or by systemd (trevalo_service.service). Its log lines, tagged TREVALO_SERVICE,\n"
            "go to stderr, or to the journal as one entry each with its priority under systemd.\n"
            "\n"
@@ -72,16 +73,29 @@ void PrintUsage() {
            "Exit status:\n"
            "  0    stopped by SIGINT or SIGTERM\n"
            "  1    the bus was lost while it ran\n"
+           "  2    an argument it does not know\n"
            "  255  no bus, or the name is owned by another process\n";
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-    // --help is the one argument it knows; anything else is ignored, as it always was.
-    if (argc > 1 && (std::strcmp(argv[1], "--help") == 0 || std::strcmp(argv[1], "-h") == 0)) {
-        PrintUsage();
-        return 0;
+    // --help and --version are the arguments it knows; any other is refused before it starts.
+    if (argc > 1) {
+        const std::string first = argv[1];
+        const bool help = first == "--help" || first == "-h";
+        if (argc == 2 && help) {
+            PrintUsage();
+            return 0;
+        }
+        if (argc == 2 && first == "--version") {
+            std::cout << "trevalo_service " TREVALO_VERSION "\n";
+            return 0;
+        }
+        const bool known = help || first == "--version";
+        std::cerr << "trevalo_service: unexpected argument '" << argv[known ? 2 : 1]
+                  << "' (see trevalo_service --help)\n";
+        return 2;
     }
     const bool monotonic = StartMonotonicClock();
     // The simulated platform holds still for the length of each request.

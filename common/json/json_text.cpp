@@ -21,12 +21,15 @@ std::unique_ptr<Json::CharReader> MakeReader(int nesting_limit) {
     return std::unique_ptr<Json::CharReader>(builder.newCharReader());
 }
 
-// jsoncpp writes "* Line 1, Column 11\n  Syntax error: ...\n": make it one line,
-// "Line 1, Column 11: Syntax error: ...".
+// jsoncpp writes "* Line 1, Column 11\n  Syntax error: ...\n" per error: make the first one
+// line, "Line 1, Column 11: Syntax error: ...".
 std::string OneLine(const std::string& errors) {
     std::string line;
     for (char c : errors) {
-        if (c == '*' && line.empty()) continue;
+        if (c == '*') {
+            if (line.empty()) continue;
+            break;  // the errors after the first follow from it
+        }
         if (c == '\n') {
             if (!line.empty() && line.back() != ' ' && line.back() != ':') line.append(": ");
             continue;

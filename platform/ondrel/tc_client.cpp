@@ -1,7 +1,10 @@
 #include <systemd/sd-bus.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <exception>
+#include <stdexcept>
 #include <vector>
 
 #include "Ondrel/TCClient.h"
@@ -14,17 +17,21 @@ namespace Ondrel {
 namespace {
 
 struct SignalSubscription {
+    const TCClient::State* client;
     TCClient::SignalHandler handler;
     sd_bus_slot* match = nullptr;
 };
 
 struct PropertiesSubscription {
+    const TCClient::State* client;
     std::string interface;
     TCClient::PropertiesHandler handler;
     sd_bus_slot* match = nullptr;
 };
 
 constexpr const char kPropertiesInterface[] = "org.freedesktop.DBus.Properties";
+constexpr const char kDaemon[] = "org.freedesktop.DBus";
+constexpr const char kDaemonPath[] = "/org/freedesktop/DBus";
 
 }  // namespace
 
@@ -33,20 +40,60 @@ struct TCClient::State {
     std::string bus_name;
     std::string object_path;
     sd_bus* bus = nullptr;
-    GSource* source = nullptr;  // only while signals are subscribed
+    GSource* source = nullptr;  // only while signals or the owner are followed
     std::vector<std::unique_ptr<SignalSubscription>> subscriptions;
     TCClient::LostHandler on_lost;
     std::vector<std::unique_ptr<PropertiesSubscription>> property_subscriptions;
+    sd_bus_slot* owner_match = nullptr;  // NameOwnerChanged of bus_name, once followed
+    std::string owner;                   // its unique name as followed, empty: none
+    bool owner_only = false;
+    std::string reply_sender;
+    std::string error_name;
+
+    // Where calls go: the well-known name, or only the owner it has now.
+    const char* Destination() const { return owner_only ? owner.c_str() : bus_name.c_str(); }
+    // False, with the error the bus would give, when calls go to the owner and there is none.
+    bool CanCall(std::string* error) {
+        if (bus == nullptr) {
+            error_name.clear();
+            if (error != nullptr) *error = "not connected";
+            return false;
+        }
+        if (!owner_only || !owner.empty()) return true;
+        error_name = "org.freedesktop.DBus.Error.NameHasNoOwner";
+        if (error != nullptr) *error = error_name + ": nobody owns " + bus_name + " now";
+        return false;
+    }
+    // Whether a signal comes from the server rather than any other connection.
+    bool FromServer(sd_bus_message* signal) const {
+        const char* sender = sd_bus_message_get_sender(signal);
+        return !owner.empty() && sender != nullptr && owner == sender;
+    }
 };
 
 namespace {
+
+// Runs a handler of ours from a callback of C code (sd-bus, GLib), through which no exception
+// may unwind: one that escapes is reported on stderr, and the signal is skipped.
+template <typename Handler>
+void Guarded(const char* what, Handler&& handler) noexcept {
+    try {
+        handler();
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "ondrel client: skipped %s: %s\n", what, failure.what());
+    } catch (...) {
+        std::fprintf(stderr, "ondrel client: skipped %s: an unknown exception\n", what);
+    }
+}
 
 void SetError(std::string* error, const std::string& text) {
     if (error != nullptr) *error = text;
 }
 
 // A failed call's reason: the D-Bus error it was answered with, else the local error number.
-void SetCallError(std::string* error, const sd_bus_error& failure, int result) {
+void SetCallError(TCClient::State& state, std::string* error, const sd_bus_error& failure,
+                  int result) {
+    state.error_name = sd_bus_error_is_set(&failure) ? failure.name : "";
     SetError(error, sd_bus_error_is_set(&failure)
                         ? std::string(failure.name) + ": " +
                               (failure.message != nullptr ? failure.message : "")
@@ -60,11 +107,18 @@ uint64_t TimeoutMicroseconds(int timeout_ms) {
 
 int OnSignal(sd_bus_message* signal, void* user_data, sd_bus_error*) {
     auto* subscription = static_cast<SignalSubscription*>(user_data);
-    if (sd_bus_message_has_signature(signal, "say") <= 0) return 0;
-    TCMessage message;
-    if (message_wire::Read(signal, message, nullptr)) {
-        subscription->handler(sd_bus_message_get_member(signal), message);
-    }
+    if (!subscription->client->FromServer(signal)) return 0;
+    const char* member = sd_bus_message_get_member(signal);
+    const std::string name = member != nullptr ? member : "";
+    Guarded(member, [&] {
+        std::string error = "its arguments are not (say)";
+        TCMessage message;
+        if (sd_bus_message_has_signature(signal, "say") <= 0 ||
+            !message_wire::Read(signal, message, &error)) {
+            throw std::runtime_error(error);
+        }
+        subscription->handler(name, message);
+    });
     return 0;
 }
 
@@ -148,20 +202,42 @@ int ReadDictionary(sd_bus_message* message, TCValue::Dictionary& dictionary) {
 
 int OnPropertiesChanged(sd_bus_message* signal, void* user_data, sd_bus_error*) {
     auto* subscription = static_cast<PropertiesSubscription*>(user_data);
-    const char* interface = nullptr;
-    if (sd_bus_message_read_basic(signal, 's', &interface) < 0 ||
-        subscription->interface != interface) {
-        return 0;
-    }
-    TCValue::Dictionary changed;
-    if (ReadDictionary(signal, changed) >= 0) subscription->handler(changed);
+    if (!subscription->client->FromServer(signal)) return 0;
+    Guarded("PropertiesChanged", [&] {
+        const char* interface = nullptr;
+        if (sd_bus_message_has_signature(signal, "sa{sv}as") <= 0 ||
+            sd_bus_message_read_basic(signal, 's', &interface) < 0) {
+            throw std::runtime_error("its arguments are not (sa{sv}as)");
+        }
+        if (subscription->interface != interface) return;
+        TCValue::Dictionary changed;
+        const int result = ReadDictionary(signal, changed);
+        if (result < 0) throw std::runtime_error(std::strerror(-result));
+        subscription->handler(changed);
+    });
+    return 0;
+}
+
+// NameOwnerChanged of the server's name, from the bus daemon itself (which no peer can pose as:
+// the daemon stamps every sender).
+int OnOwnerChanged(sd_bus_message* signal, void* user_data, sd_bus_error*) {
+    auto* state = static_cast<TCClient::State*>(user_data);
+    const char* sender = sd_bus_message_get_sender(signal);
+    if (sender == nullptr || std::strcmp(sender, kDaemon) != 0) return 0;
+    const char* name = nullptr;
+    const char* old_owner = nullptr;
+    const char* new_owner = nullptr;
+    if (sd_bus_message_read(signal, "sss", &name, &old_owner, &new_owner) < 0) return 0;
+    if (state->bus_name == name) state->owner = new_owner;
     return 0;
 }
 
 // A client's signals stop when the bus goes; what the program does then is its own affair.
 void ReportBusLost(void* data, int error) {
     const auto& on_lost = *static_cast<TCClient::LostHandler*>(data);
-    if (on_lost) on_lost(std::strerror(error));
+    Guarded("the lost bus's report", [&] {
+        if (on_lost) on_lost(std::strerror(error));
+    });
 }
 
 }  // namespace
@@ -174,6 +250,7 @@ TCClient::TCClient(std::string server_name) : m_State(std::make_unique<State>())
 
 TCClient::~TCClient() {
     bus::Detach(m_State->source);
+    sd_bus_slot_unref(m_State->owner_match);
     for (const auto& subscription : m_State->subscriptions) {
         sd_bus_slot_unref(subscription->match);
     }
@@ -203,29 +280,52 @@ void TCClient::OnBusLost(LostHandler on_lost) {
     m_State->on_lost = std::move(on_lost);
 }
 
-std::string TCClient::ServerOwner() const {
-    if (!Connected()) return std::string();
-    sd_bus_error failure = SD_BUS_ERROR_NULL;
+bool TCClient::FollowOwner() {
+    if (m_State->bus == nullptr) return false;
+    if (m_State->owner_match != nullptr) return true;
+    // The match first, then the question: a change in between arrives after the answer. Only
+    // the changes of the server's name (arg0), not every connection coming and going.
+    const std::string rule = std::string("type='signal',sender='") + kDaemon + "',path='" +
+                             kDaemonPath + "',interface='" + kDaemon +
+                             "',member='NameOwnerChanged',arg0='" + m_State->bus_name + "'";
+    const int result = sd_bus_add_match(m_State->bus, &m_State->owner_match, rule.c_str(),
+                                        OnOwnerChanged, m_State.get());
+    if (result < 0) return false;
     sd_bus_message* answer = nullptr;
-    const int result = sd_bus_call_method(
-        m_State->bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus",
-        "GetNameOwner", &failure, &answer, "s", m_State->bus_name.c_str());
-    sd_bus_error_free(&failure);
     const char* owner = nullptr;
-    if (result < 0 || sd_bus_message_read(answer, "s", &owner) < 0) owner = nullptr;
-    std::string unique_name = owner != nullptr ? owner : "";
+    if (sd_bus_call_method(m_State->bus, kDaemon, kDaemonPath, kDaemon, "GetNameOwner", nullptr,
+                           &answer, "s", m_State->bus_name.c_str()) >= 0 &&
+        sd_bus_message_read(answer, "s", &owner) >= 0 && owner != nullptr) {
+        m_State->owner = owner;
+    }
     sd_bus_message_unref(answer);
-    return unique_name;
+    if (m_State->source == nullptr) {
+        m_State->source = bus::Attach(m_State->bus, ReportBusLost, &m_State->on_lost);
+    }
+    return true;
+}
+
+const std::string& TCClient::Owner() const {
+    return m_State->owner;
+}
+
+void TCClient::AddressOwnerOnly(bool only) {
+    m_State->owner_only = only;
+}
+
+const std::string& TCClient::ReplySender() const {
+    return m_State->reply_sender;
+}
+
+const std::string& TCClient::LastErrorName() const {
+    return m_State->error_name;
 }
 
 bool TCClient::Request(const TCMessage& request, TCMessage& reply, std::string* error,
                        int timeout_ms) {
-    if (m_State->bus == nullptr) {
-        SetError(error, "not connected");
-        return false;
-    }
+    if (!m_State->CanCall(error)) return false;
     sd_bus_message* call = nullptr;
-    int result = sd_bus_message_new_method_call(m_State->bus, &call, m_State->bus_name.c_str(),
+    int result = sd_bus_message_new_method_call(m_State->bus, &call, m_State->Destination(),
                                                 m_State->object_path.c_str(), bus::kInterface,
                                                 bus::kRequestMethod);
     if (result < 0) {
@@ -242,9 +342,16 @@ bool TCClient::Request(const TCMessage& request, TCMessage& reply, std::string* 
     result = sd_bus_call(m_State->bus, call, TimeoutMicroseconds(timeout_ms), &failure, &answer);
     sd_bus_message_unref(call);
     if (result < 0) {
-        SetCallError(error, failure, result);
+        SetCallError(*m_State, error, failure, result);
         sd_bus_error_free(&failure);
         return false;
+    }
+    const char* sender = sd_bus_message_get_sender(answer);
+    m_State->reply_sender = sender != nullptr ? sender : "";
+    // The reply comes from the owner, before the NameOwnerChanged that a start by this very
+    // request queued is handled; that change, or a later one, still comes after.
+    if (m_State->owner_match != nullptr && m_State->owner.empty()) {
+        m_State->owner = m_State->reply_sender;
     }
     std::string parse_error;
     const bool parsed = message_wire::Read(answer, reply, &parse_error);
@@ -256,27 +363,24 @@ bool TCClient::Request(const TCMessage& request, TCMessage& reply, std::string* 
 bool TCClient::Subscribe(const std::string& signal, SignalHandler on_signal) {
     if (m_State->bus == nullptr) return false;
     auto subscription = std::make_unique<SignalSubscription>();
+    subscription->client = m_State.get();
     subscription->handler = std::move(on_signal);
-    // Matched by object path and interface: the daemon would match a well-known sender by its
-    // owner, but sd-bus compares the sender locally as given.
+    // The daemon matches the well-known sender by its owner, but sd-bus lets any sender through
+    // such a match locally, and a signal sent to this connection alone passes no match rule at
+    // the daemon: OnSignal checks the sender against the owner followed.
     const int result = sd_bus_match_signal(
-        m_State->bus, &subscription->match, nullptr, m_State->object_path.c_str(), bus::kInterface,
-        signal.empty() ? nullptr : signal.c_str(), OnSignal, subscription.get());
+        m_State->bus, &subscription->match, m_State->bus_name.c_str(), m_State->object_path.c_str(),
+        bus::kInterface, signal.empty() ? nullptr : signal.c_str(), OnSignal, subscription.get());
     if (result < 0) return false;
     m_State->subscriptions.push_back(std::move(subscription));
-    if (m_State->source == nullptr)
-        m_State->source = bus::Attach(m_State->bus, ReportBusLost, &m_State->on_lost);
-    return true;
+    return FollowOwner();
 }
 
 bool TCClient::Ping(std::string* error, int timeout_ms) {
-    if (m_State->bus == nullptr) {
-        SetError(error, "not connected");
-        return false;
-    }
+    if (!m_State->CanCall(error)) return false;
     sd_bus_error failure = SD_BUS_ERROR_NULL;
     sd_bus_message* call = nullptr;
-    int result = sd_bus_message_new_method_call(m_State->bus, &call, m_State->bus_name.c_str(),
+    int result = sd_bus_message_new_method_call(m_State->bus, &call, m_State->Destination(),
                                                 m_State->object_path.c_str(),
                                                 "org.freedesktop.DBus.Peer", "Ping");
     if (result >= 0) {
@@ -285,7 +389,7 @@ bool TCClient::Ping(std::string* error, int timeout_ms) {
     }
     sd_bus_message_unref(call);
     if (result < 0) {
-        SetCallError(error, failure, result);
+        SetCallError(*m_State, error, failure, result);
     }
     sd_bus_error_free(&failure);
     return result >= 0;
@@ -293,14 +397,11 @@ bool TCClient::Ping(std::string* error, int timeout_ms) {
 
 bool TCClient::GetAllProperties(const std::string& interface, TCValue::Dictionary& properties,
                                 std::string* error, int timeout_ms) {
-    if (m_State->bus == nullptr) {
-        SetError(error, "not connected");
-        return false;
-    }
+    if (!m_State->CanCall(error)) return false;
     sd_bus_error failure = SD_BUS_ERROR_NULL;
     sd_bus_message* answer = nullptr;
     sd_bus_message* call = nullptr;
-    int result = sd_bus_message_new_method_call(m_State->bus, &call, m_State->bus_name.c_str(),
+    int result = sd_bus_message_new_method_call(m_State->bus, &call, m_State->Destination(),
                                                 m_State->object_path.c_str(), kPropertiesInterface,
                                                 "GetAll");
     if (result >= 0) result = sd_bus_message_append_basic(call, 's', interface.c_str());
@@ -315,7 +416,7 @@ bool TCClient::GetAllProperties(const std::string& interface, TCValue::Dictionar
         sd_bus_message_unref(answer);
     }
     if (result < 0) {
-        SetCallError(error, failure, result);
+        SetCallError(*m_State, error, failure, result);
     }
     sd_bus_error_free(&failure);
     return result >= 0;
@@ -324,17 +425,16 @@ bool TCClient::GetAllProperties(const std::string& interface, TCValue::Dictionar
 bool TCClient::SubscribeProperties(const std::string& interface, PropertiesHandler on_change) {
     if (m_State->bus == nullptr) return false;
     auto subscription = std::make_unique<PropertiesSubscription>();
+    subscription->client = m_State.get();
     subscription->interface = interface;
     subscription->handler = std::move(on_change);
+    // As in Subscribe: OnPropertiesChanged checks the sender.
     const int result = sd_bus_match_signal(
-        m_State->bus, &subscription->match, nullptr, m_State->object_path.c_str(),
+        m_State->bus, &subscription->match, m_State->bus_name.c_str(), m_State->object_path.c_str(),
         kPropertiesInterface, "PropertiesChanged", OnPropertiesChanged, subscription.get());
     if (result < 0) return false;
     m_State->property_subscriptions.push_back(std::move(subscription));
-    if (m_State->source == nullptr) {
-        m_State->source = bus::Attach(m_State->bus, ReportBusLost, &m_State->on_lost);
-    }
-    return true;
+    return FollowOwner();
 }
 
 const std::string& TCClient::BusName() const {

@@ -41,10 +41,7 @@ void Start() {
     g_source_set_name(source, "ondrel watchdog");
     g_source_attach(source, nullptr);
     g_source_unref(source);  // the main context holds it for the life of the process
-    // With its site, so that its journal entry carries the code fields as the service's do.
-    static const dlog_site site = {"watchdog.cpp", "Start", __LINE__, "", 0};
-    __dlog_print_site(LOG_ID_MAIN, DLOG_INFO, "ONDREL", &site, "watchdog: WATCHDOG=1 every %u ms\n",
-                      period_ms);
+    __dlog_print(LOG_ID_MAIN, DLOG_INFO, "ONDREL", "watchdog: WATCHDOG=1 every %u ms\n", period_ms);
 }
 
 }  // namespace watchdog

@@ -34,12 +34,13 @@ TEST(CatalogueTable, ShowsBytesThatWouldNotPrint) {
     Json::Value odd;
     odd["lang"] = std::string(
         "\x01"
-        "e\xE9\x7F",
-        4);
+        "e\xE9\x7F\\",
+        5);
     catalogue.audio = {odd};
+    // A backslash is escaped too: "\\x01" could be four bytes otherwise.
     EXPECT_EQ(FormatCatalogueTable(AllRows(catalogue)),
-              "KIND   #  PID  TAG  ENCODING  LANG           FLAGS\n"
-              "audio  0  ?    ?    ?         \\x01e\\xE9\\x7F\n");
+              "KIND   #  PID  TAG  ENCODING  LANG               FLAGS\n"
+              "audio  0  ?    ?    ?         \\x01e\\xE9\\x7F\\x5C\n");
 }
 
 TEST(CatalogueJson, HoldsTheEntriesAsTheServiceGaveThemUnderTheirKinds) {

@@ -18,13 +18,15 @@ using test_support::ChildResult;
 using test_support::RunCli;
 using ::testing::HasSubstr;
 
-const std::string kTs = std::string(TREVALO_TESTDATA_DIR) + "/ts/";
+std::string Capture(const std::string& name) {
+    return test_support::TestDataPath("ts/" + name);
+}
 
 TEST(Programmes, ListsEveryProgrammeOfACaptureWithThePmtLibdvbpsiFinds) {
     for (const char* capture : {"multi-programme-ac3-subtitles.ts", "avc-aac-eac3.ts"}) {
         SCOPED_TRACE(capture);
-        const std::string bytes = test_support::ReadText(kTs + capture);
-        const ChildResult result = RunCli({"programmes", kTs + capture});  // no bus at all
+        const std::string bytes = test_support::ReadText(Capture(capture));
+        const ChildResult result = RunCli({"programmes", Capture(capture)});  // no bus at all
         ASSERT_EQ(result.status, 0) << result.err;
         const std::vector<ts_test::ReferenceProgramme> reference =
             ts_test::ReadWithDvbpsi(ts_test::Bytes(bytes.begin(), bytes.end()));
@@ -50,7 +52,7 @@ TEST(Programmes, ListsEveryProgrammeOfACaptureWithThePmtLibdvbpsiFinds) {
 // From a pipe, and from a recording of 2 GiB or more (the capture with a hole after it), which
 // must open and read as any file where off_t would otherwise be 32 bits (armhf).
 TEST(Programmes, ShowsEachStreamsTypeAndLanguagesFromAPipeOrARecordingBeyond2GiB) {
-    const std::string capture = test_support::ReadText(kTs + "multi-programme-ac3-subtitles.ts");
+    const std::string capture = test_support::ReadText(Capture("multi-programme-ac3-subtitles.ts"));
     const std::string large = "/tmp/trevalo-large-" + std::to_string(getpid()) + ".ts";
     {
         std::ofstream file(large, std::ios::binary);

@@ -217,9 +217,8 @@ TEST(ServiceWithoutBus, EndsWith255) {
 TEST_F(ServiceOnBus, AnnouncesEachNewCatalogueAndNoRefusedSection) {
     test_support::RawClient listener(*bus_);
     listener.Subscribe(kCatalogueChanged);
-    const std::string pmt = std::string(TREVALO_TESTDATA_DIR) + "/pmt/";
-    const test_support::Bytes ac3 = test_support::ReadFile(pmt + "test-020.p8803.v13.2.sec");
-    const test_support::Bytes mpeg = test_support::ReadFile(pmt + "test-012.p4006.v2.0.sec");
+    const test_support::Bytes ac3 = test_support::ReadTestData("pmt/test-020.p8803.v13.2.sec");
+    const test_support::Bytes mpeg = test_support::ReadTestData("pmt/test-012.p4006.v2.0.sec");
     test_support::Bytes damaged = ac3;
     damaged.back() ^= 0x01;
     const struct {

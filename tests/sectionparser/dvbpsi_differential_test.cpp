@@ -146,6 +146,11 @@ class DvbpsiDifferential : public ::testing::TestWithParam<Case> {
     DvbpsiPmtDecoder m_Reference;
 };
 
+// Without them the comparison covers the built sections alone.
+TEST(CapturedSections, AreInTheProject) {
+    ASSERT_FALSE(CapturedSections().empty()) << "missing test data: " << CapturedSectionsFolder();
+}
+
 TEST_P(DvbpsiDifferential, SameTableAsLibdvbpsi) {
     const Bytes& section = GetParam().section;
     const auto programNumber = static_cast<uint16_t>((section[3] << 8) | section[4]);

@@ -1,5 +1,7 @@
 #include "test_data.h"
 
+#include <unistd.h>
+
 #include <stdexcept>
 
 #include "trevalo/json_text.h"
@@ -7,12 +9,15 @@
 namespace test_support {
 
 std::string TestDataPath(const std::string& relative_path) {
-    return std::string(TREVALO_TESTDATA_DIR) + "/" + relative_path;
+    const std::string path = std::string(TREVALO_TESTDATA_DIR) + "/" + relative_path;
+    if (access(path.c_str(), R_OK) != 0) throw std::runtime_error("missing test data: " + path);
+    return path;
 }
 
 Bytes ReadTestData(const std::string& relative_path) {
-    const Bytes bytes = ReadFile(TestDataPath(relative_path));
-    if (bytes.empty()) throw std::runtime_error("cannot read " + TestDataPath(relative_path));
+    const std::string path = TestDataPath(relative_path);
+    const Bytes bytes = ReadFile(path);
+    if (bytes.empty()) throw std::runtime_error("empty or unreadable test data: " + path);
     return bytes;
 }
 

@@ -1,4 +1,5 @@
-// Test support: the shared broadcast captures, the golden files of tests/data, and JSON text.
+// Test support: the broadcast captures of tests/data/captures, the golden files of tests/data,
+// and JSON text.
 #ifndef TESTS_TEST_DATA_H
 #define TESTS_TEST_DATA_H
 
@@ -10,7 +11,8 @@
 
 namespace test_support {
 
-// A file of the shared test data ("pmt/x.sec"); throws when it cannot be read.
+// A file (or folder) of the captures ("pmt/x.sec"). Both throw, with one line naming the file,
+// when it is missing or empty: the test fails there rather than on what the absence causes.
 Bytes ReadTestData(const std::string& relative_path);
 std::string TestDataPath(const std::string& relative_path);
 

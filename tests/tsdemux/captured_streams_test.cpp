@@ -32,8 +32,7 @@ std::vector<Bytes> Extract(const Bytes& stream, uint16_t program_number) {
 TEST(CapturedStreams, EveryProgrammeGivesTheSectionsLibdvbpsiGathers) {
     size_t captures = 0;
     size_t programmes = 0;
-    for (const auto& file :
-         std::filesystem::directory_iterator(std::string(TREVALO_TESTDATA_DIR) + "/ts")) {
+    for (const auto& file : std::filesystem::directory_iterator(test_support::TestDataPath("ts"))) {
         if (file.path().extension() != ".ts") continue;
         SCOPED_TRACE(file.path().filename().string());
         ++captures;

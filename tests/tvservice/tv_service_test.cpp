@@ -2,6 +2,11 @@
 // fails, for every state of tests/data/tv_service_states.json.
 #include <gtest/gtest.h>
 
+#include <cctype>
+#include <ostream>
+#include <string>
+#include <vector>
+
 #include "TVServiceAPI.h"
 #include "log_capture.h"
 #include "sim_state_file.h"
@@ -57,14 +62,26 @@ Json::Value Answers() {
     return answers;
 }
 
-class TvServiceState : public ::testing::TestWithParam<Json::Value> {
+// One state of the golden file; printed (and named) by what it is for, not by its bytes.
+struct GoldenState {
+    std::string why;
+    Json::Value state;
+    Json::Value answers;
+};
+
+void PrintTo(const GoldenState& golden, std::ostream* out) {
+    *out << golden.why;
+}
+
+class TvServiceState : public ::testing::TestWithParam<GoldenState> {
   protected:
     void TearDown() override { sim_state_file::Unset(); }
 };
 
 TEST_P(TvServiceState, AnswersAsTheStateSays) {
-    const Json::Value& expected = GetParam()["answers"];
-    sim_state_file::Write(GetParam()["state"].toStyledString());
+    ASSERT_TRUE(GetParam().answers.isObject()) << "no answers in the golden state";
+    const Json::Value& expected = GetParam().answers;
+    sim_state_file::Write(GetParam().state.toStyledString());
     const Json::Value answers = Answers();
     for (const std::string& name : expected.getMemberNames()) {
         // As text: jsoncpp's == tells a signed from an unsigned integer.
@@ -72,13 +89,32 @@ TEST_P(TvServiceState, AnswersAsTheStateSays) {
     }
 }
 
-std::vector<Json::Value> States() {
-    Json::Value states =
+std::vector<GoldenState> States() {
+    const Json::Value states =
         test_support::ReadJsonFile(test_support::GoldenPath("tv_service_states.json"));
-    return {states.begin(), states.end()};
+    std::vector<GoldenState> golden;
+    for (const Json::Value& state : states) {
+        golden.push_back({state["why"].asString(), state["state"], state["answers"]});
+    }
+    return golden;
 }
 
-INSTANTIATE_TEST_SUITE_P(Golden, TvServiceState, ::testing::ValuesIn(States()));
+// "3_every_member_from_the_state": the index keeps names apart, the words say which it is.
+std::string StateName(const ::testing::TestParamInfo<GoldenState>& info) {
+    std::string name = std::to_string(info.index) + "_";
+    for (const char letter : info.param.why.substr(0, 48)) {
+        const bool word = std::isalnum(static_cast<unsigned char>(letter)) != 0;
+        if (word) {
+            name += letter;
+        } else if (name.back() != '_') {
+            name += '_';
+        }
+    }
+    while (name.back() == '_') name.pop_back();
+    return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Golden, TvServiceState, ::testing::ValuesIn(States()), StateName);
 
 // The state file is read again when it changes; one that is not JSON gives the defaults.
 TEST(TvServiceStateFile, ChangesAreSeenAndBrokenFilesGiveDefaults) {

@@ -84,7 +84,7 @@ std::string FlagsCell(const Json::Value& entry) {
 std::string PrintableText(const std::string& bytes) {
     std::string text;
     for (const unsigned char c : bytes) {
-        if (c >= 0x20 && c < 0x7F) {
+        if (c >= 0x20 && c < 0x7F && c != '\\') {
             text.push_back(static_cast<char>(c));
         } else {
             char escaped[8];

@@ -13,7 +13,7 @@ namespace trevalo_cli {
 // the change mark when any row carries one. "(no components)" when there are no rows.
 std::string FormatCatalogueTable(const std::vector<CatalogueRow>& rows);
 
-// `bytes` with each byte that would not print shown as \xNN.
+// `bytes` with each byte that would not print, and the backslash, shown as \xNN.
 std::string PrintableText(const std::string& bytes);
 
 // {"audio": [...], "subtitle": [...], "video": [...]}, the entries as the service gave them.

@@ -9,13 +9,6 @@
 #include "trevalo/json_text.h"
 
 namespace trevalo_cli {
-namespace {
-
-// Deeper than any request needs, yet bounded: deeper --data is bad usage, not a crash.
-constexpr int kDataNestingLimit = 1000;
-
-}  // namespace
-
 int RunCall(const CommandContext& context, const Arguments& arguments) {
     if (arguments.Operands().size() != 1) throw UsageError("give one METHOD");
     const std::string& method = arguments.Operands()[0];
@@ -23,7 +16,8 @@ int RunCall(const CommandContext& context, const Arguments& arguments) {
     Json::Value data;
     if (const auto text = arguments.Value("--data")) {
         std::string error;
-        if (!trevalo_json::Parse(*text, data, &error, kDataNestingLimit)) {
+        // Nested as deep as the service takes (deeper is bad usage, not a crash).
+        if (!trevalo_json::Parse(*text, data, &error)) {
             throw UsageError("--data is not JSON: " + error);
         }
     }

@@ -13,7 +13,17 @@ constexpr int kExitUsage = 2;          // bad usage, unusable input, or nobody t
 
 class CommandError : public std::runtime_error {
   public:
-    enum class Kind { kUsage, kUnreadableInput, kNoService, kBusLost, kFailureAnswer };
+    // kServiceAbsent: nobody owns the service's name and the bus started nobody (no service
+    // file, a unit that is disabled, stopped or missing): not there yet, to those who wait.
+    enum class Kind {
+        kUsage,
+        kUnreadableInput,
+        kNoService,
+        kServiceAbsent,
+        kBusLost,
+        kOutput,
+        kFailureAnswer
+    };
 
     CommandError(Kind kind, const std::string& message)
         : std::runtime_error(message), m_Kind(kind) {}
@@ -35,6 +45,18 @@ inline CommandError UnreadableInput(const std::string& message) {
 }
 inline CommandError NoServiceError(const std::string& message) {
     return CommandError(CommandError::Kind::kNoService, message);
+}
+inline CommandError ServiceAbsentError(const std::string& message) {
+    return CommandError(CommandError::Kind::kServiceAbsent, message);
+}
+// Standard output cannot take what the command prints (a full disk, a closed pipe).
+inline CommandError OutputError(const std::string& message) {
+    return CommandError(CommandError::Kind::kOutput, message);
+}
+// No service answered, whether or not one may come.
+inline bool NoServiceAnswered(const CommandError& error) {
+    return error.GetKind() == CommandError::Kind::kNoService ||
+           error.GetKind() == CommandError::Kind::kServiceAbsent;
 }
 // The connection to the bus is gone: not a service that can come back.
 inline CommandError BusLostError(const std::string& message) {

@@ -46,9 +46,10 @@ int RunListen(const CommandContext& context, const Arguments& arguments) {
         throw UsageError("unexpected '" + arguments.Operands()[0] + "'");
     }
     ServiceConnection service(context);
-    service.Client().Subscribe(trevalo_bus::kTrevaloSignal,
-                               arguments.Flag("--json") ? PrintSignalJson : PrintSignal);
+    service.Subscribe(trevalo_bus::kTrevaloSignal,
+                      arguments.Flag("--json") ? PrintSignalJson : PrintSignal);
     if (!WaitForService(service, "listen")) return kExitSuccess;
+    service.Client().AddressOwnerOnly(true);
     std::cerr << "listening for " << trevalo_bus::kTrevaloSignal << " from "
               << service.Client().BusName() << " (Ctrl-C stops)" << std::endl;
 

@@ -27,7 +27,6 @@ namespace trevalo_cli {
 namespace {
 
 constexpr size_t kChunkSize = 64 * 1024;
-constexpr long kGrowthPollNanoseconds = 200L * 1000 * 1000;
 
 std::string PidText(unsigned pid) {
     char text[24];
@@ -73,29 +72,36 @@ std::string NothingFound(const tsdemux::PmtExtractor& extractor, const InputStre
 
 void SayOnStderr(const std::string& message) {
     std::cout.flush();
-    std::cerr << "trevalo-cli: pmt: " << message << std::endl;
+    std::cerr << "trevalo-cli: pmt: " + message + "\n" << std::flush;  // in one write
 }
 
 // Sends each PMT found and prints what the service made of it. While following, a service that
-// goes away is waited for and refilled with the current PMT.
+// goes away is waited for and refilled with the current PMT. Only the first request goes to
+// the service's well-known name, which may start it; after that requests go to the owner
+// followed, so that a service someone stopped stays stopped.
 class PmtSender {
   public:
     PmtSender(ServiceConnection& service, bool follow, bool json)
-        : m_Service(service), m_Follow(follow), m_Json(json) {}
+        : m_Service(service), m_Follow(follow), m_Json(json) {
+        // Before the first request: the owner its reply comes from is then followed already.
+        if (m_Follow) m_Service.FollowOwner();
+    }
 
     void Send(const tsdemux::FoundPmt& pmt) {
         m_Current = pmt;
         while (true) {
             try {
                 SendOnce(pmt);
-                if (m_Follow) m_Owner = m_Service.Client().ServerOwner();
                 return;
             } catch (const CommandError& error) {
-                // Before the service ever answered, "no service" is the answer.
-                if (!m_Follow || m_Accepted == 0 ||
-                    error.GetKind() != CommandError::Kind::kNoService)
+                // Not following, or a service that answers wrongly: that is the answer. A
+                // service absent (nothing started it) is not there yet; one that stopped
+                // answering after it took a PMT is waited for.
+                if (!m_Follow || !NoServiceAnswered(error) ||
+                    (m_Accepted == 0 && !ServiceIsAbsent(error))) {
                     throw;
-                SayOnStderr(error.what());
+                }
+                if (m_Accepted != 0) SayOnStderr(error.what());
             }
             if (!AwaitService()) return;
         }
@@ -103,15 +109,10 @@ class PmtSender {
 
     // While following: when the name of the service that took the current PMT has no owner or
     // another one now (a restart), waits for the service and sends that PMT again with reset.
-    // Asks the bus at most every kOwnerCheckInterval.
     void KeepServiceFilled() {
         if (!m_Follow || m_Accepted == 0) return;
-        const auto now = std::chrono::steady_clock::now();
-        if (now - m_OwnerChecked < kOwnerCheckInterval) return;
-        m_OwnerChecked = now;
-        if (m_Service.Client().ServerOwner() == m_Owner) return;
-        // The bus itself gone is no restart to wait for: the ping throws the lost bus then.
-        if (!m_Service.Client().Connected()) m_Service.Ping();
+        m_Service.Pause(0);  // the owner's changes that came meanwhile
+        if (m_Service.Client().Owner() == m_Owner) return;
         SayOnStderr(m_Service.Client().BusName() + " left the bus or was restarted");
         if (AwaitService()) Send(m_Current);
     }
@@ -122,8 +123,6 @@ class PmtSender {
     void StartOver() { m_Reset = true; }
 
   private:
-    static constexpr std::chrono::milliseconds kOwnerCheckInterval{200};
-
     // False when interrupted first.
     bool AwaitService() {
         if (!WaitForService(m_Service, "pmt")) return false;
@@ -133,7 +132,18 @@ class PmtSender {
 
     void SendOnce(const tsdemux::FoundPmt& pmt) {
         ++m_Sent;
-        const bool accepted = SendPmtSection(m_Service, pmt.section, pmt.program_number, m_Reset);
+        bool accepted = false;
+        try {
+            accepted = SendPmtSection(m_Service, pmt.section, pmt.program_number, m_Reset);
+        } catch (const CommandError&) {
+            if (m_Follow) m_Service.Client().AddressOwnerOnly(true);
+            throw;
+        }
+        if (m_Follow) {
+            // Who took it: a restart after this reply shows as another owner.
+            m_Owner = m_Service.Client().ReplySender();
+            m_Service.Client().AddressOwnerOnly(true);
+        }
         std::optional<Catalogue> catalogue;
         if (accepted) catalogue = ReadCurrentCatalogue(m_Service);
         if (m_Json) PrintJson(pmt, catalogue);
@@ -180,22 +190,8 @@ class PmtSender {
     uint64_t m_Accepted = 0;
     Catalogue m_Last;
     tsdemux::FoundPmt m_Current;  // the PMT of the catalogue the service should hold
-    std::string m_Owner;          // who owned the service's name when it took m_Current
-    std::chrono::steady_clock::time_point m_OwnerChecked;
+    std::string m_Owner;          // the unique name that took m_Current
 };
-
-void WaitForGrowth() {
-    const timespec pause{0, kGrowthPollNanoseconds};
-    nanosleep(&pause, nullptr);  // a signal cuts it short, which is what Ctrl-C wants
-}
-
-// How long a live input may go without a PAT before the client says so.
-std::chrono::milliseconds PatPatience() {
-    const char* text = std::getenv("TREVALO_CLI_PAT_PATIENCE_MS");
-    const std::optional<long long> ms =
-        text != nullptr ? ParseInteger(text, 0, 24LL * 60 * 60 * 1000) : std::nullopt;
-    return std::chrono::milliseconds(ms ? *ms : 5000);
-}
 
 }  // namespace
 
@@ -212,8 +208,8 @@ int RunPmt(const CommandContext& context, const Arguments& arguments) {
     const bool follow = arguments.Flag("--follow");
 
     InputStream input(arguments.Operands()[0]);
+    if (follow) CatchInterruption();  // before the bus: Ctrl-C from then on is a request to stop
     ServiceConnection service(context);
-    if (follow) CatchInterruption();
 
     std::vector<tsdemux::FoundPmt> found;
     const auto new_extractor = [&found, program] {
@@ -232,6 +228,7 @@ int RunPmt(const CommandContext& context, const Arguments& arguments) {
     const auto started = std::chrono::steady_clock::now();
     const std::chrono::milliseconds pat_patience = PatPatience();
     bool said_no_pat = false;
+    bool said_gone = false;
 
     while (!ended && !Interrupted()) {
         if (live && !said_no_pat && !extractor->PatComplete() &&
@@ -240,12 +237,30 @@ int RunPmt(const CommandContext& context, const Arguments& arguments) {
                         input.Name() + "; still reading (Ctrl-C stops)");
             said_no_pat = true;
         }
+        // A pipe or a device is waited on with the bus: a lost bus, a restarted service and the
+        // PAT's patience do not wait for its next bytes.
+        if (!input.IsRegularFile() && !service.Pause(kPauseMs, input.Fd())) break;
         const ssize_t count = input.Read(chunk.data(), chunk.size());
         if (count < 0) continue;  // a signal: the loop condition decides
         if (count == 0 && follow && input.IsRegularFile()) {
-            if (input.Size() < bytes_read) {
+            // Deleted: said once, and followed as it was opened until the path names a file
+            // again. Renamed over (a new recording in its place): that one is read.
+            const InputStream::PathNow path_now = input.Follow();
+            if (path_now == InputStream::PathNow::kGone && !said_gone) {
+                SayOnStderr(input.Name() + " was deleted: waiting for a file of that name " +
+                            "(Ctrl-C stops)");
+            }
+            said_gone = path_now == InputStream::PathNow::kGone;
+            const bool replaced = path_now == InputStream::PathNow::kAnotherFile;
+            if (replaced) {
+                SayOnStderr(input.Name() + " was replaced: reading the new file from the start");
+                input.Reopen();
+            }
+            if (replaced || input.Size() < bytes_read) {
                 // Rewritten from the start, shorter than what was read: read it afresh.
-                SayOnStderr(input.Name() + " was rewritten: reading it from the start");
+                if (!replaced) {
+                    SayOnStderr(input.Name() + " was rewritten: reading it from the start");
+                }
                 input.Rewind();
                 bytes_read = 0;
                 found.clear();
@@ -254,7 +269,7 @@ int RunPmt(const CommandContext& context, const Arguments& arguments) {
                 continue;
             }
             sender.KeepServiceFilled();
-            WaitForGrowth();
+            service.Pause(kPauseMs);  // the loop's condition sees an interruption
             continue;
         }
         if (count == 0) {
@@ -279,6 +294,8 @@ int RunPmt(const CommandContext& context, const Arguments& arguments) {
         sender.KeepServiceFilled();
     }
     progress.Erase();
+    // Ctrl-C before anything was sent is a request to stop, as for watch and listen.
+    if (Interrupted() && sender.Sent() == 0) return kExitSuccess;
     if (sender.Sent() == 0) {
         throw FailureAnswer(NothingFound(*extractor, input, program, bytes_read));
     }

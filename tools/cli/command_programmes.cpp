@@ -189,9 +189,25 @@ int RunProgrammes(const CommandContext&, const Arguments& arguments) {
     InputStream input(arguments.Operands()[0]);
     tsdemux::ProgrammeScanner scanner;
     std::vector<uint8_t> chunk(kChunkSize);
-    // A tuner's output never ends: stop as soon as every programme has its PMT.
+    // A tuner's output never ends: stop as soon as every programme has its PMT. One that shows
+    // no PAT for a while is said once.
+    const bool live = !input.IsRegularFile();
+    const auto started = std::chrono::steady_clock::now();
+    const std::chrono::milliseconds pat_patience = PatPatience();
+    bool said_no_pat = false;
+    uint64_t bytes_read = 0;
     while (!scanner.AllFound()) {
+        if (live && !said_no_pat && !scanner.PatComplete() &&
+            std::chrono::steady_clock::now() - started >= pat_patience) {
+            // One write: a reader of stderr never sees half the line.
+            std::cerr << "trevalo-cli: programmes: no PAT in the first " +
+                             std::to_string(bytes_read) + " bytes of " + input.Name() +
+                             "; still reading (Ctrl-C stops)\n"
+                      << std::flush;
+            said_no_pat = true;
+        }
         const ssize_t count = input.Read(chunk.data(), chunk.size());
+        if (count > 0) bytes_read += static_cast<uint64_t>(count);
         if (count < 0) continue;
         if (count == 0) {
             scanner.Finish();
@@ -221,7 +237,14 @@ int RunProgrammes(const CommandContext&, const Arguments& arguments) {
                 PrintProgramme(*pmt);
             }
             ++listed;
-        } else if (!json) {
+        } else if (json) {
+            // Listed as in the table: its number and PMT PID, no streams.
+            Json::Value missing(Json::objectValue);
+            missing[output::kProgramNum] = entry.program_number;
+            missing[output::kPmtPid] = entry.pid;
+            missing[output::kStreams] = Json::Value();
+            programs.append(missing);
+        } else {
             std::cout << "programme " << entry.program_number << ": no valid PMT on PID "
                       << PidText(entry.pid) << "\n";
         }

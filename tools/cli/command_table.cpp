@@ -63,11 +63,13 @@ const std::vector<CommandEntry>& AllCommands() {
          "\n"
          "With --follow, keeps reading after that: every new PMT of the programme is sent too\n"
          "(reset: false), and the entries it added (+) or removed (-) are printed. At the end of\n"
-         "a file it waits for the file to grow; Ctrl-C stops it. Use it on a tuner's output\n"
-         "(dvbv5-zap -o - ... | trevalo-cli pmt - --follow) or on a recording being written.\n"
-         "A recording rewritten shorter is read again from the start. When the service leaves\n"
-         "the bus (stopped, crashed, restarted), says so, waits for it and sends the current PMT\n"
-         "again (reset: true); when the bus itself goes, ends with status 2.\n"
+         "a file it waits for the file to grow; Ctrl-C stops it (status 0). Use it on a tuner's\n"
+         "output (dvbv5-zap -o - ... | trevalo-cli pmt - --follow) or on a recording being\n"
+         "written. A recording rewritten shorter is read again from the start. Only the first\n"
+         "request may start the service; when it is not there yet, or leaves the bus later\n"
+         "(stopped, crashed, restarted), says so, waits for it to appear without starting it,\n"
+         "and sends the current PMT again (reset: true); when the bus itself goes, ends with\n"
+         "status 2.\n"
          "\n"
          "With --json, prints one JSON object per section sent instead, one per line:\n"
          "{\"program_num\": N, \"pmt_pid\": P, \"version\": V, \"section_bytes\": B, \"answer\": "
@@ -104,10 +106,12 @@ const std::vector<CommandEntry>& AllCommands() {
          "listen [--json]",
          "print every TrevaloSignal until interrupted",
          "Prints one line per TrevaloSignal the service sends: the body as JSON, then the buffer\n"
-         "in hexadecimal. When the service is not on the bus yet (and the bus cannot start it),\n"
-         "says so once on stderr and waits for it to appear. Ctrl-C (or SIGTERM) stops it with\n"
-         "status 0; the bus going away ends it with status 2. With --json, one JSON object per\n"
-         "signal and line: {\"signal\": NAME, \"body\": {...}, \"buffer\": \"hex\"}.\n",
+         "in hexadecimal, from the service alone (whoever owns its name). When the service is not\n"
+         "on the bus, says so once on stderr and waits for it to appear; it never starts the\n"
+         "service. A malformed signal is one line on stderr and skipped. Ctrl-C (or SIGTERM)\n"
+         "stops it with status 0; the bus going away ends it with status 2. With --json, one\n"
+         "JSON object per signal and line: {\"signal\": NAME, \"body\": {...}, \"buffer\":\n"
+         "\"hex\"}.\n",
          {{}, {"--json"}},
          RunListen},
         {"watch",
@@ -121,8 +125,8 @@ const std::vector<CommandEntry>& AllCommands() {
          "subtitle\" and the table of the catalogue command. With --json, one line per change:\n"
          "{\"programNum\": N, \"audio\": [...], \"subtitle\": [...], \"video\": [...]}. Changes\n"
          "that come faster than they are printed show as one, the newest. When the service is not\n"
-         "on the bus yet, says so once on stderr and waits for it. Ctrl-C (or SIGTERM) stops it\n"
-         "with status 0; the bus going away ends it with status 2.\n",
+         "on the bus, says so once on stderr and waits for it; it never starts the service.\n"
+         "Ctrl-C (or SIGTERM) stops it with status 0; the bus going away ends it with status 2.\n",
          {{}, {"--json"}},
          RunWatch},
     };

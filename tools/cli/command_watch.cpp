@@ -104,6 +104,7 @@ gboolean PrintNewest(gpointer data) {
         PrintIfNew(*watch, watch->catalogue);
         return G_SOURCE_REMOVE;
     }
+    // No exception may cross GLib's dispatch.
     try {
         PrintIfNew(*watch, ReadWholeCatalogue(watch->service));
     } catch (const CommandError& error) {
@@ -111,6 +112,9 @@ gboolean PrintNewest(gpointer data) {
         if (error.GetKind() == CommandError::Kind::kBusLost) return G_SOURCE_REMOVE;
         // The service may be gone or restarting; the next announcement is printed again.
         std::cerr << "trevalo-cli: watch: " << error.what() << std::endl;
+    } catch (const std::exception& error) {
+        std::cerr << "trevalo-cli: watch: cannot print the catalogue: " << error.what()
+                  << std::endl;
     }
     return G_SOURCE_REMOVE;
 }
@@ -127,7 +131,7 @@ int RunWatch(const CommandContext& context, const Arguments& arguments) {
         if (watch.printing == 0) watch.printing = g_idle_add(PrintNewest, &watch);
     };
     // A signal carries only the properties that changed: the others keep their values.
-    service.Client().SubscribeProperties(
+    service.SubscribeProperties(
         catalogue::kInterface, [&watch, print_soon](const Ondrel::TCValue::Dictionary& changed) {
             Update(watch.properties, changed);
             int program = 0;
@@ -136,14 +140,23 @@ int RunWatch(const CommandContext& context, const Arguments& arguments) {
             watch.program = program;
             print_soon();
         });
-    service.Client().Subscribe(
+    service.Subscribe(
         trevalo_bus::kCatalogueChanged,
-        [&watch, print_soon](const std::string&, const Ondrel::TCMessage& message) {
+        [&watch, print_soon](const std::string& name, const Ondrel::TCMessage& message) {
             if (watch.typed) return;  // the properties' signal follows with the catalogue
-            watch.program = message.body[member::kProgramNum];
+            const Json::Value& body = message.body;
+            if (!body.isObject() || !body[member::kProgramNum].isIntegral()) {
+                std::cerr << "trevalo-cli: watch: skipped a " << name
+                          << " without a programme number: " << trevalo_json::WriteCompact(body)
+                          << std::endl;
+                return;
+            }
+            watch.program = body[member::kProgramNum];
             print_soon();
         });
     if (!WaitForService(service, "watch")) return kExitSuccess;
+    // From now on only the owner found is asked: a stopped service stays stopped.
+    service.Client().AddressOwnerOnly(true);
     // The values now, newer than any announcement not yet dispatched.
     Ondrel::TCValue::Dictionary properties;
     int program = 0;

@@ -5,11 +5,21 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <optional>
 
+#include "arguments.h"
 #include "command_error.h"
 
 namespace trevalo_cli {
+
+std::chrono::milliseconds PatPatience() {
+    const char* text = std::getenv("TREVALO_CLI_PAT_PATIENCE_MS");
+    const std::optional<long long> ms =
+        text != nullptr ? ParseInteger(text, 0, 24LL * 60 * 60 * 1000) : std::nullopt;
+    return std::chrono::milliseconds(ms ? *ms : 5000);
+}
 
 InputStream::InputStream(const std::string& path) {
     if (path == "-") {
@@ -20,6 +30,7 @@ InputStream::InputStream(const std::string& path) {
         if (m_Fd < 0) throw UnreadableInput("cannot open " + path + ": " + std::strerror(errno));
         m_OwnsFd = true;
         m_Name = path;
+        m_Path = path;
     }
     struct stat status {};
     if (fstat(m_Fd, &status) != 0) {  // EOVERFLOW: a file beyond what off_t holds
@@ -49,6 +60,24 @@ void InputStream::Rewind() {
     if (lseek(m_Fd, 0, SEEK_SET) < 0) {
         throw UnreadableInput("cannot read " + m_Name + " again: " + std::strerror(errno));
     }
+}
+
+InputStream::PathNow InputStream::Follow() const {
+    if (m_Path.empty()) return PathNow::kSameFile;
+    struct stat now {};
+    struct stat open {};
+    if (stat(m_Path.c_str(), &now) != 0) return PathNow::kGone;
+    if (fstat(m_Fd, &open) != 0) return PathNow::kSameFile;
+    return now.st_dev == open.st_dev && now.st_ino == open.st_ino ? PathNow::kSameFile
+                                                                  : PathNow::kAnotherFile;
+}
+
+void InputStream::Reopen() {
+    const int fd = open(m_Path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0) throw UnreadableInput("cannot open " + m_Path + " again: " + std::strerror(errno));
+    if (m_OwnsFd) close(m_Fd);
+    m_Fd = fd;
+    m_OwnsFd = true;
 }
 
 std::vector<uint8_t> InputStream::ReadAll() {

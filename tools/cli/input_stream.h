@@ -4,11 +4,16 @@
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
 
 namespace trevalo_cli {
+
+// How long an input that does not end (a pipe, a device, a followed file) may go without a PAT
+// before the command reading it says so: TREVALO_CLI_PAT_PATIENCE_MS, else 5 s.
+std::chrono::milliseconds PatPatience();
 
 class InputStream {
   public:
@@ -25,6 +30,12 @@ class InputStream {
     // Back to the first byte of a regular file (one rewritten from the start).
     void Rewind();
 
+    // For a file being followed: what its path names now.
+    enum class PathNow { kSameFile, kGone, kAnotherFile };
+    PathNow Follow() const;
+    // Opens the path again (the other file it names now), from its first byte.
+    void Reopen();
+
     // Everything up to the end.
     std::vector<uint8_t> ReadAll();
 
@@ -34,12 +45,15 @@ class InputStream {
     bool IsRegularFile() const { return m_RegularFile; }
     // The file's size now (0 for a pipe).
     uint64_t Size() const;
+    // To wait on until there is something to read.
+    int Fd() const { return m_Fd; }
 
   private:
     int m_Fd = -1;
     bool m_OwnsFd = false;
     bool m_RegularFile = false;
     std::string m_Name;
+    std::string m_Path;  // empty for standard input
 };
 
 }  // namespace trevalo_cli

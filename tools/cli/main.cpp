@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -44,9 +45,10 @@ void PrintOverview(std::ostream& out) {
            "  --system           the system bus, where the packaged service runs\n"
            "  --session          the session bus ($DBUS_SESSION_BUS_ADDRESS, else the user's)\n"
            "  --timeout SECONDS  how long to wait for each answer of the service (a number\n"
-           "                     above 0; default 25)\n"
+           "                     above 0, up to 86400; default 25)\n"
            "  -h, --help         this text; 'trevalo-cli COMMAND --help' or 'trevalo-cli\n"
            "                     --help COMMAND' describes a command\n"
+           "  --version          the version of trevalo-cli\n"
            "\n"
            "Environment:\n"
            "  DBUS_SESSION_BUS_ADDRESS  the bus, when --bus does not name one (else the system "
@@ -55,8 +57,9 @@ void PrintOverview(std::ostream& out) {
            "Exit status:\n"
            "  0  done\n"
            "  1  the service or the input answered with a failure\n"
-           "  2  bad usage, an input that cannot be read, no bus, the bus gone while\n"
-           "     listening, watching or following, or no service to answer in time\n"
+           "  2  bad usage, an input that cannot be read, an output that cannot be\n"
+           "     written, no bus, the bus gone while listening, watching or following,\n"
+           "     or no service to answer in time\n"
            "\n"
            "Errors are one line on stderr: 'trevalo-cli: COMMAND: what went wrong'.\n";
 }
@@ -128,6 +131,10 @@ int Run(const std::vector<std::string>& words, std::string& command_name) {
             }
             return kExitSuccess;
         }
+        if (word == "--version") {
+            std::cout << "trevalo-cli " TREVALO_VERSION "\n";
+            return kExitSuccess;
+        }
         leading.push_back(word);
         const std::string name = word.substr(0, word.find('='));
         if (kConnectionOptions.with_value.count(word) != 0 && at + 1 < words.size()) {
@@ -169,11 +176,20 @@ int main(int argc, char** argv) {
     std::string command_name;
     const auto report = [&command_name](const std::string& message) {
         std::cout.flush();
+        std::cout.clear();  // what could not be written stays unwritten
         std::cerr << "trevalo-cli: " << (command_name.empty() ? "" : command_name + ": ")
                   << message;
     };
     try {
-        return Run(std::vector<std::string>(argv + 1, argv + argc), command_name);
+        const int status = Run(std::vector<std::string>(argv + 1, argv + argc), command_name);
+        // What was printed must have reached its destination (a full disk, /dev/full).
+        errno = 0;
+        std::cout.flush();
+        if (!std::cout) {
+            throw OutputError(std::string("cannot write to standard output: ") +
+                              (errno != 0 ? std::strerror(errno) : "write error"));
+        }
+        return status;
     } catch (const CommandError& error) {
         report(error.what());
         if (error.GetKind() == CommandError::Kind::kUsage) {

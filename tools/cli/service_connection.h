@@ -29,10 +29,6 @@ class ServiceConnection {
     Ondrel::TCMessage Request(const std::string& method, const Json::Value& data = Json::Value(),
                               const std::vector<unsigned char>& buffer = {});
 
-    // Asks whether the service answers on the bus at all (a D-Bus ping, which the bus policy
-    // grants everyone); throws as Request does when it does not.
-    void Ping();
-
     Ondrel::TCClient& Client() { return m_Client; }
 
     // How long a call may wait for its answer, in milliseconds (-1: the bus's default).
@@ -42,11 +38,29 @@ class ServiceConnection {
     // connection goes first.
     void ListenUntilInterrupted();
 
+    // TCClient::Subscribe and SubscribeProperties, throwing BusLostError when the bus refuses.
+    void Subscribe(const std::string& signal, Ondrel::TCClient::SignalHandler on_signal);
+    void SubscribeProperties(const std::string& interface,
+                             Ondrel::TCClient::PropertiesHandler on_change);
+
+    // From now on follows who owns the service's name (TCClient::FollowOwner) and notices a lost
+    // bus while the main context runs; throws BusLostError when the bus is gone already.
+    void FollowOwner();
+    // Runs the default main context for up to `ms` milliseconds, less when `fd` (when not -1)
+    // becomes readable; with 0, until what is pending was handled. False when SIGINT or SIGTERM
+    // came (once CatchInterruption was called); throws BusLostError when the bus went.
+    bool Pause(int ms, int fd = -1);
+
+    // "the bus at ADDRESS", "the system bus", ...: for the messages that name the bus.
+    const std::string& BusDescription() const { return m_BusDescription; }
+
+    // The error of a call that failed with `error`, sorted by the D-Bus error name of the
+    // client's last call: the bus gone, nobody there, nobody answering in time, a refusal of
+    // the bus policy, or the service's own failure answer to `what`.
+    CommandError CallFailure(const std::string& what, const std::string& error) const;
+
   private:
     CommandError BusLost(const std::string& reason) const;
-    // The error of a call that failed with `error`: the bus gone, nobody answering, or the
-    // service's own failure answer to `what`.
-    CommandError CallFailure(const std::string& what, const std::string& error) const;
 
     Ondrel::TCClient m_Client;
     std::string m_BusDescription;  // "the bus at ADDRESS", "the system bus", ...
@@ -55,8 +69,12 @@ class ServiceConnection {
 };
 
 // Whether `error`, thrown by ServiceConnection::Request, says that nobody owns the service's
-// name and the bus has nothing to start: the service is not up yet, rather than failing.
+// name and the bus started nobody: the service is not up yet, rather than failing.
 bool ServiceIsAbsent(const CommandError& error);
+
+// How long a waiting command sleeps between looks at its input or at the clock, in milliseconds
+// (the bus wakes it at once).
+constexpr int kPauseMs = 200;
 
 }  // namespace trevalo_cli
 

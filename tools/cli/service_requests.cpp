@@ -116,10 +116,21 @@ Catalogue ReadWholeCatalogue(ServiceConnection& service) {
 
 bool ReadCatalogueProperties(ServiceConnection& service, Catalogue& catalogue,
                              int& program_number) {
+    // What a service without the interface answers; any other failure is the command's.
+    static const char* const kWithoutInterface[] = {
+        "org.freedesktop.DBus.Error.UnknownInterface", "org.freedesktop.DBus.Error.UnknownMethod",
+        "org.freedesktop.DBus.Error.UnknownObject", "org.freedesktop.DBus.Error.InvalidArgs"};
     Ondrel::TCValue::Dictionary properties;
-    return service.Client().GetAllProperties(trevalo_bus::catalogue::kInterface, properties,
-                                             nullptr, service.TimeoutMs()) &&
-           CatalogueFromProperties(properties, catalogue, program_number);
+    std::string error;
+    if (!service.Client().GetAllProperties(trevalo_bus::catalogue::kInterface, properties, &error,
+                                           service.TimeoutMs())) {
+        const std::string& name = service.Client().LastErrorName();
+        for (const char* absent : kWithoutInterface) {
+            if (name == absent) return false;
+        }
+        throw service.CallFailure("GetAll", error);
+    }
+    return CatalogueFromProperties(properties, catalogue, program_number);
 }
 
 Catalogue ReadCurrentCatalogue(ServiceConnection& service) {

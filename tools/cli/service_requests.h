@@ -24,8 +24,9 @@ Catalogue ReadCatalogue(ServiceConnection& service);
 Catalogue ReadWholeCatalogue(ServiceConnection& service);
 
 // The three lists and the programme number from the properties of the catalogue interface, in
-// one GetAll call. False when the service has no such interface (or no service answers): the
-// caller then asks as a service without it is asked.
+// one GetAll call. False when the service has no such interface (or its properties make no
+// catalogue): the caller then asks as a service without it is asked. Throws as
+// ServiceConnection::Request does for any other failure (nobody answering, a refusal).
 bool ReadCatalogueProperties(ServiceConnection& service, Catalogue& catalogue, int& program_number);
 
 // The three lists the shortest way the service offers them: ReadCatalogueProperties, else

@@ -1,38 +1,26 @@
 #include "service_wait.h"
 
-#include <time.h>
-
 #include <iostream>
 
 #include "interruption.h"
 
 namespace trevalo_cli {
-namespace {
-
-constexpr long kRetryNanoseconds = 200L * 1000 * 1000;
-
-}  // namespace
 
 bool WaitForService(ServiceConnection& service, const std::string& command_name) {
     CatchInterruption();
+    service.FollowOwner();
     bool said = false;
-    while (!Interrupted()) {
-        try {
-            service.Ping();
-            return true;
-        } catch (const CommandError& error) {
-            if (!ServiceIsAbsent(error)) throw;
-        }
+    while (service.Client().Owner().empty()) {
         if (!said) {
-            std::cerr << "trevalo-cli: " << command_name << ": waiting for "
-                      << service.Client().BusName() << " to appear on the bus (Ctrl-C stops)"
-                      << std::endl;
+            std::cerr << "trevalo-cli: " + command_name + ": waiting for " +
+                             service.Client().BusName() + " to appear on " +
+                             service.BusDescription() + " (Ctrl-C stops)\n"
+                      << std::flush;  // in one write
             said = true;
         }
-        const timespec pause{0, kRetryNanoseconds};
-        nanosleep(&pause, nullptr);  // a signal cuts it short
+        if (!service.Pause(kPauseMs)) return false;
     }
-    return false;
+    return true;
 }
 
 }  // namespace trevalo_cli

@@ -1,4 +1,5 @@
-// Waiting for the service to come onto the bus, for the commands that listen to its signals.
+// Waiting for the service to come onto the bus, without ever starting it: for the commands that
+// listen to its signals, and for a follower whose service went away.
 #ifndef TREVALO_CLI_SERVICE_WAIT_H
 #define TREVALO_CLI_SERVICE_WAIT_H
 
@@ -8,13 +9,11 @@
 
 namespace trevalo_cli {
 
-// Pings the service's bus name (D-Bus Peer.Ping, which the policy grants everyone) until it
-// answers; the first one also lets the bus start an activatable service. While nobody owns the
-// name, says once on stderr
-// ("trevalo-cli: COMMAND: waiting for ...") and asks again every 200 ms. Returns false when
-// SIGINT or SIGTERM came first (it catches them from now on, see interruption.h); throws what
-// Ping throws for any other failure. Once it returned true, signals subscribed to before the
-// call reach the client: the bus handles a connection's messages in order.
+// Follows who owns the service's bus name (NameOwnerChanged) until someone does; no call goes
+// to the name meanwhile, so a stopped or disabled service stays as it is. While nobody owns it,
+// says once on stderr ("trevalo-cli: COMMAND: waiting for ..."). Returns false when SIGINT or
+// SIGTERM came first (it catches them from now on, see interruption.h); throws BusLostError
+// when the bus goes. Signals subscribed to before the call are followed from the owner found.
 bool WaitForService(ServiceConnection& service, const std::string& command_name);
 
 }  // namespace trevalo_cli

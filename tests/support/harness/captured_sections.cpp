@@ -24,7 +24,7 @@ int NumberAfter(const std::string& name, const std::string& marker) {
 std::vector<CapturedSection> LoadCapturedSections() {
     namespace fs = std::filesystem;
     std::vector<CapturedSection> sections;
-    const fs::path folder = fs::path(TREVALO_TESTDATA_DIR) / "pmt";
+    const fs::path folder = CapturedSectionsFolder();
     std::error_code error;
     if (!fs::is_directory(folder, error)) return sections;
     // <capture>.p<program_number>.v<version>.<n>.sec
@@ -43,6 +43,10 @@ std::vector<CapturedSection> LoadCapturedSections() {
 }
 
 }  // namespace
+
+std::string CapturedSectionsFolder() {
+    return std::string(TREVALO_TESTDATA_DIR) + "/pmt";
+}
 
 const std::vector<CapturedSection>& CapturedSections() {
     static const std::vector<CapturedSection> sections = LoadCapturedSections();

@@ -1,5 +1,5 @@
-// Harness: the PMT sections captured from real broadcasts, read in place from the shared test
-// data.
+// Harness: the PMT sections captured from real broadcasts, read in place from
+// tests/data/captures/pmt.
 #ifndef TESTS_HARNESS_CAPTURED_SECTIONS_H
 #define TESTS_HARNESS_CAPTURED_SECTIONS_H
 
@@ -17,8 +17,9 @@ struct CapturedSection {
     test_support::Bytes bytes;
 };
 
-// Every *.sec file of the shared pmt/ folder, sorted by name; empty if the folder is missing.
+// Every *.sec file of the captures' pmt/ folder, sorted by name; empty if the folder is missing.
 const std::vector<CapturedSection>& CapturedSections();
+std::string CapturedSectionsFolder();
 
 // The file name as a test name: letters, digits and '_'.
 std::string TestName(const CapturedSection& section);

@@ -3,10 +3,12 @@
 #include <fcntl.h>
 #include <grp.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <cstdlib>
 #include <stdexcept>
 #include <thread>
 
@@ -20,7 +22,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 bool WaitForText(const std::string& path, const std::string& text, int timeout_ms) {
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
+    const auto deadline = Clock::now() + std::chrono::milliseconds(Scaled(timeout_ms));
     while (ReadText(path).find(text) == std::string::npos) {
         if (Clock::now() > deadline) return false;
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -29,6 +31,15 @@ bool WaitForText(const std::string& path, const std::string& text, int timeout_m
 }
 
 }  // namespace
+
+int Scaled(int timeout_ms) {
+    static const double scale = [] {
+        const char* text = std::getenv("TREVALO_TEST_TIMEOUT_SCALE");
+        const double value = text != nullptr ? std::strtod(text, nullptr) : 1.0;
+        return value > 0 ? value : 1.0;
+    }();
+    return timeout_ms < 0 ? timeout_ms : static_cast<int>(timeout_ms * scale);
+}
 
 ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const ChildOptions& options)
     : m_ErrPath(options.err_path.empty() ? m_Directory.Path() + "/err" : options.err_path) {
@@ -60,6 +71,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const Chil
     const int out = open((m_Directory.Path() + "/out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     const int err = open(m_ErrPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
 
+    const pid_t parent = getpid();
     m_Pid = fork();
     if (m_Pid == 0) {
         dup2(input[0], STDIN_FILENO);
@@ -74,6 +86,9 @@ ChildProcess::ChildProcess(const std::vector<std::string>& arguments, const Chil
              setuid(static_cast<uid_t>(options.uid)) != 0)) {
             _exit(126);
         }
+        // Whatever ends the test (a crash, a time-out's SIGKILL) ends the child too; set after
+        // the change of user, which clears it.
+        if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0 || getppid() != parent) _exit(125);
         execve(argv[0], argv.data(), envp.data());
         _exit(127);
     }
@@ -109,7 +124,7 @@ bool ChildProcess::Running() {
 }
 
 int ChildProcess::Wait(int timeout_ms) {
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
+    const auto deadline = Clock::now() + std::chrono::milliseconds(Scaled(timeout_ms));
     while (Running()) {
         if (Clock::now() > deadline) return -1;
         std::this_thread::sleep_for(std::chrono::milliseconds(5));

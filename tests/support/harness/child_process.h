@@ -13,6 +13,11 @@
 
 namespace test_support {
 
+// Every time-out of the harness (the defaults below included) goes through here: `timeout_ms`
+// times TREVALO_TEST_TIMEOUT_SCALE (a number, default 1), for a machine slower than usual (a
+// sanitizer build, emulation, other work beside the tests).
+int Scaled(int timeout_ms);
+
 struct ChildOptions {
     std::vector<std::string> environment;  // "NAME=value"
     std::string input;                     // written to its standard input through a pipe
@@ -27,7 +32,7 @@ struct ChildOptions {
 class ChildProcess {
   public:
     ChildProcess(const std::vector<std::string>& arguments, const ChildOptions& options = {});
-    ~ChildProcess();  // SIGKILL if still running
+    ~ChildProcess();  // SIGKILL if still running; so is a child whose test process ends
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 

@@ -120,7 +120,7 @@ PrivateBus::PrivateBus(const std::string& config_body,
         std::vector<std::string>{"--config-file=" + config, "--nofork", "--print-address=1"},
         options);
     // The address is its first line; a daemon that refuses its configuration ends instead.
-    const auto deadline = Clock::now() + std::chrono::seconds(10);
+    const auto deadline = Clock::now() + std::chrono::milliseconds(Scaled(10000));
     while (m_Daemon->Out().find('\n') == std::string::npos && m_Daemon->Running() &&
            Clock::now() < deadline) {
         std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -147,7 +147,7 @@ ServiceProcess::ServiceProcess(const PrivateBus& bus, const std::string& program
     : ChildProcess(arguments, OnBus(bus, program, environment, err_path)), m_Bus(bus) {}
 
 bool ServiceProcess::WaitForName(const std::string& bus_name, int timeout_ms) {
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
+    const auto deadline = Clock::now() + std::chrono::milliseconds(Scaled(timeout_ms));
     while (Running() && Clock::now() < deadline) {
         if (m_Bus.OwnerPid(bus_name) > 0) return true;
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -174,7 +174,7 @@ bool PrivateBus::RequestName(const std::string& name, std::string& error) const 
 
 bool StopProcess(pid_t pid) {
     if (pid <= 0 || kill(pid, SIGTERM) != 0) return false;
-    const auto deadline = Clock::now() + std::chrono::seconds(10);
+    const auto deadline = Clock::now() + std::chrono::milliseconds(Scaled(10000));
     while (Clock::now() < deadline) {
         // Gone, or a zombie its parent has yet to reap.
         const std::string state = ReadText("/proc/" + std::to_string(pid) + "/stat");
@@ -216,7 +216,7 @@ Reply RawClient::Request(const std::string& body, const Bytes& buffer, int timeo
     GVariant* answer = g_dbus_connection_call_sync(
         m_Bus, m_BusName.c_str(), m_ObjectPath.c_str(), trevalo_bus::kInterface,
         trevalo_bus::kRequestMethod, g_variant_new_tuple(children, 2), G_VARIANT_TYPE("(say)"),
-        G_DBUS_CALL_FLAGS_NONE, timeout_ms, nullptr, &error);
+        G_DBUS_CALL_FLAGS_NONE, Scaled(timeout_ms), nullptr, &error);
     if (answer == nullptr) {
         Reply failed = ReplyFromError(error);
         g_error_free(error);
@@ -250,7 +250,7 @@ void RawClient::Subscribe(const std::string& name, SignalHandler handler) {
 }
 
 bool RawClient::WaitForSignals(size_t count, int timeout_ms) {
-    const auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
+    const auto deadline = Clock::now() + std::chrono::milliseconds(Scaled(timeout_ms));
     while (m_Signals.size() < count && Clock::now() < deadline) {
         if (!g_main_context_iteration(nullptr, FALSE)) {
             std::this_thread::sleep_for(std::chrono::milliseconds(2));

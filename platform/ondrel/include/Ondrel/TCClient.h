@@ -11,7 +11,10 @@
 namespace Ondrel {
 
 // The client side of a TCServer: sends requests to the server named at construction and listens
-// to its signals. Not thread-safe; use one client per thread.
+// to its signals. It trusts only the server: a signal counts when it comes from the connection
+// that owns the server's bus name now (followed through NameOwnerChanged, so a restarted server
+// is followed too). No exception of a handler crosses sd-bus or GLib: it is reported on stderr
+// and the signal skipped. Not thread-safe; use one client per thread.
 class TCClient {
   public:
     explicit TCClient(std::string server_name);
@@ -34,13 +37,27 @@ class TCClient {
     bool Connected() const;
 
     // Called once when the connection is found gone while the default main context is iterated
-    // (after Subscribe), with the reason.
+    // (after Subscribe or FollowOwner), with the reason.
     using LostHandler = std::function<void(const std::string& reason)>;
     void OnBusLost(LostHandler on_lost);
 
-    // The unique name of the process owning the server's bus name now; empty when nobody owns
-    // it or the bus cannot be asked.
-    std::string ServerOwner() const;
+    // From now on follows who owns the server's bus name (NameOwnerChanged, while the default
+    // main context is iterated), starting from the bus's answer now; Subscribe and
+    // SubscribeProperties do it too. False when not connected.
+    bool FollowOwner();
+    // The unique name of the owner as followed; empty when nobody owns the name (or before
+    // FollowOwner).
+    const std::string& Owner() const;
+
+    // With `only` set, requests, pings and property reads go to the followed owner's unique
+    // name, which the bus never starts a server for: with no owner they fail at once with
+    // org.freedesktop.DBus.Error.NameHasNoOwner. Without (the default), to the well-known name.
+    void AddressOwnerOnly(bool only);
+
+    // The unique name that sent the reply of the last successful Request.
+    const std::string& ReplySender() const;
+    // The D-Bus error name of the last call that failed with one; empty when it failed locally.
+    const std::string& LastErrorName() const;
 
     // Sends `request` and waits for the reply (timeout in milliseconds, -1 for the default).
     // False with `error` set when the call fails (no server, a D-Bus error, a reply body that is
@@ -54,7 +71,8 @@ class TCClient {
     bool Ping(std::string* error = nullptr, int timeout_ms = -1);
 
     // Calls `on_signal` for every signal named `signal` (any name when empty) that the server
-    // emits, while the default main context is iterated. Returns false when not connected.
+    // emits, while the default main context is iterated. Returns false when not connected or
+    // when the bus refuses the match.
     using SignalHandler = std::function<void(const std::string& signal, const TCMessage&)>;
     bool Subscribe(const std::string& signal, SignalHandler on_signal);
 
@@ -65,7 +83,7 @@ class TCClient {
 
     // Calls `on_change` with the changed values every PropertiesChanged of `interface` carries
     // from the server's object, while the default main context is iterated. Returns false when
-    // not connected.
+    // not connected or when the bus refuses the match.
     using PropertiesHandler = std::function<void(const TCValue::Dictionary& changed)>;
     bool SubscribeProperties(const std::string& interface, PropertiesHandler on_change);
 
@@ -73,8 +91,9 @@ class TCClient {
     const std::string& BusName() const;
     const std::string& ObjectPath() const;
 
+    struct State;  // the connection and what is followed on it
+
   private:
-    struct State;
     std::unique_ptr<State> m_State;
 };
 
