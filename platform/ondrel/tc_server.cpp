@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <list>
 #include <map>
 #include <string>
@@ -110,6 +111,8 @@ std::vector<sd_bus_vtable> MakeVTable(const std::vector<std::string>& signal_nam
 
 // ---- Typed values on the wire ----
 
+int AppendDictionary(sd_bus_message* message, const TCValue::Dictionary& dictionary);
+
 int AppendValue(sd_bus_message* message, const TCValue& value) {
     switch (value.GetType()) {
         case TCValue::Type::kByte: {
@@ -133,25 +136,39 @@ int AppendValue(sd_bus_message* message, const TCValue& value) {
         case TCValue::Type::kBytes:
             return sd_bus_message_append_array(message, 'y', value.ByteList().data(),
                                                value.ByteList().size());
+        case TCValue::Type::kStrings: {
+            int result = sd_bus_message_open_container(message, 'a', "s");
+            for (const std::string& text : value.StringList()) {
+                if (result >= 0) result = sd_bus_message_append_basic(message, 's', text.c_str());
+            }
+            return result >= 0 ? sd_bus_message_close_container(message) : result;
+        }
+        case TCValue::Type::kDictionary:
+            return AppendDictionary(message, value.Members());
         case TCValue::Type::kDictionaries:
             break;
     }
     int result = sd_bus_message_open_container(message, 'a', "a{sv}");
     for (const TCValue::Dictionary& dictionary : value.DictionaryList()) {
-        if (result >= 0) result = sd_bus_message_open_container(message, 'a', "{sv}");
-        for (const TCDictEntry& entry : dictionary) {
-            if (result >= 0) result = sd_bus_message_open_container(message, 'e', "sv");
-            if (result >= 0) result = sd_bus_message_append_basic(message, 's', entry.name.c_str());
-            if (result >= 0) {
-                result = sd_bus_message_open_container(message, 'v', entry.value.Signature());
-            }
-            if (result >= 0) result = AppendValue(message, entry.value);
-            if (result >= 0) result = sd_bus_message_close_container(message);  // v
-            if (result >= 0) result = sd_bus_message_close_container(message);  // e
-        }
-        if (result >= 0) result = sd_bus_message_close_container(message);  // a{sv}
+        if (result >= 0) result = AppendDictionary(message, dictionary);
     }
     if (result >= 0) result = sd_bus_message_close_container(message);  // aa{sv}
+    return result;
+}
+
+int AppendDictionary(sd_bus_message* message, const TCValue::Dictionary& dictionary) {
+    int result = sd_bus_message_open_container(message, 'a', "{sv}");
+    for (const TCDictEntry& entry : dictionary) {
+        if (result >= 0) result = sd_bus_message_open_container(message, 'e', "sv");
+        if (result >= 0) result = sd_bus_message_append_basic(message, 's', entry.name.c_str());
+        if (result >= 0) {
+            result = sd_bus_message_open_container(message, 'v', entry.value.Signature());
+        }
+        if (result >= 0) result = AppendValue(message, entry.value);
+        if (result >= 0) result = sd_bus_message_close_container(message);  // v
+        if (result >= 0) result = sd_bus_message_close_container(message);  // e
+    }
+    if (result >= 0) result = sd_bus_message_close_container(message);  // a{sv}
     return result;
 }
 
@@ -193,6 +210,76 @@ bool ReadBasic(sd_bus_message* message, char type, std::vector<TCValue>& argumen
     }
 }
 
+// Reads the variant of a dictionary member (y b q i s as); false for any other type, with
+// `error` naming the member.
+bool ReadMemberValue(sd_bus_message* message, const std::string& name, TCValue& value,
+                     std::string& error) {
+    const char* contents = nullptr;
+    if (sd_bus_message_peek_type(message, nullptr, &contents) <= 0 || contents == nullptr) {
+        error = "member " + name + " has no value";
+        return false;
+    }
+    const std::string signature = contents;
+    if (sd_bus_message_enter_container(message, SD_BUS_TYPE_VARIANT, signature.c_str()) <= 0) {
+        return false;
+    }
+    std::vector<TCValue> read;
+    bool known = signature.size() == 1 && ReadBasic(message, signature[0], read);
+    if (!known && signature == "as") {
+        char** texts = nullptr;
+        known = sd_bus_message_read_strv(message, &texts) >= 0;
+        std::vector<std::string> list;
+        for (char** text = texts; text != nullptr && *text != nullptr; ++text) {
+            list.emplace_back(*text);
+            std::free(*text);
+        }
+        std::free(texts);
+        read.push_back(TCValue::Strings(std::move(list)));
+    }
+    if (!known) {
+        error = "member " + name + " is of type " + signature + ", which is not taken here";
+        return false;
+    }
+    value = std::move(read.front());
+    return sd_bus_message_exit_container(message) >= 0;
+}
+
+// Reads an a{sv} argument; false with `error` set for a member of a type it does not take.
+bool ReadDictionaryArgument(sd_bus_message* message, std::vector<TCValue>& arguments,
+                            std::string& error) {
+    TCValue::Dictionary dictionary;
+    if (sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "{sv}") <= 0) return false;
+    int entered = 0;
+    while ((entered = sd_bus_message_enter_container(message, SD_BUS_TYPE_DICT_ENTRY, "sv")) > 0) {
+        const char* name = nullptr;
+        if (sd_bus_message_read_basic(message, 's', &name) <= 0) return false;
+        TCDictEntry entry{name, TCValue::Int32(0)};
+        if (!ReadMemberValue(message, entry.name, entry.value, error)) return false;
+        dictionary.push_back(std::move(entry));
+        if (sd_bus_message_exit_container(message) < 0) return false;
+    }
+    if (entered < 0 || sd_bus_message_exit_container(message) < 0) return false;
+    arguments.push_back(TCValue::OneDictionary(std::move(dictionary)));
+    return true;
+}
+
+// Reads the arguments `signature` lists (basic types and a{sv}); false with `error` set when
+// they do not match it.
+bool ReadArguments(sd_bus_message* message, const std::string& signature,
+                   std::vector<TCValue>& arguments, std::string& error) {
+    static const std::string kDictionary = "a{sv}";
+    for (size_t at = 0; at < signature.size();) {
+        if (signature.compare(at, kDictionary.size(), kDictionary) == 0) {
+            if (!ReadDictionaryArgument(message, arguments, error)) return false;
+            at += kDictionary.size();
+        } else {
+            if (!ReadBasic(message, signature[at], arguments)) return false;
+            ++at;
+        }
+    }
+    return true;
+}
+
 int GetProperty(sd_bus*, const char*, const char*, const char* property, sd_bus_message* reply,
                 void* user_data, sd_bus_error* error) {
     const auto* exported = static_cast<const ExportedInterface*>(user_data);
@@ -214,13 +301,23 @@ int CallTypedMethod(sd_bus_message* call, void* user_data, sd_bus_error* error) 
     for (const TCMethod& method : exported->interface.methods) {
         if (member == nullptr || method.name != member) continue;
         std::vector<TCValue> arguments;
-        for (const char type : method.in_signature) {
-            if (!ReadBasic(call, type, arguments)) {
-                return sd_bus_error_setf(error, SD_BUS_ERROR_INVALID_ARGS,
-                                         "arguments do not match %s", method.in_signature.c_str());
-            }
+        std::string wrong;
+        if (!ReadArguments(call, method.in_signature, arguments, wrong)) {
+            if (wrong.empty()) wrong = "arguments do not match " + method.in_signature;
+            return sd_bus_error_setf(error, SD_BUS_ERROR_INVALID_ARGS, "%s", wrong.c_str());
         }
-        const std::vector<TCValue> results = method.call(arguments);
+        std::vector<TCValue> results;
+        // No exception leaves this callback: a refusal becomes the error it names.
+        try {
+            results = method.call(arguments);
+        } catch (const TCMethodError& refusal) {
+            dlog_flush();
+            return sd_bus_error_setf(error, refusal.name.c_str(), "%s", refusal.message.c_str());
+        } catch (const std::exception& failure) {
+            dlog_flush();
+            return sd_bus_error_setf(error, kFailedError, "%s failed: %s", method.name.c_str(),
+                                     failure.what());
+        }
         // The call's log lines leave before its reply, as a request's do.
         dlog_flush();
         sd_bus_message* answer = nullptr;

@@ -21,8 +21,10 @@ const TCValue* Find(const TCValue::Dictionary& dictionary, const char* name) {
 
 // The members the interface adds to the entries of the JSON queries.
 bool InterfaceOnly(const std::string& name) {
-    for (const char* own : {member::kLangBytes, member::kKind, member::kType, member::kPage,
-                            member::kCompositionPage, member::kAncillaryPage}) {
+    for (const char* own :
+         {member::kLangBytes, member::kKind, member::kType, member::kPage, member::kCompositionPage,
+          member::kAncillaryPage, member::kAudioType, member::kRole, member::kChannels,
+          member::kMix, member::kLanguage, member::kHardOfHearing}) {
         if (name == own) return true;
     }
     return false;
