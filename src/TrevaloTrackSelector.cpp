@@ -59,6 +59,7 @@ std::string Spoken(const std::string& language) {
 }
 
 std::string RoleText(const std::string& role) {
+    if (role == kMain) return "Main audio";
     std::string text = role;
     std::replace(text.begin(), text.end(), '-', ' ');
     text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));

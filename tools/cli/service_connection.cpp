@@ -85,6 +85,16 @@ void ServiceConnection::Ping() {
     if (!m_Client.Ping(&error, m_TimeoutMs)) throw CallFailure("Ping", error);
 }
 
+Ondrel::TCValue::Dictionary ServiceConnection::CallWithDictionary(
+    const char* interface, const char* method, const Ondrel::TCValue::Dictionary& argument) {
+    Ondrel::TCValue::Dictionary result;
+    std::string error;
+    if (!m_Client.CallWithDictionary(interface, method, argument, result, &error, m_TimeoutMs)) {
+        throw CallFailure(method, error);
+    }
+    return result;
+}
+
 CommandError ServiceConnection::CallFailure(const std::string& what,
                                             const std::string& error) const {
     if (!m_Client.Connected()) return BusLost(error);
