@@ -30,7 +30,9 @@ const std::vector<CommandEntry>& AllCommands() {
          "one without that method: the sizes, then every entry) and prints them as one table: "
          "KIND,\n"
          "index, PID, component tag ('-' when the stream has none), encoding by name and code,\n"
-         "language, and the flags encrypted, CA system, audio description, hearing impaired.\n"
+         "language, the role (what the broadcast says each track is for: role, channels, mix;\n"
+         "hard of hearing; only from the catalogue interface), and the flags encrypted, CA\n"
+         "system, audio description, hearing impaired.\n"
          "With --json, prints one JSON document {\"audio\": [...], \"subtitle\": [...],\n"
          "\"video\": [...]} holding the entries exactly as the service gave them.\n",
          {{}, {"--json"}},
