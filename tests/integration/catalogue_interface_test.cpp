@@ -123,6 +123,26 @@ Bytes BuiltSection() {
         .Build();
 }
 
+// Audio whose roles the captures lack, each from a different signal: the AC-3 service type
+// visually impaired; a supplementary audio descriptor (spoken subtitles, mixed by the receiver,
+// no language) over an E-AC-3 service type of music and effects; audio_type clean effects; a
+// user-defined editorial classification, which leaves the role to the AC-3 service type
+// (voiceover, not a full service).
+Bytes RolesSection() {
+    return pmt_test::PmtBuilder()
+        .ProgramNumber(701)
+        .Version(3)
+        .Stream(0x06, 0x0300, {pmt_test::Language({{"eng", 0}}), pmt_test::AC3Audio(0x6A, 0x52)})
+        .Stream(0x06, 0x0301,
+                {pmt_test::Language({{"fra", 0}}), pmt_test::SupplementaryAudio(0, 3, ""),
+                 pmt_test::AC3Audio(0x7A, 0xC9)})
+        .Stream(0x04, 0x0302, {pmt_test::Language({{"deu", 1}})})
+        .Stream(0x06, 0x0303,
+                {pmt_test::Language({{"spa", 0}}), pmt_test::SupplementaryAudio(1, 0x1F, "cat"),
+                 pmt_test::AC3Audio(0x6A, 0x3D)})
+        .Build();
+}
+
 TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachRebuiltCatalogue) {
     EXPECT_EQ(GetAll(), test_support::ParseJson(R"({"ProgramNumber":0,"PmtVersion":-1,
                                                    "Video":[],"Audio":[],"Subtitles":[]})"));
@@ -159,6 +179,13 @@ TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachRebuiltCa
              {"audio_type":0,"role":"main","channels":"","language":"eng"},
              {"audio_type":0,"role":"main","channels":"","language":"deu"},
              {"audio_type":3,"role":"audio-description","channels":"","language":"qad"}])"},
+        {701, RolesSection(), 3, "[]",
+         R"([{"audio_type":0,"role":"audio-description","channels":"stereo","language":"eng"},
+             {"audio_type":0,"role":"spoken-subtitles","channels":"dual-mono","mix":"receiver",
+              "language":"fra"},
+             {"audio_type":1,"role":"music-and-effects","channels":"","language":"deu"},
+             {"audio_type":0,"role":"voiceover","channels":"multichannel","mix":"broadcast",
+              "language":"cat"}])"},
         // The supplementary audio descriptor: fra, audio description, mixed by the broadcaster.
         {1045, test_support::ReadTestData("pmt/test-059.2.p1045.v1.0.sec"), 1,
          R"([{"kind":"dvb-subtitle","type":36,"composition_page":1,"ancillary_page":1,
@@ -229,7 +256,7 @@ TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachRebuiltCa
         }
     }
     EXPECT_FALSE(client_->WaitForSignals(1, 200));
-    EXPECT_EQ(changes_.size(), 4u);
+    EXPECT_EQ(changes_.size(), 5u);
 
     // GetPid answers as GetPID, for tags present, absent and 255 (a stream without a tag).
     for (const int tag : {0, 1, 2, 3, 4, 7, 200, 255}) {
