@@ -271,14 +271,12 @@ TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachRebuiltCa
     }
 }
 
-// The README's busctl examples, run against this bus (for --user) after the README's section:
-// each command's output as printed; the monitor's, which holds times and serial numbers, as the
-// lines printed in their order ("..." stands for the lines left out).
 // SelectTracks over the catalogue on the bus: the choice as a dictionary, and every bad
-// preference refused with InvalidArgs naming it, the catalogue untouched.
+// preference refused with InvalidArgs naming it; nothing logged, the catalogue untouched.
 TEST_F(CatalogueInterface, SelectTracksAnswersTheChoiceAndRefusesBadPreferences) {
     Call(R"({"method":"SendPMTData","data":{"reset":true,"programNum":1045}})",
          test_support::ReadTestData("pmt/test-059.2.p1045.v1.0.sec"));
+    const size_t logged = service_->Log().size();
     GVariant* reply =
         CallSync(catalogue::kInterface, catalogue::kSelectTracks,
                  g_variant_new_parsed("({'audio_languages': <['FRE']>, 'audio_description': <true>,"
@@ -314,9 +312,13 @@ TEST_F(CatalogueInterface, SelectTracksAnswersTheChoiceAndRefusesBadPreferences)
         g_free(name);
         g_error_free(error);
     }
+    EXPECT_EQ(service_->Log().substr(logged), "") << "SelectTracks logged";
     EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")[member::kReturnData], Json::Value(3));
 }
 
+// The README's busctl examples, run against this bus (for --user) after the README's section:
+// each command's output as printed; the monitor's, which holds times and serial numbers, as the
+// lines printed in their order ("..." stands for the lines left out).
 TEST_F(CatalogueInterface, ReadmeBusctlExamplesPrintWhatTheReadmeShows) {
     const std::string readme = test_support::ReadText(TREVALO_README);
     const std::string marker = "<!-- the commands below run, and their output is compared";
