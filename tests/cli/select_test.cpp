@@ -41,6 +41,9 @@ TEST_F(CliSelect, PrintsTheChoiceForTheOptionsGiven) {
          "audio     #0  PID 430 (0x01AE)  Main audio in fra.\n"
          "subtitle  none  Subtitles are off.\n"},
     };
+    // The catalogue's ROLE column, from the same catalogue interface.
+    EXPECT_THAT(Cli({"catalogue"}).out,
+                ::testing::HasSubstr("  qad   audio-description, stereo, broadcast mix\n"));
     for (const auto& c : cases) {
         const test_support::ChildResult result = Cli(c.arguments);
         EXPECT_EQ(result.status, 0) << result.err;

@@ -78,6 +78,15 @@ Section Described() {
         1};
 }
 
+// French only as audio description, beside English main audio.
+Section DescribedInFrenchOnly() {
+    return {PmtBuilder()
+                .Stream(0x06, 501, {Language({{"eng", 0}}), AC3Audio(kAC3, 0x42)})
+                .Stream(0x06, 502, {Language({{"fra", 0}}), AC3Audio(kAC3, 0x52)})
+                .Build(),
+            1};
+}
+
 Section VideoOnly() {
     return {PmtBuilder().Stream(0x1B, 500).Build(), 1};
 }
@@ -145,7 +154,12 @@ const Case kCases[] = {
      103,
      111,
      {"A3", "S7"}},
-    {"Subtitles off", French, Prefer({"fra"}, {"fra"}, kOff), 101, 0, {"S1"}},
+    {"Subtitles off, though the audio is foreign",
+     French,
+     Prefer({"qaa"}, {"fra"}, kOff),
+     103,
+     0,
+     {"S1"}},
     {"Nothing asked: the first main track, no subtitles",
      French,
      Prefer({}),
@@ -237,6 +251,18 @@ const Case kCases[] = {
      402,
      0,
      {"A5"}},
+    {"French only as audio description, not asked: the English main track",
+     DescribedInFrenchOnly,
+     Prefer({"fra"}),
+     501,
+     0,
+     {"A2", "A4", "S2"}},
+    {"French only as audio description, asked",
+     DescribedInFrenchOnly,
+     Prefer({"fra"}, {}, kAuto, true),
+     502,
+     0,
+     {"A3", "A5"}},
     {"No audio at all", VideoOnly, Prefer({"fra"}, {"fra"}, kOn), 0, 0, {"A1", "S2"}},
 };
 
