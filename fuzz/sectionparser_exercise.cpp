@@ -61,6 +61,32 @@ bool Inside(const TCBaseSection& section, const unsigned char* begin, int length
            begin + length <= section.Bytes() + section.Size();
 }
 
+void ReadAC3Audio(const TCDescAC3Audio& audio) {
+    Require(audio.HasComponentType() || audio.ComponentType() == 0);
+    Use(audio.ComponentType() + audio.EnhancedAC3() + audio.FullService() + audio.ServiceType() +
+        audio.NumberOfChannels() + audio.IsWellFormed());
+}
+
+void ReadExtension(const TCDescriptor& descriptor) {
+    const auto* extension = dynamic_cast<const TCDescExtension*>(&descriptor);
+    Require(extension != nullptr);
+    Require(extension->ExtensionLength() >= 0);
+    for (int index = 0; index < extension->ExtensionLength(); ++index) {
+        Use(extension->ExtensionPayload()[index]);
+    }
+    const auto* supplementary = dynamic_cast<const TCDescSupplementaryAudio*>(&descriptor);
+    Require((supplementary != nullptr) ==
+            (extension->TagExtension() == TCDescSupplementaryAudio::kTagExtension));
+    if (supplementary == nullptr) return;
+    Require(supplementary->HasLanguageCode() || supplementary->Iso639LangCode() == 0);
+    Use(supplementary->MixType() + supplementary->EditorialClassification() +
+        supplementary->LanguageCodePresent() + supplementary->Iso639LangCode());
+    Require(supplementary->PrivateDataLength() >= 0);
+    for (int index = 0; index < supplementary->PrivateDataLength(); ++index) {
+        Use(supplementary->PrivateData()[index]);
+    }
+}
+
 void ReadEntries(const TCDescriptor& descriptor) {
     switch (descriptor.Tag()) {
         case TCDescStreamIdentifier::kTag: {
@@ -111,9 +137,14 @@ void ReadEntries(const TCDescriptor& descriptor) {
         }
         case TCDescAC3::kTag:
             Require(dynamic_cast<const TCDescAC3*>(&descriptor) != nullptr);
+            ReadAC3Audio(static_cast<const TCDescAC3Audio&>(descriptor));
             break;
         case TCDescEnhancedAC3::kTag:
             Require(dynamic_cast<const TCDescEnhancedAC3*>(&descriptor) != nullptr);
+            ReadAC3Audio(static_cast<const TCDescAC3Audio&>(descriptor));
+            break;
+        case TCDescExtension::kTag:
+            ReadExtension(descriptor);
             break;
         default:
             break;

@@ -2,7 +2,9 @@
 
 #include <cstdio>
 
+#include "TrevaloSelectTracks.h"
 #include "TrevaloServiceServer.h"
+#include "TrevaloTrackRoles.h"
 #include "trevalo/bus_contract.h"
 
 using Ondrel::TCValue;
@@ -51,6 +53,14 @@ TCValue::Dictionary EntryDictionary(const AudioComponent& audio) {
     AddLanguage(entry, audio.lang);
     entry.push_back({member::kAudioChannels, TCValue::Int32(audio.audio_channels)});
     entry.push_back({member::kAudioDesc, TCValue::Boolean(audio.audio_desc)});
+    // What the broadcast says the track is for.
+    entry.push_back({member::kAudioType, TCValue::Byte(audio.signals.audio_type)});
+    entry.push_back({member::kRole, TCValue::String(AudioRole(audio.signals))});
+    entry.push_back({member::kChannels, TCValue::String(AudioChannels(audio.signals))});
+    const std::string mix = AudioMix(audio.signals);
+    if (!mix.empty()) entry.push_back({member::kMix, TCValue::String(mix)});
+    entry.push_back({member::kLanguage, TCValue::String(PrintableLanguage(
+                                            SpokenLanguage(audio.lang, audio.signals)))});
     return entry;
 }
 
@@ -64,6 +74,8 @@ TCValue::Dictionary EntryDictionary(const SbtComponent& subtitle) {
     entry.push_back({member::kKind, TCValue::String(subtitle.teletext ? member::kKindTeletext
                                                                       : member::kKindDvbSubtitle)});
     entry.push_back({member::kType, TCValue::Byte(subtitle.type)});
+    entry.push_back({member::kHardOfHearing,
+                     TCValue::Boolean(HardOfHearing(subtitle.teletext, subtitle.type))});
     if (subtitle.teletext) {
         // Magazine 0 is magazine 8 on the screen.
         char page[8];
@@ -156,6 +168,14 @@ Ondrel::TCInterface CatalogueInterface(Ondrel::TCServer& service) {
                           {catalogue::kGetPidResult},
                           [&service](const char* sender, const std::vector<TCValue>& arguments) {
                               return GetPid(service, sender, arguments);
+                          }},
+                         {catalogue::kSelectTracks,
+                          "a{sv}",
+                          {catalogue::kSelectTracksArgument},
+                          "a{sv}",
+                          {catalogue::kSelectTracksResult},
+                          [](const char*, const std::vector<TCValue>& arguments) {
+                              return SelectTracksCall(arguments);
                           }}};
     g_Announced.properties = interface.properties;
     g_Announced.values.clear();

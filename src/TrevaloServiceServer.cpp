@@ -311,7 +311,8 @@ void TrevaloServiceServer::GetAndFillAudioList(TCPMTElementary* es, int& encodin
         es->NumOfDescriptor(), static_cast<int>(comp_tag), YesNo(encrypted), encoding);
 
     audList->emplace_back(
-        new AudioComponent{es->ElementaryPID(), encoding, encrypted, comp_tag, lang, 2, false});
+        new AudioComponent{es->ElementaryPID(), encoding, encrypted, comp_tag, lang, 2, false,
+                           ReadAudioSignals(*es, AudioTypeEntry::kFirstOfLast, 0)});
 }
 
 // ---- Private PES streams (stream type 0x06) ----
@@ -463,8 +464,10 @@ void TrevaloServiceServer::GetAudioAndSetAudioList(TCPMTElementary* es, unsigned
         "encrypted:%s audioencoding:%d",
         es->NumOfDescriptor(), static_cast<int>(comp_tag), YesNo(encrypted), encoding);
 
+    const int ac3_tag = encoding == kAc3Encoding ? TCDescAC3::kTag : TCDescEnhancedAC3::kTag;
     audList->emplace_back(
-        new AudioComponent{es->ElementaryPID(), encoding, encrypted, comp_tag, lang, 2, described});
+        new AudioComponent{es->ElementaryPID(), encoding, encrypted, comp_tag, lang, 2, described,
+                           ReadAudioSignals(*es, AudioTypeEntry::kLastOfAll, ac3_tag)});
 }
 
 // ---- Catalogue queries: list sizes, entries by index, the whole catalogue, PID by tag ----

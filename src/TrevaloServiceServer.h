@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Ondrel/TCMessage.h"
+#include "TrevaloTrackRoles.h"
 
 class TCPMTElementary;
 class TCPMTInstance;
@@ -22,6 +23,8 @@ struct AudioComponent {
     std::string lang;  // three characters of the ISO 639 code; "zzz" or "zzzz" when none
     int32_t audio_channels;
     bool audio_desc;
+    // Beside what the entry queries answer: what the broadcast says the track is for.
+    AudioSignals signals;
 };
 
 // One video elementary stream.

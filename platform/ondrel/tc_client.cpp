@@ -12,6 +12,7 @@
 #include "bus_naming.h"
 #include "bus_source.h"
 #include "message_wire.h"
+#include "value_wire.h"
 
 namespace Ondrel {
 namespace {
@@ -420,6 +421,32 @@ bool TCClient::GetAllProperties(const std::string& interface, TCValue::Dictionar
     }
     sd_bus_error_free(&failure);
     return result >= 0;
+}
+
+bool TCClient::CallWithDictionary(const std::string& interface, const std::string& method,
+                                  const TCValue::Dictionary& argument, TCValue::Dictionary& result,
+                                  std::string* error, int timeout_ms) {
+    if (!m_State->CanCall(error)) return false;
+    sd_bus_error failure = SD_BUS_ERROR_NULL;
+    sd_bus_message* answer = nullptr;
+    sd_bus_message* call = nullptr;
+    int outcome = sd_bus_message_new_method_call(m_State->bus, &call, m_State->Destination(),
+                                                 m_State->object_path.c_str(), interface.c_str(),
+                                                 method.c_str());
+    if (outcome >= 0) outcome = value_wire::AppendDictionary(call, argument);
+    if (outcome >= 0) {
+        outcome =
+            sd_bus_call(m_State->bus, call, TimeoutMicroseconds(timeout_ms), &failure, &answer);
+    }
+    sd_bus_message_unref(call);
+    if (outcome >= 0) {
+        result.clear();
+        outcome = ReadDictionary(answer, result);
+        sd_bus_message_unref(answer);
+    }
+    if (outcome < 0) SetCallError(*m_State, error, failure, outcome);
+    sd_bus_error_free(&failure);
+    return outcome >= 0;
 }
 
 bool TCClient::SubscribeProperties(const std::string& interface, PropertiesHandler on_change) {

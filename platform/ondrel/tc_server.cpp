@@ -2,6 +2,7 @@
 #include <systemd/sd-bus.h>
 
 #include <cstring>
+#include <exception>
 #include <list>
 #include <map>
 #include <string>
@@ -13,6 +14,7 @@
 #include "bus_source.h"
 #include "dlog.h"
 #include "message_wire.h"
+#include "value_wire.h"
 #include "watchdog.h"
 
 namespace Ondrel {
@@ -63,6 +65,8 @@ struct TCServer::Connection {
 };
 
 namespace {
+
+using value_wire::AppendValue;
 
 // Requests at least this large leave enough free memory in the heap (a body's tree of small
 // blocks, a buffer's copies) that it is given back after them.
@@ -150,51 +154,6 @@ std::vector<sd_bus_vtable> MakeVTable(const std::vector<std::string>& signal_nam
 
 // ---- Typed values on the wire ----
 
-int AppendValue(sd_bus_message* message, const TCValue& value) {
-    switch (value.GetType()) {
-        case TCValue::Type::kByte: {
-            const auto byte = static_cast<uint8_t>(value.Number());
-            return sd_bus_message_append_basic(message, 'y', &byte);
-        }
-        case TCValue::Type::kBoolean: {
-            const int boolean = value.Number() != 0 ? 1 : 0;
-            return sd_bus_message_append_basic(message, 'b', &boolean);
-        }
-        case TCValue::Type::kUInt16: {
-            const auto number = static_cast<uint16_t>(value.Number());
-            return sd_bus_message_append_basic(message, 'q', &number);
-        }
-        case TCValue::Type::kInt32: {
-            const auto number = static_cast<int32_t>(value.Number());
-            return sd_bus_message_append_basic(message, 'i', &number);
-        }
-        case TCValue::Type::kString:
-            return sd_bus_message_append_basic(message, 's', value.Text().c_str());
-        case TCValue::Type::kBytes:
-            return sd_bus_message_append_array(message, 'y', value.ByteList().data(),
-                                               value.ByteList().size());
-        case TCValue::Type::kDictionaries:
-            break;
-    }
-    int result = sd_bus_message_open_container(message, 'a', "a{sv}");
-    for (const TCValue::Dictionary& dictionary : value.DictionaryList()) {
-        if (result >= 0) result = sd_bus_message_open_container(message, 'a', "{sv}");
-        for (const TCDictEntry& entry : dictionary) {
-            if (result >= 0) result = sd_bus_message_open_container(message, 'e', "sv");
-            if (result >= 0) result = sd_bus_message_append_basic(message, 's', entry.name.c_str());
-            if (result >= 0) {
-                result = sd_bus_message_open_container(message, 'v', entry.value.Signature());
-            }
-            if (result >= 0) result = AppendValue(message, entry.value);
-            if (result >= 0) result = sd_bus_message_close_container(message);  // v
-            if (result >= 0) result = sd_bus_message_close_container(message);  // e
-        }
-        if (result >= 0) result = sd_bus_message_close_container(message);  // a{sv}
-    }
-    if (result >= 0) result = sd_bus_message_close_container(message);  // aa{sv}
-    return result;
-}
-
 // Reads one basic argument of type `type`; false for a type the typed methods do not take.
 bool ReadBasic(sd_bus_message* message, char type, std::vector<TCValue>& arguments) {
     switch (type) {
@@ -233,6 +192,76 @@ bool ReadBasic(sd_bus_message* message, char type, std::vector<TCValue>& argumen
     }
 }
 
+// Reads the variant of a dictionary member (y b q i s as); false for any other type, with
+// `error` naming the member.
+bool ReadMemberValue(sd_bus_message* message, const std::string& name, TCValue& value,
+                     std::string& error) {
+    const char* contents = nullptr;
+    if (sd_bus_message_peek_type(message, nullptr, &contents) <= 0 || contents == nullptr) {
+        error = "member " + name + " has no value";
+        return false;
+    }
+    const std::string signature = contents;
+    if (sd_bus_message_enter_container(message, SD_BUS_TYPE_VARIANT, signature.c_str()) <= 0) {
+        return false;
+    }
+    std::vector<TCValue> read;
+    bool known = signature.size() == 1 && ReadBasic(message, signature[0], read);
+    if (!known && signature == "as") {
+        char** texts = nullptr;
+        known = sd_bus_message_read_strv(message, &texts) >= 0;
+        std::vector<std::string> list;
+        for (char** text = texts; text != nullptr && *text != nullptr; ++text) {
+            list.emplace_back(*text);
+            std::free(*text);
+        }
+        std::free(texts);
+        read.push_back(TCValue::Strings(std::move(list)));
+    }
+    if (!known) {
+        error = "member " + name + " is of type " + signature + ", which is not taken here";
+        return false;
+    }
+    value = std::move(read.front());
+    return sd_bus_message_exit_container(message) >= 0;
+}
+
+// Reads an a{sv} argument; false with `error` set for a member of a type it does not take.
+bool ReadDictionaryArgument(sd_bus_message* message, std::vector<TCValue>& arguments,
+                            std::string& error) {
+    TCValue::Dictionary dictionary;
+    if (sd_bus_message_enter_container(message, SD_BUS_TYPE_ARRAY, "{sv}") <= 0) return false;
+    int entered = 0;
+    while ((entered = sd_bus_message_enter_container(message, SD_BUS_TYPE_DICT_ENTRY, "sv")) > 0) {
+        const char* name = nullptr;
+        if (sd_bus_message_read_basic(message, 's', &name) <= 0) return false;
+        TCDictEntry entry{name, TCValue::Int32(0)};
+        if (!ReadMemberValue(message, entry.name, entry.value, error)) return false;
+        dictionary.push_back(std::move(entry));
+        if (sd_bus_message_exit_container(message) < 0) return false;
+    }
+    if (entered < 0 || sd_bus_message_exit_container(message) < 0) return false;
+    arguments.push_back(TCValue::OneDictionary(std::move(dictionary)));
+    return true;
+}
+
+// Reads the arguments `signature` lists (basic types and a{sv}); false with `error` set when
+// they do not match it.
+bool ReadArguments(sd_bus_message* message, const std::string& signature,
+                   std::vector<TCValue>& arguments, std::string& error) {
+    static const std::string kDictionary = "a{sv}";
+    for (size_t at = 0; at < signature.size();) {
+        if (signature.compare(at, kDictionary.size(), kDictionary) == 0) {
+            if (!ReadDictionaryArgument(message, arguments, error)) return false;
+            at += kDictionary.size();
+        } else {
+            if (!ReadBasic(message, signature[at], arguments)) return false;
+            ++at;
+        }
+    }
+    return true;
+}
+
 int GetProperty(sd_bus*, const char*, const char*, const char* property, sd_bus_message* reply,
                 void* user_data, sd_bus_error* error) {
     const auto* exported = static_cast<const ExportedInterface*>(user_data);
@@ -254,14 +283,24 @@ int CallTypedMethod(sd_bus_message* call, void* user_data, sd_bus_error* error) 
     for (const TCMethod& method : exported->interface.methods) {
         if (member == nullptr || method.name != member) continue;
         std::vector<TCValue> arguments;
-        for (const char type : method.in_signature) {
-            if (!ReadBasic(call, type, arguments)) {
-                return sd_bus_error_setf(error, SD_BUS_ERROR_INVALID_ARGS,
-                                         "arguments do not match %s", method.in_signature.c_str());
-            }
+        std::string wrong;
+        if (!ReadArguments(call, method.in_signature, arguments, wrong)) {
+            if (wrong.empty()) wrong = "arguments do not match " + method.in_signature;
+            return sd_bus_error_setf(error, SD_BUS_ERROR_INVALID_ARGS, "%s", wrong.c_str());
         }
         const char* sender = sd_bus_message_get_sender(call);
-        const std::vector<TCValue> results = method.call(sender ? sender : "", arguments);
+        std::vector<TCValue> results;
+        // No exception leaves this callback: a refusal becomes the error it names.
+        try {
+            results = method.call(sender ? sender : "", arguments);
+        } catch (const TCMethodError& refusal) {
+            dlog_flush();
+            return sd_bus_error_setf(error, refusal.name.c_str(), "%s", refusal.message.c_str());
+        } catch (const std::exception& failure) {
+            dlog_flush();
+            return sd_bus_error_setf(error, kFailedError, "%s failed: %s", method.name.c_str(),
+                                     failure.what());
+        }
         // The call's log lines leave before its reply, as a request's do.
         dlog_flush();
         sd_bus_message* answer = nullptr;

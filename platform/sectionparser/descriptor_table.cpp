@@ -34,6 +34,12 @@ int DescriptorTable::Add(const unsigned char* raw) {
             return Emplace<TCDescAC3>(raw);
         case TCDescEnhancedAC3::kTag:
             return Emplace<TCDescEnhancedAC3>(raw);
+        case TCDescExtension::kTag:
+            // The extension is named by the payload's first byte, which an empty one lacks.
+            if (raw[1] >= 1 && raw[2] == TCDescSupplementaryAudio::kTagExtension) {
+                return Emplace<TCDescSupplementaryAudio>(raw);
+            }
+            return Emplace<TCDescExtension>(raw);
         default:
             return Emplace<TCDescriptor>(raw);
     }

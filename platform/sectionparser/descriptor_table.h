@@ -8,9 +8,11 @@
 #include "TCDescAC3.h"
 #include "TCDescCA.h"
 #include "TCDescEnhancedAC3.h"
+#include "TCDescExtension.h"
 #include "TCDescLanguage.h"
 #include "TCDescStreamIdentifier.h"
 #include "TCDescSubtitling.h"
+#include "TCDescSupplementaryAudio.h"
 #include "TCDescTeletext.h"
 #include "TCDescriptor.h"
 
@@ -34,7 +36,8 @@ class DescriptorTable {
   private:
     using AnyDescriptor =
         std::variant<TCDescriptor, TCDescStreamIdentifier, TCDescCA, TCDescLanguage,
-                     TCDescSubtitling, TCDescTeletext, TCDescAC3, TCDescEnhancedAC3>;
+                     TCDescSubtitling, TCDescTeletext, TCDescAC3, TCDescEnhancedAC3,
+                     TCDescExtension, TCDescSupplementaryAudio>;
 
     template <typename Descriptor>
     int Emplace(const unsigned char* raw);

@@ -40,7 +40,11 @@ TEST(FromHelp, BashCompletionOffersTheCommandsOptionsAndWordsOfTheHelp) {
         const char* typed;
         const char* offered;
     } cases[] = {
-        {"''", "call\ncatalogue\nlisten\npid\npmt\nprogrammes\ntime\nwatch\n"},
+        {"''", "call\ncatalogue\nlisten\npid\npmt\nprogrammes\nselect\ntime\nwatch\n"},
+        {"sel", "select\n"},
+        {"select --",
+         "--ad\n--audio-lang\n--bus\n--help\n--hoh\n--json\n--multichannel\n--session\n"
+         "--subtitle-lang\n--subtitles\n--system\n--timeout\n"},
         {"p", "pid\npmt\nprogrammes\n"},
         {"--bus unix:path=/x ca", "call\ncatalogue\n"},
         {"--", "--bus\n--help\n--session\n--system\n--timeout\n"},
@@ -64,7 +68,7 @@ TEST(FromHelp, ManualPageHoldsEveryCommandAndRendersWithoutWarnings) {
     EXPECT_EQ(warnings, "");
     const std::string text = Shell("MANWIDTH=200 man -l '" + page + "' 2>&1");
     for (const char* command :
-         {"call", "catalogue", "pid", "time", "pmt", "programmes", "listen"}) {
+         {"call", "catalogue", "pid", "time", "pmt", "programmes", "listen", "select"}) {
         const test_support::ChildResult help = test_support::RunCli({command, "--help"});
         const std::string usage = help.out.substr(0, help.out.find('\n'));
         EXPECT_THAT(

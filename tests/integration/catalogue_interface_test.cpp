@@ -133,6 +133,26 @@ Bytes BuiltSection() {
         .Build();
 }
 
+// Audio whose roles the captures lack, each from a different signal: the AC-3 service type
+// visually impaired; a supplementary audio descriptor (spoken subtitles, mixed by the receiver,
+// no language) over an E-AC-3 service type of music and effects; audio_type clean effects; a
+// user-defined editorial classification, which leaves the role to the AC-3 service type
+// (voiceover, not a full service).
+Bytes RolesSection() {
+    return pmt_test::PmtBuilder()
+        .ProgramNumber(701)
+        .Version(3)
+        .Stream(0x06, 0x0300, {pmt_test::Language({{"eng", 0}}), pmt_test::AC3Audio(0x6A, 0x52)})
+        .Stream(0x06, 0x0301,
+                {pmt_test::Language({{"fra", 0}}), pmt_test::SupplementaryAudio(0, 3, ""),
+                 pmt_test::AC3Audio(0x7A, 0xC9)})
+        .Stream(0x04, 0x0302, {pmt_test::Language({{"deu", 1}})})
+        .Stream(0x06, 0x0303,
+                {pmt_test::Language({{"spa", 0}}), pmt_test::SupplementaryAudio(1, 0x1F, "cat"),
+                 pmt_test::AC3Audio(0x6A, 0x3D)})
+        .Build();
+}
+
 TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachNewCatalogue) {
     EXPECT_EQ(GetAll(), test_support::ParseJson(R"({"ProgramNumber":0,"PmtVersion":-1,
                                                    "Video":[],"Audio":[],"Subtitles":[]})"));
@@ -141,24 +161,51 @@ TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachNewCatalo
     Bytes damaged = ac3;
     damaged.back() ^= 0x01;
     const char* teletext_extras =
-        R"([{"kind":"teletext","type":2,"page":"888","lang":"deu"},
-            {"kind":"teletext","type":5,"page":"150","lang":"eng"},
+        R"([{"kind":"teletext","type":2,"page":"888","lang":"deu","hard_of_hearing":false},
+            {"kind":"teletext","type":5,"page":"150","lang":"eng","hard_of_hearing":true},
             {"kind":"dvb-subtitle","type":32,"composition_page":258,"ancillary_page":772,
-             "lang":"\\xE9t\\x00"}])";
+             "lang":"\\xE9t\\x00","hard_of_hearing":true}])";
     const struct {
         int program;
         Bytes section;
         int version;  // -1: refused
         const char* subtitle_extras;
+        const char* audio_extras;
     } sends[] = {
         {8803, ac3, 13,
-         R"([{"kind":"dvb-subtitle","type":16,"composition_page":1,"ancillary_page":2},
-             {"kind":"dvb-subtitle","type":32,"composition_page":3,"ancillary_page":4}])"},
-        {8804, ac3, -1, nullptr},
-        {8803, damaged, -1, nullptr},
-        {700, BuiltSection(), 21, teletext_extras},
+         R"([{"kind":"dvb-subtitle","type":16,"composition_page":1,"ancillary_page":2,
+              "hard_of_hearing":false},
+             {"kind":"dvb-subtitle","type":32,"composition_page":3,"ancillary_page":4,
+              "hard_of_hearing":true}])",
+         R"([{"audio_type":0,"role":"main","channels":"multichannel","language":"fra"},
+             {"audio_type":0,"role":"main","channels":"stereo","language":"eng"}])"},
+        {8804, ac3, -1, nullptr, nullptr},
+        {8803, damaged, -1, nullptr, nullptr},
+        {700, BuiltSection(), 21, teletext_extras, "[]"},
         {4006, test_support::ReadTestData("pmt/test-012.p4006.v2.0.sec"), 2,
-         R"([{"kind":"teletext","type":5,"page":"888"},{"kind":"teletext","type":2,"page":"889"}])"},
+         R"([{"kind":"teletext","type":5,"page":"888","hard_of_hearing":true},
+             {"kind":"teletext","type":2,"page":"889","hard_of_hearing":false}])",
+         R"([{"audio_type":0,"role":"main","channels":"","language":"fra"},
+             {"audio_type":0,"role":"main","channels":"","language":"eng"},
+             {"audio_type":0,"role":"main","channels":"","language":"deu"},
+             {"audio_type":3,"role":"audio-description","channels":"","language":"qad"}])"},
+        {701, RolesSection(), 3, "[]",
+         R"([{"audio_type":0,"role":"audio-description","channels":"stereo","language":"eng"},
+             {"audio_type":0,"role":"spoken-subtitles","channels":"dual-mono","mix":"receiver",
+              "language":"fra"},
+             {"audio_type":1,"role":"music-and-effects","channels":"","language":"deu"},
+             {"audio_type":0,"role":"voiceover","channels":"multichannel","mix":"broadcast",
+              "language":"cat"}])"},
+        // The supplementary audio descriptor: fra, audio description, mixed by the broadcaster.
+        {1045, test_support::ReadTestData("pmt/test-059.2.p1045.v1.0.sec"), 1,
+         R"([{"kind":"dvb-subtitle","type":36,"composition_page":1,"ancillary_page":1,
+              "hard_of_hearing":true},
+             {"kind":"dvb-subtitle","type":20,"composition_page":1,"ancillary_page":1,
+              "hard_of_hearing":false}])",
+         R"([{"audio_type":0,"role":"main","channels":"stereo","language":"fra"},
+             {"audio_type":0,"role":"audio-description","channels":"stereo","mix":"broadcast",
+              "language":"fra"},
+             {"audio_type":0,"role":"main","channels":"stereo","language":"qaa"}])"},
     };
     for (const auto& send : sends) {
         SCOPED_TRACE(send.program);
@@ -184,7 +231,8 @@ TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachNewCatalo
 
         // Every member of every entry as the entry queries give it; the language also as bytes.
         const Json::Value lists = Call(R"({"method":"GetCatalogue"})")[member::kReturnData];
-        const Json::Value extras = test_support::ParseJson(send.subtitle_extras);
+        const Json::Value subtitle_extras = test_support::ParseJson(send.subtitle_extras);
+        const Json::Value audio_extras = test_support::ParseJson(send.audio_extras);
         const std::pair<const char*, const char*> kinds[] = {
             {member::kVideo, catalogue::kVideo},
             {member::kAudio, catalogue::kAudio},
@@ -201,7 +249,12 @@ TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachNewCatalo
                     typed.removeMember(member::kLangBytes);
                     typed[member::kLang] = expected[member::kLang];
                 }
-                if (property == std::string(catalogue::kSubtitles)) {
+                // The members beyond the entry queries', by value.
+                if (property != std::string(catalogue::kVideo)) {
+                    const Json::Value& extras = property == std::string(catalogue::kSubtitles)
+                                                    ? subtitle_extras
+                                                    : audio_extras;
+                    ASSERT_EQ(extras.size(), entries.size()) << property;
                     for (const std::string& name : extras[i].getMemberNames()) {
                         EXPECT_EQ(entries[i][name], extras[i][name]) << i << " " << name;
                         if (name != member::kLang) expected[name] = extras[i][name];
@@ -213,7 +266,7 @@ TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachNewCatalo
         }
     }
     EXPECT_FALSE(client_->WaitForSignals(1, 200));
-    EXPECT_EQ(changes_.size(), 3u);
+    EXPECT_EQ(changes_.size(), 5u);
 
     // GetPid answers as GetPID and logs the same request, the reply's address aside, for tags
     // present, absent and 255 (a stream without a tag); reading the properties logs nothing.
@@ -321,6 +374,51 @@ TEST_F(CatalogueInterface, AnnouncesOnlyWhatTheRebuiltCatalogueChanged) {
     EXPECT_THAT(logs[0], testing::HasSubstr("] given section is valid\n"));
     EXPECT_EQ(logs[2], logs[0]);  // the same request, announced and not
     EXPECT_EQ(logs[8], logs[0]);
+}
+
+// SelectTracks over the catalogue on the bus: the choice as a dictionary, and every bad
+// preference refused with InvalidArgs naming it; nothing logged, the catalogue untouched.
+TEST_F(CatalogueInterface, SelectTracksAnswersTheChoiceAndRefusesBadPreferences) {
+    Call(R"({"method":"SendPMTData","data":{"reset":true,"programNum":1045}})",
+         test_support::ReadTestData("pmt/test-059.2.p1045.v1.0.sec"));
+    const size_t logged = service_->Log().size();
+    GVariant* reply =
+        CallSync(catalogue::kInterface, catalogue::kSelectTracks,
+                 g_variant_new_parsed("({'audio_languages': <['FRE']>, 'audio_description': <true>,"
+                                      " 'subtitles': <'on'>, 'a_later_member': <'later'>},)"),
+                 "(a{sv})");
+    ASSERT_NE(reply, nullptr);
+    const Json::Value choice = ToJson(reply)[0];
+    g_variant_unref(reply);
+    EXPECT_EQ(choice, test_support::ParseJson(R"({"audio":1,"audio_pid":431,
+        "audio_reason":"Audio description in fra, the first preferred language.",
+        "subtitle":1,"subtitle_pid":441,
+        "subtitle_reason":"Subtitles in fra, the first preferred language."})"));
+
+    const std::pair<const char*, const char*> refused[] = {
+        {"{'audio_languages': <['fra', 'en']>}", "audio_languages: \"en\" is not an ISO 639-2"},
+        {"{'subtitle_languages': <['fr1']>}", "subtitle_languages: \"fr1\""},
+        {"{'audio_languages': <'fra'>}", "audio_languages must be of type as, not s"},
+        {"{'subtitles': <'sometimes'>}", "subtitles: \"sometimes\" is none of"},
+        {"{'hard_of_hearing': <1>}", "hard_of_hearing must be of type b, not i"},
+        {"{'audio_languages': <[<'fra'>]>}", "member audio_languages is of type av"},
+    };
+    for (const auto& [preferences, message] : refused) {
+        GError* error = nullptr;
+        GVariant* answer = g_dbus_connection_call_sync(
+            client_->Connection(), trevalo_bus::kBusName, trevalo_bus::kObjectPath,
+            catalogue::kInterface, catalogue::kSelectTracks,
+            g_variant_new_parsed(("(" + std::string(preferences) + ",)").c_str()), nullptr,
+            G_DBUS_CALL_FLAGS_NONE, 10000, nullptr, &error);
+        ASSERT_EQ(answer, nullptr) << preferences;
+        gchar* name = g_dbus_error_get_remote_error(error);
+        EXPECT_STREQ(name, catalogue::kInvalidArgsError) << preferences;
+        EXPECT_THAT(error->message, testing::HasSubstr(message));
+        g_free(name);
+        g_error_free(error);
+    }
+    EXPECT_EQ(service_->Log().substr(logged), "") << "SelectTracks logged";
+    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")[member::kReturnData], Json::Value(3));
 }
 
 // The README's busctl examples, run against this bus (for --user) after the README's section:

@@ -1,5 +1,6 @@
-// The descriptor objects: the class handed out for each tag, every field decoded from the raw
-// bytes, short payloads and zero entries, and the lookups by position and by tag.
+// The descriptor objects: the class handed out for each tag (and extension tag), every field
+// decoded from the raw bytes, short payloads and zero entries, and the lookups by position and by
+// tag.
 #include <gtest/gtest.h>
 
 #include <type_traits>
@@ -99,6 +100,139 @@ TEST_F(DescriptorTest, LoopsCountOnlyWholeEntries) {
         EXPECT_EQ(code, LANGUAGE_CODE_NONE);
         EXPECT_EQ(type, AUDIO_TYPE_UNDEFINED);
     }
+}
+
+// component_type, when its flag and its byte are both there, in both AC-3 descriptors.
+TEST_F(DescriptorTest, AC3ComponentTypeIsDecodedOnlyWhenFlaggedAndPresent) {
+    const struct {
+        Bytes payload;
+        bool has;
+        bool wellFormed;
+        uint8_t componentType;
+        bool enhanced;
+        bool fullService;
+        EAC3ServiceType service;
+        EAC3Channels channels;
+    } cases[] = {
+        {{}, false, false, 0, false, false, AC3_SERVICE_COMPLETE_MAIN, AC3_CHANNELS_MONO},
+        {{0x80}, false, false, 0, false, false, AC3_SERVICE_COMPLETE_MAIN, AC3_CHANNELS_MONO},
+        {{0x7F, 0xD2}, false, true, 0, false, false, AC3_SERVICE_COMPLETE_MAIN, AC3_CHANNELS_MONO},
+        {{0x80, 0x44},
+         true,
+         true,
+         0x44,
+         false,
+         true,
+         AC3_SERVICE_COMPLETE_MAIN,
+         AC3_CHANNELS_MULTICHANNEL},
+        {{0x80, 0xD2},
+         true,
+         true,
+         0xD2,
+         true,
+         true,
+         AC3_SERVICE_VISUALLY_IMPAIRED,
+         AC3_CHANNELS_STEREO},
+        {{0xC0, 0x29, 0x10},
+         true,
+         true,
+         0x29,
+         false,
+         false,
+         AC3_SERVICE_COMMENTARY,
+         AC3_CHANNELS_DUAL_MONO},
+        {{0x80, 0x3F},
+         true,
+         true,
+         0x3F,
+         false,
+         false,
+         AC3_SERVICE_VOICEOVER_OR_KARAOKE,
+         AC3_CHANNELS_RESERVED},
+        {{0x80, 0x1B},
+         true,
+         true,
+         0x1B,
+         false,
+         false,
+         AC3_SERVICE_HEARING_IMPAIRED,
+         AC3_CHANNELS_SURROUND_STEREO},
+    };
+    for (const uint8_t tag : {TCDescAC3::kTag, TCDescEnhancedAC3::kTag}) {
+        for (const auto& c : cases) {
+            SCOPED_TRACE(testing::Message()
+                         << "tag " << int{tag} << ", payload of " << c.payload.size()
+                         << " bytes, component_type " << int{c.componentType});
+            TCPMTElementary* stream = StreamWith({Descriptor(tag, c.payload)});
+            ASSERT_NE(stream, nullptr);
+            const auto* audio = dynamic_cast<const TCDescAC3Audio*>(stream->Descriptor(0));
+            ASSERT_NE(audio, nullptr);
+            EXPECT_EQ(tag == TCDescAC3::kTag, dynamic_cast<const TCDescAC3*>(audio) != nullptr);
+            EXPECT_EQ(audio->HasComponentType(), c.has);
+            EXPECT_EQ(audio->IsWellFormed(), c.wellFormed);
+            EXPECT_EQ(audio->ComponentType(), c.componentType);
+            EXPECT_EQ(audio->EnhancedAC3(), c.enhanced);
+            EXPECT_EQ(audio->FullService(), c.fullService);
+            EXPECT_EQ(audio->ServiceType(), c.service);
+            EXPECT_EQ(audio->NumberOfChannels(), c.channels);
+        }
+    }
+}
+
+// The extension descriptor is a supplementary audio descriptor by its tag extension 0x06 alone;
+// its fields are read only as far as its length and its language_code_present flag allow.
+TEST_F(DescriptorTest, SupplementaryAudioFieldsStayInsideTheDescriptor) {
+    const struct {
+        Bytes payload;
+        bool supplementary;
+        bool wellFormed;
+        uint8_t mixType;
+        uint8_t classification;
+        bool flag;
+        const char* code;  // null: none
+        int privateBytes;
+    } cases[] = {
+        {{}, false, false, 0, 0, false, nullptr, 0},
+        {{0x11, 0x00, 0x00}, false, true, 0, 0, false, nullptr, 0},
+        {{0x06}, true, false, 0, 0, false, nullptr, 0},
+        {{0x06, 0x85, 'f', 'r', 'a'}, true, true, 1, 1, true, "fra", 0},
+        {{0x06, 0x85, 'f', 'r'}, true, false, 1, 1, true, nullptr, 0},
+        {{0x06, 0x08, 0xAA, 0xBB}, true, true, 0, 2, false, nullptr, 2},
+        {{0x06, 0x0D, 'd', 'e', 'u', 0xCC}, true, true, 0, 3, true, "deu", 1},
+        {{0x06, 0xFE}, true, true, 1, 0x1F, false, nullptr, 0},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::Message() << "payload of " << c.payload.size() << " bytes");
+        TCPMTElementary* stream = StreamWith({Descriptor(0x7F, c.payload)});
+        ASSERT_NE(stream, nullptr);
+        const auto* extension = dynamic_cast<const TCDescExtension*>(stream->Descriptor(0));
+        ASSERT_NE(extension, nullptr);
+        EXPECT_EQ(extension->TagExtension(),
+                  c.payload.empty() ? TCDescExtension::kNoTagExtension : c.payload[0]);
+        EXPECT_EQ(extension->ExtensionLength(),
+                  c.payload.empty() ? 0 : static_cast<int>(c.payload.size()) - 1);
+        const auto* audio = dynamic_cast<const TCDescSupplementaryAudio*>(extension);
+        ASSERT_EQ(audio != nullptr, c.supplementary);
+        if (audio == nullptr) continue;
+        EXPECT_EQ(audio->IsWellFormed(), c.wellFormed);
+        EXPECT_EQ(audio->MixType(), c.mixType);
+        EXPECT_EQ(audio->EditorialClassification(), c.classification);
+        EXPECT_EQ(audio->LanguageCodePresent(), c.flag);
+        EXPECT_EQ(audio->HasLanguageCode(), c.code != nullptr);
+        EXPECT_EQ(audio->Iso639LangCode(), c.code != nullptr
+                                               ? PackLanguageCode(c.code[0], c.code[1], c.code[2])
+                                               : LANGUAGE_CODE_NONE);
+        ASSERT_EQ(audio->PrivateDataLength(), c.privateBytes);
+        if (c.privateBytes > 0) {
+            EXPECT_EQ(audio->PrivateData()[c.privateBytes - 1], c.payload.back());
+        }
+    }
+    // The builder the service tests use writes what the decoder reads.
+    const auto* built =
+        Only<TCDescSupplementaryAudio>(SupplementaryAudio(1, EDITORIAL_AUDIO_DESCRIPTION, "fra"));
+    ASSERT_NE(built, nullptr);
+    EXPECT_EQ(built->Iso639LangCode(), PackLanguageCode('f', 'r', 'a'));
+    EXPECT_EQ(built->EditorialClassification(), EDITORIAL_AUDIO_DESCRIPTION);
 }
 
 TEST_F(DescriptorTest, LookupsByPositionAndByTagFollowTheLoopAndGiveNullOutsideIt) {

@@ -63,7 +63,7 @@ class HandlerTest : public ::testing::Test {
     static void AddAudio(int16_t pid, uint8_t tag, const std::string& lang = "eng",
                          int32_t encoding = 2) {
         TrevaloServiceServer::audList->push_back(std::unique_ptr<AudioComponent>(
-            new AudioComponent{pid, encoding, false, tag, lang, 2, false}));
+            new AudioComponent{pid, encoding, false, tag, lang, 2, false, {}}));
     }
     static void AddVideo(int16_t pid, uint8_t tag, uint16_t ca_sid = 0) {
         TrevaloServiceServer::vidList->push_back(std::unique_ptr<VideoComponent>(

@@ -69,6 +69,19 @@ Bytes Language(const std::vector<LanguageEntry>& entries) {
     return Descriptor(0x0A, payload);
 }
 
+Bytes AC3Audio(uint8_t tag, uint8_t componentType) {
+    return Descriptor(tag, {0x80, componentType});
+}
+
+Bytes SupplementaryAudio(uint8_t mixType, uint8_t editorialClassification,
+                         const std::string& code) {
+    Bytes payload = {
+        0x06, static_cast<unsigned char>((mixType << 7) | ((editorialClassification & 0x1F) << 2) |
+                                         (code.empty() ? 0 : 1))};
+    if (!code.empty()) AppendCode(payload, code);
+    return Descriptor(0x7F, payload);
+}
+
 Bytes Subtitling(const std::vector<SubtitlingEntry>& entries) {
     Bytes payload;
     for (const auto& entry : entries) {

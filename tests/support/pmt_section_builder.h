@@ -50,6 +50,10 @@ struct TeletextEntry {
     uint8_t page;
 };
 Bytes Teletext(const std::vector<TeletextEntry>& entries);
+// An AC-3 (0x6A) or Enhanced AC-3 (0x7A) descriptor carrying only component_type.
+Bytes AC3Audio(uint8_t tag, uint8_t componentType);
+// A supplementary audio descriptor (0x7F, extension 0x06); `code` empty for none.
+Bytes SupplementaryAudio(uint8_t mixType, uint8_t editorialClassification, const std::string& code);
 
 // The first eight bytes of a long-form section (section_syntax_indicator 1), up to
 // last_section_number (both section numbers 0); FinishLongForm sets its length.

@@ -6,6 +6,7 @@
 #include <json/value.h>
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 namespace trevalo_cli {
@@ -22,6 +23,10 @@ struct Catalogue {
     std::vector<Json::Value> video;
     std::vector<Json::Value> audio;
     std::vector<Json::Value> subtitles;
+    // What each audio and subtitle entry is for ("main, stereo", "hard of hearing"), where the
+    // service said it (its catalogue interface); empty lists from one that did not.
+    std::vector<std::string> audio_roles;
+    std::vector<std::string> subtitle_roles;
 
     std::vector<Json::Value>& List(ComponentKind kind);
     const std::vector<Json::Value>& List(ComponentKind kind) const;
@@ -33,7 +38,11 @@ struct CatalogueRow {
     ComponentKind kind = ComponentKind::kVideo;
     size_t index = 0;
     Json::Value entry;
+    std::string role;  // "" when not known
 };
+
+// The role of entry `index` of `kind`; "" when not known (and for video).
+std::string RoleOf(const Catalogue& catalogue, ComponentKind kind, size_t index);
 
 // Every entry in table order: video, audio, subtitles, each list by index.
 std::vector<CatalogueRow> AllRows(const Catalogue& catalogue);

@@ -5,9 +5,9 @@ namespace {
 
 // The rows of `list` that `other` lacks, matching equal entries one to one (an entry listed
 // twice needs two matches).
-std::vector<CatalogueRow> Unmatched(char mark, ComponentKind kind,
-                                    const std::vector<Json::Value>& list,
+std::vector<CatalogueRow> Unmatched(char mark, ComponentKind kind, const Catalogue& catalogue,
                                     const std::vector<Json::Value>& other) {
+    const std::vector<Json::Value>& list = catalogue.List(kind);
     std::vector<bool> used(other.size(), false);
     std::vector<CatalogueRow> rows;
     for (size_t index = 0; index < list.size(); ++index) {
@@ -18,7 +18,10 @@ std::vector<CatalogueRow> Unmatched(char mark, ComponentKind kind,
                 matched = true;
             }
         }
-        if (!matched) rows.push_back(CatalogueRow{mark, kind, index, list[index]});
+        if (!matched) {
+            rows.push_back(
+                CatalogueRow{mark, kind, index, list[index], RoleOf(catalogue, kind, index)});
+        }
     }
     return rows;
 }
@@ -28,10 +31,10 @@ std::vector<CatalogueRow> Unmatched(char mark, ComponentKind kind,
 std::vector<CatalogueRow> CatalogueChanges(const Catalogue& before, const Catalogue& after) {
     std::vector<CatalogueRow> changes;
     for (const ComponentKind kind : kAllKinds) {
-        for (auto& row : Unmatched('-', kind, before.List(kind), after.List(kind))) {
+        for (auto& row : Unmatched('-', kind, before, after.List(kind))) {
             changes.push_back(std::move(row));
         }
-        for (auto& row : Unmatched('+', kind, after.List(kind), before.List(kind))) {
+        for (auto& row : Unmatched('+', kind, after, before.List(kind))) {
             changes.push_back(std::move(row));
         }
     }

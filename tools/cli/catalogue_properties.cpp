@@ -21,8 +21,10 @@ const TCValue* Find(const TCValue::Dictionary& dictionary, const char* name) {
 
 // The members the interface adds to the entries of the JSON queries.
 bool InterfaceOnly(const std::string& name) {
-    for (const char* own : {member::kLangBytes, member::kKind, member::kType, member::kPage,
-                            member::kCompositionPage, member::kAncillaryPage}) {
+    for (const char* own :
+         {member::kLangBytes, member::kKind, member::kType, member::kPage, member::kCompositionPage,
+          member::kAncillaryPage, member::kAudioType, member::kRole, member::kChannels,
+          member::kMix, member::kLanguage, member::kHardOfHearing}) {
         if (name == own) return true;
     }
     return false;
@@ -63,6 +65,27 @@ Json::Value EntryOf(const TCValue::Dictionary& dictionary) {
     return entry;
 }
 
+// What an audio entry is for ("main, stereo", "audio-description, stereo, broadcast mix") or a
+// subtitle entry ("hard of hearing", or "" for ordinary subtitles).
+std::string RoleOf(ComponentKind kind, const TCValue::Dictionary& dictionary) {
+    if (kind == ComponentKind::kSubtitle) {
+        const TCValue* hard_of_hearing = Find(dictionary, member::kHardOfHearing);
+        return hard_of_hearing != nullptr && hard_of_hearing->Number() != 0 ? "hard of hearing"
+                                                                            : "";
+    }
+    std::string text;
+    for (const char* name : {member::kRole, member::kChannels, member::kMix}) {
+        const TCValue* value = Find(dictionary, name);
+        if (value == nullptr || value->GetType() != TCValue::Type::kString ||
+            value->Text().empty()) {
+            continue;
+        }
+        text += (text.empty() ? "" : ", ") + value->Text();
+        if (name == std::string(member::kMix)) text += " mix";
+    }
+    return text;
+}
+
 }  // namespace
 
 bool CatalogueFromProperties(const TCValue::Dictionary& values, Catalogue& catalogue,
@@ -81,6 +104,11 @@ bool CatalogueFromProperties(const TCValue::Dictionary& values, Catalogue& catal
         if (entries == nullptr || entries->GetType() != TCValue::Type::kDictionaries) return false;
         for (const TCValue::Dictionary& dictionary : entries->DictionaryList()) {
             read.List(list.kind).push_back(EntryOf(dictionary));
+            if (list.kind == ComponentKind::kAudio) {
+                read.audio_roles.push_back(RoleOf(list.kind, dictionary));
+            } else if (list.kind == ComponentKind::kSubtitle) {
+                read.subtitle_roles.push_back(RoleOf(list.kind, dictionary));
+            }
         }
     }
     catalogue = std::move(read);

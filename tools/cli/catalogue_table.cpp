@@ -100,13 +100,19 @@ std::string FormatCatalogueTable(const std::vector<CatalogueRow>& rows) {
     const bool marked = std::any_of(rows.begin(), rows.end(),
                                     [](const CatalogueRow& row) { return row.mark != ' '; });
 
+    // ROLE only from a service that says what its tracks are for.
+    const bool roles = std::any_of(rows.begin(), rows.end(),
+                                   [](const CatalogueRow& row) { return !row.role.empty(); });
+
     std::vector<std::vector<std::string>> lines = {
         {"KIND", "#", "PID", "TAG", "ENCODING", "LANG", "FLAGS"}};
+    if (roles) lines.front().insert(lines.front().end() - 1, "ROLE");
     for (const CatalogueRow& row : rows) {
         lines.push_back({KindName(row.kind), std::to_string(row.index), PidCell(row.entry),
                          TagCell(row.entry), EncodingCell(row.kind, row.entry),
                          row.kind == ComponentKind::kVideo ? "-" : LanguageCell(row.entry),
                          FlagsCell(row.entry)});
+        if (roles) lines.back().insert(lines.back().end() - 1, row.role.empty() ? "-" : row.role);
     }
     std::vector<size_t> widths(lines.front().size(), 0);
     for (const auto& cells : lines) {

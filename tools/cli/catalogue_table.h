@@ -9,7 +9,8 @@
 
 namespace trevalo_cli {
 
-// Columns KIND, #, PID, TAG, ENCODING, LANG, FLAGS, one line per row, with a first column for
+// Columns KIND, #, PID, TAG, ENCODING, LANG, ROLE (when any row has a role), FLAGS, one line
+// per row, with a first column for
 // the change mark when any row carries one. "(no components)" when there are no rows.
 std::string FormatCatalogueTable(const std::vector<CatalogueRow>& rows);
 

@@ -30,7 +30,9 @@ const std::vector<CommandEntry>& AllCommands() {
          "one without that method: the sizes, then every entry) and prints them as one table: "
          "KIND,\n"
          "index, PID, component tag ('-' when the stream has none), encoding by name and code,\n"
-         "language, and the flags encrypted, CA system, audio description, hearing impaired.\n"
+         "language, the role (what the broadcast says each track is for: role, channels, mix;\n"
+         "hard of hearing; only from the catalogue interface), and the flags encrypted, CA\n"
+         "system, audio description, hearing impaired.\n"
          "With --json, prints one JSON document {\"audio\": [...], \"subtitle\": [...],\n"
          "\"video\": [...]} holding the entries exactly as the service gave them.\n",
          {{}, {"--json"}},
@@ -114,6 +116,30 @@ const std::vector<CommandEntry>& AllCommands() {
          "\"hex\"}.\n",
          {{}, {"--json"}},
          RunListen},
+        {"select",
+         "select [--audio-lang L,...] [--subtitle-lang L,...] [--ad] [--hoh] [--subtitles "
+         "off|auto|on] [--multichannel] [--json]",
+         "print the tracks to play for these preferences",
+         "Asks the service's track selector (SelectTracks of org.ondrel.Trevalo.Catalogue1)\n"
+         "which audio and which subtitles of the current catalogue to play, and prints each\n"
+         "choice with its index, PID and the reason, or 'none'. With --json, one line\n"
+         "{\"audio\": I, \"audio_pid\": P, \"audio_reason\": \"...\", \"subtitle\": ...}.\n"
+         "\n"
+         "Options:\n"
+         "  --audio-lang L,...     the languages to hear, most wanted first (ISO 639-2, either\n"
+         "                         form: ger and deu are one; qaa: the original language)\n"
+         "  --subtitle-lang L,...  the languages to read (default: those of --audio-lang)\n"
+         "  --ad                   audio description wanted\n"
+         "  --hoh                  subtitles for the hard of hearing, and clean audio, wanted\n"
+         "  --subtitles MODE       off, auto (default: only when the audio is not in the first\n"
+         "                         subtitle language, or with --hoh) or on\n"
+         "  --multichannel         multichannel audio before stereo, other things equal\n"
+         "\n"
+         "The rules are in docs/track-selection.md. Status 2 for a language that is not three\n"
+         "letters.\n",
+         {{"--audio-lang", "--subtitle-lang", "--subtitles"},
+          {"--ad", "--hoh", "--multichannel", "--json"}},
+         RunSelect},
         {"watch",
          "watch [--json]",
          "print the catalogue whenever it changes",

@@ -25,6 +25,7 @@ int RunTime(const CommandContext& context, const Arguments& arguments);
 int RunPmt(const CommandContext& context, const Arguments& arguments);
 int RunListen(const CommandContext& context, const Arguments& arguments);
 int RunWatch(const CommandContext& context, const Arguments& arguments);
+int RunSelect(const CommandContext& context, const Arguments& arguments);
 int RunProgrammes(const CommandContext& context, const Arguments& arguments);
 
 struct CommandEntry {

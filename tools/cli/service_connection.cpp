@@ -104,6 +104,16 @@ Ondrel::TCMessage ServiceConnection::Request(const std::string& method, const Js
     throw CallFailure(method, error);
 }
 
+Ondrel::TCValue::Dictionary ServiceConnection::CallWithDictionary(
+    const char* interface, const char* method, const Ondrel::TCValue::Dictionary& argument) {
+    Ondrel::TCValue::Dictionary result;
+    std::string error;
+    if (!m_Client.CallWithDictionary(interface, method, argument, result, &error, m_TimeoutMs)) {
+        throw CallFailure(method, error);
+    }
+    return result;
+}
+
 CommandError ServiceConnection::CallFailure(const std::string& what,
                                             const std::string& error) const {
     if (!m_Client.Connected()) return BusLost(error);

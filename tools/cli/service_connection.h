@@ -29,6 +29,10 @@ class ServiceConnection {
     Ondrel::TCMessage Request(const std::string& method, const Json::Value& data = Json::Value(),
                               const std::vector<unsigned char>& buffer = {});
 
+    // Calls `method` of `interface` with one a{sv} and returns its a{sv}; throws as Request does.
+    Ondrel::TCValue::Dictionary CallWithDictionary(const char* interface, const char* method,
+                                                   const Ondrel::TCValue::Dictionary& argument);
+
     Ondrel::TCClient& Client() { return m_Client; }
 
     // How long a call may wait for its answer, in milliseconds (-1: the bus's default).

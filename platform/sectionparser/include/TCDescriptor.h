@@ -4,7 +4,8 @@
 // One descriptor of a descriptor loop, kept as its raw bytes inside the parser's copy of the
 // section and decoded only when an accessor asks. The classes derived from it add the accessors
 // of one descriptor_tag; the parser always hands out the class that matches Tag(), so a caller may
-// static_cast after looking at the tag. Descriptors of other tags come as plain TCDescriptor.
+// static_cast after looking at the tag (and, for the extension descriptor 0x7F, at its
+// TagExtension()). Descriptors of other tags come as plain TCDescriptor.
 //
 // Every accessor reads inside descriptor_length only. When the payload is too short for a field,
 // the field is answered as absent (documented per class) and entry counts leave out a trailing

@@ -34,6 +34,30 @@ constexpr const char kSubtitles[] = "Subtitles";
 constexpr const char kGetPid[] = "GetPid";  // (y component_tag) -> (q pid)
 constexpr const char kGetPidArgument[] = "component_tag";
 constexpr const char kGetPidResult[] = "pid";
+// (a{sv} preferences) -> (a{sv} choice): which tracks to play (docs/track-selection.md).
+constexpr const char kSelectTracks[] = "SelectTracks";
+constexpr const char kSelectTracksArgument[] = "preferences";
+constexpr const char kSelectTracksResult[] = "choice";
+namespace preference {
+constexpr const char kAudioLanguages[] = "audio_languages";          // as
+constexpr const char kSubtitleLanguages[] = "subtitle_languages";    // as
+constexpr const char kAudioDescription[] = "audio_description";      // b
+constexpr const char kHardOfHearing[] = "hard_of_hearing";           // b
+constexpr const char kSubtitles[] = "subtitles";                     // s: one of the three below
+constexpr const char kPreferMultichannel[] = "prefer_multichannel";  // b
+constexpr const char kSubtitlesOff[] = "off";
+constexpr const char kSubtitlesAuto[] = "auto";
+constexpr const char kSubtitlesOn[] = "on";
+}  // namespace preference
+namespace choice {
+constexpr const char kAudio[] = "audio";                     // i: index in Audio, -1 for none
+constexpr const char kSubtitle[] = "subtitle";               // i: index in Subtitles, -1 for none
+constexpr const char kAudioPid[] = "audio_pid";              // q, 0 for none
+constexpr const char kSubtitlePid[] = "subtitle_pid";        // q, 0 for none
+constexpr const char kAudioReason[] = "audio_reason";        // s
+constexpr const char kSubtitleReason[] = "subtitle_reason";  // s
+}  // namespace choice
+constexpr const char kInvalidArgsError[] = "org.freedesktop.DBus.Error.InvalidArgs";
 }  // namespace catalogue
 
 // The values of the request member "method", in the order the dispatcher compares them.
@@ -82,6 +106,15 @@ constexpr const char kType[] = "type";  // the subtitling_type or teletext_type
 constexpr const char kPage[] = "page";  // teletext: magazine (0 read as 8) and page, "888"
 constexpr const char kCompositionPage[] = "composition_page";  // DVB subtitle
 constexpr const char kAncillaryPage[] = "ancillary_page";      // DVB subtitle
+// what each track is for (docs/track-selection.md): audio entries' audio_type (y), role (s),
+// channels (s), mix (s, only where given) and spoken language (s); subtitle entries'
+// hard_of_hearing (b)
+constexpr const char kAudioType[] = "audio_type";
+constexpr const char kRole[] = "role";
+constexpr const char kChannels[] = "channels";
+constexpr const char kMix[] = "mix";
+constexpr const char kLanguage[] = "language";
+constexpr const char kHardOfHearing[] = "hard_of_hearing";
 constexpr const char kKindDvbSubtitle[] = "dvb-subtitle";
 constexpr const char kKindTeletext[] = "teletext";
 // the lists of GetCatalogue's answer and the sizes in CatalogueChanged's body

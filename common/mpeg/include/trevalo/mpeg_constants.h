@@ -34,7 +34,13 @@ constexpr uint8_t kTeletext = 0x56;
 constexpr uint8_t kSubtitling = 0x59;
 constexpr uint8_t kAc3 = 0x6A;
 constexpr uint8_t kEnhancedAc3 = 0x7A;
+constexpr uint8_t kExtension = 0x7F;
 }  // namespace descriptor_tag
+
+// descriptor_tag_extension of an extension descriptor (ETSI EN 300 468 table 109).
+namespace extension_tag {
+constexpr uint8_t kSupplementaryAudio = 0x06;
+}  // namespace extension_tag
 
 // teletext_type of a teletext descriptor entry (ETSI EN 300 468 table 94).
 namespace teletext_type {

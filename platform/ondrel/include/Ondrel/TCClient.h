@@ -81,6 +81,13 @@ class TCClient {
     bool GetAllProperties(const std::string& interface, TCValue::Dictionary& properties,
                           std::string* error = nullptr, int timeout_ms = -1);
 
+    // Calls method `method` of `interface` on the server's object with one a{sv} argument and
+    // reads its one a{sv} result (members of types TCValue does not carry left out). False with
+    // `error` set ("NAME: message" for a D-Bus error) when the call fails.
+    bool CallWithDictionary(const std::string& interface, const std::string& method,
+                            const TCValue::Dictionary& argument, TCValue::Dictionary& result,
+                            std::string* error = nullptr, int timeout_ms = -1);
+
     // Calls `on_change` with the changed values every PropertiesChanged of `interface` carries
     // from the server's object, while the default main context is iterated. Returns false when
     // not connected or when the bus refuses the match.

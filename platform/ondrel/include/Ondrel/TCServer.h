@@ -22,9 +22,10 @@ struct TCProperty {
     std::function<TCValue()> get;
 };
 
-// A method of an exported interface whose arguments and results are basic values (y b q i s).
-// `call` gets the caller's unique bus name and the arguments in order, and answers the results
-// in order, of `out_signature`.
+// A method of an exported interface whose arguments are basic values (y b q i s) or a{sv}
+// dictionaries (values y b q i s as), and whose results are any TCValue. `call` gets the caller's unique
+// bus name and the arguments in order and answers the results in order, of `out_signature`; it refuses a call by throwing
+// TCMethodError, which the caller gets as that D-Bus error.
 struct TCMethod {
     std::string name;
     std::string in_signature;
@@ -32,6 +33,11 @@ struct TCMethod {
     std::string out_signature;
     std::vector<std::string> out_names;
     std::function<std::vector<TCValue>(const char* sender, const std::vector<TCValue>&)> call;
+};
+
+struct TCMethodError {
+    std::string name;  // a D-Bus error name, e.g. "org.freedesktop.DBus.Error.InvalidArgs"
+    std::string message;
 };
 
 // An interface exported beside "org.ondrel.TCServer" on the server's object. Each property

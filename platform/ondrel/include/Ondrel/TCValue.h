@@ -11,10 +11,21 @@ namespace Ondrel {
 struct TCDictEntry;
 
 // One D-Bus value of the types a server's properties and typed methods carry: y, b, q, i, s, ay,
-// and aa{sv} (a list of dictionaries, each member a name and a value in a variant).
+// as, a{sv} (a dictionary, each member a name and a value in a variant) and aa{sv} (a list of
+// dictionaries).
 class TCValue {
   public:
-    enum class Type { kByte, kBoolean, kUInt16, kInt32, kString, kBytes, kDictionaries };
+    enum class Type {
+        kByte,
+        kBoolean,
+        kUInt16,
+        kInt32,
+        kString,
+        kBytes,
+        kDictionaries,
+        kStrings,
+        kDictionary
+    };
     using Dictionary = std::vector<TCDictEntry>;  // members in the order written
 
     static TCValue Byte(uint8_t value) { return TCValue(Type::kByte, value); }
@@ -24,6 +35,8 @@ class TCValue {
     static TCValue String(std::string text);  // must be valid UTF-8 without NUL to be sent
     static TCValue Bytes(std::vector<uint8_t> bytes);
     static TCValue Dictionaries(std::vector<Dictionary> dictionaries);
+    static TCValue Strings(std::vector<std::string> texts);  // each valid UTF-8 without NUL
+    static TCValue OneDictionary(Dictionary dictionary);
 
     Type GetType() const { return m_Type; }
     // The D-Bus signature of the value ("y", "aa{sv}", ...).
@@ -32,6 +45,9 @@ class TCValue {
     const std::string& Text() const { return m_Text; }
     const std::vector<uint8_t>& ByteList() const { return m_Bytes; }
     const std::vector<Dictionary>& DictionaryList() const { return m_Dictionaries; }
+    const std::vector<std::string>& StringList() const { return m_Strings; }
+    // a{sv}: its members; aa{sv}: the first dictionary's. Empty for other types.
+    const Dictionary& Members() const;
 
   private:
     TCValue(Type type, int64_t number) : m_Type(type), m_Number(number) {}
@@ -41,6 +57,7 @@ class TCValue {
     std::string m_Text;
     std::vector<uint8_t> m_Bytes;
     std::vector<Dictionary> m_Dictionaries;
+    std::vector<std::string> m_Strings;
 };
 
 struct TCDictEntry {
@@ -66,6 +83,23 @@ inline TCValue TCValue::Dictionaries(std::vector<Dictionary> dictionaries) {
     return value;
 }
 
+inline TCValue TCValue::Strings(std::vector<std::string> texts) {
+    TCValue value(Type::kStrings, 0);
+    value.m_Strings = std::move(texts);
+    return value;
+}
+
+inline TCValue TCValue::OneDictionary(Dictionary dictionary) {
+    TCValue value(Type::kDictionary, 0);
+    value.m_Dictionaries.push_back(std::move(dictionary));
+    return value;
+}
+
+inline const TCValue::Dictionary& TCValue::Members() const {
+    static const Dictionary kNone;
+    return m_Dictionaries.empty() ? kNone : m_Dictionaries.front();
+}
+
 inline const char* TCValue::Signature() const {
     switch (m_Type) {
         case Type::kByte:
@@ -82,6 +116,10 @@ inline const char* TCValue::Signature() const {
             return "ay";
         case Type::kDictionaries:
             return "aa{sv}";
+        case Type::kStrings:
+            return "as";
+        case Type::kDictionary:
+            return "a{sv}";
     }
     return "";
 }
