@@ -23,9 +23,9 @@ struct TCProperty {
 };
 
 // A method of an exported interface whose arguments are basic values (y b q i s) or a{sv}
-// dictionaries (values y b q i s as), and whose results are any TCValue. `call` gets the caller's unique
-// bus name and the arguments in order and answers the results in order, of `out_signature`; it refuses a call by throwing
-// TCMethodError, which the caller gets as that D-Bus error.
+// dictionaries (values y b q i s as), and whose results are any TCValue. `call` gets the caller's
+// unique bus name and the arguments in order and answers the results in order, of `out_signature`;
+// it refuses a call by throwing TCMethodError, which the caller gets as that D-Bus error.
 struct TCMethod {
     std::string name;
     std::string in_signature;
