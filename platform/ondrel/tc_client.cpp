@@ -318,6 +318,44 @@ const std::string& TCClient::ReplySender() const {
     return m_State->reply_sender;
 }
 
+namespace {
+
+// Calls `method` of `interface` on the server's object with the arguments `append` adds. True
+// with the reply in `answer` (when asked for, to be unreferenced); false with `error` set.
+template <typename Append>
+bool CallServer(TCClient::State& state, const char* interface, const char* method, Append&& append,
+                sd_bus_message** answer, std::string* error, int timeout_ms) {
+    if (!state.CanCall(error)) return false;
+    sd_bus_error failure = SD_BUS_ERROR_NULL;
+    sd_bus_message* call = nullptr;
+    int result = sd_bus_message_new_method_call(state.bus, &call, state.Destination(),
+                                                state.object_path.c_str(), interface, method);
+    if (result >= 0) result = append(call);
+    if (result >= 0) {
+        result = sd_bus_call(state.bus, call, TimeoutMicroseconds(timeout_ms), &failure, answer);
+    }
+    sd_bus_message_unref(call);
+    if (result < 0) SetCallError(state, error, failure, result);
+    sd_bus_error_free(&failure);
+    return result >= 0;
+}
+
+// The same for a method whose one result is an a{sv}, read into `result`.
+template <typename Append>
+bool CallForDictionary(TCClient::State& state, const char* interface, const char* method,
+                       Append&& append, TCValue::Dictionary& result, std::string* error,
+                       int timeout_ms) {
+    sd_bus_message* answer = nullptr;
+    if (!CallServer(state, interface, method, append, &answer, error, timeout_ms)) return false;
+    result.clear();
+    const int read = ReadDictionary(answer, result);
+    sd_bus_message_unref(answer);
+    if (read < 0) SetError(error, std::string("cannot read the reply: ") + std::strerror(-read));
+    return read >= 0;
+}
+
+}  // namespace
+
 const std::string& TCClient::LastErrorName() const {
     return m_State->error_name;
 }
@@ -378,75 +416,28 @@ bool TCClient::Subscribe(const std::string& signal, SignalHandler on_signal) {
 }
 
 bool TCClient::Ping(std::string* error, int timeout_ms) {
-    if (!m_State->CanCall(error)) return false;
-    sd_bus_error failure = SD_BUS_ERROR_NULL;
-    sd_bus_message* call = nullptr;
-    int result = sd_bus_message_new_method_call(m_State->bus, &call, m_State->Destination(),
-                                                m_State->object_path.c_str(),
-                                                "org.freedesktop.DBus.Peer", "Ping");
-    if (result >= 0) {
-        result =
-            sd_bus_call(m_State->bus, call, TimeoutMicroseconds(timeout_ms), &failure, nullptr);
-    }
-    sd_bus_message_unref(call);
-    if (result < 0) {
-        SetCallError(*m_State, error, failure, result);
-    }
-    sd_bus_error_free(&failure);
-    return result >= 0;
+    return CallServer(
+        *m_State, "org.freedesktop.DBus.Peer", "Ping", [](sd_bus_message*) { return 0; }, nullptr,
+        error, timeout_ms);
 }
 
 bool TCClient::GetAllProperties(const std::string& interface, TCValue::Dictionary& properties,
                                 std::string* error, int timeout_ms) {
-    if (!m_State->CanCall(error)) return false;
-    sd_bus_error failure = SD_BUS_ERROR_NULL;
-    sd_bus_message* answer = nullptr;
-    sd_bus_message* call = nullptr;
-    int result = sd_bus_message_new_method_call(m_State->bus, &call, m_State->Destination(),
-                                                m_State->object_path.c_str(), kPropertiesInterface,
-                                                "GetAll");
-    if (result >= 0) result = sd_bus_message_append_basic(call, 's', interface.c_str());
-    if (result >= 0) {
-        result =
-            sd_bus_call(m_State->bus, call, TimeoutMicroseconds(timeout_ms), &failure, &answer);
-    }
-    sd_bus_message_unref(call);
-    if (result >= 0) {
-        properties.clear();
-        result = ReadDictionary(answer, properties);
-        sd_bus_message_unref(answer);
-    }
-    if (result < 0) {
-        SetCallError(*m_State, error, failure, result);
-    }
-    sd_bus_error_free(&failure);
-    return result >= 0;
+    return CallForDictionary(
+        *m_State, kPropertiesInterface, "GetAll",
+        [&interface](sd_bus_message* call) {
+            return sd_bus_message_append_basic(call, 's', interface.c_str());
+        },
+        properties, error, timeout_ms);
 }
 
 bool TCClient::CallWithDictionary(const std::string& interface, const std::string& method,
                                   const TCValue::Dictionary& argument, TCValue::Dictionary& result,
                                   std::string* error, int timeout_ms) {
-    if (!m_State->CanCall(error)) return false;
-    sd_bus_error failure = SD_BUS_ERROR_NULL;
-    sd_bus_message* answer = nullptr;
-    sd_bus_message* call = nullptr;
-    int outcome = sd_bus_message_new_method_call(m_State->bus, &call, m_State->Destination(),
-                                                 m_State->object_path.c_str(), interface.c_str(),
-                                                 method.c_str());
-    if (outcome >= 0) outcome = value_wire::AppendDictionary(call, argument);
-    if (outcome >= 0) {
-        outcome =
-            sd_bus_call(m_State->bus, call, TimeoutMicroseconds(timeout_ms), &failure, &answer);
-    }
-    sd_bus_message_unref(call);
-    if (outcome >= 0) {
-        result.clear();
-        outcome = ReadDictionary(answer, result);
-        sd_bus_message_unref(answer);
-    }
-    if (outcome < 0) SetCallError(*m_State, error, failure, outcome);
-    sd_bus_error_free(&failure);
-    return outcome >= 0;
+    return CallForDictionary(
+        *m_State, interface.c_str(), method.c_str(),
+        [&argument](sd_bus_message* call) { return value_wire::AppendDictionary(call, argument); },
+        result, error, timeout_ms);
 }
 
 bool TCClient::SubscribeProperties(const std::string& interface, PropertiesHandler on_change) {
