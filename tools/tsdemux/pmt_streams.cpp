@@ -8,12 +8,15 @@
 namespace tsdemux {
 namespace {
 
-// The stream's languages list each code once, in the order first met.
-void AddLanguage(ElementaryStream& stream, const std::string& language) {
+// The text of a language code met in one of the stream's descriptors, added to the stream's
+// languages unless listed already.
+std::string Language(ElementaryStream& stream, ELanguageCode code) {
+    std::string language = trevalo_mpeg::LanguageString(code);
     if (std::find(stream.languages.begin(), stream.languages.end(), language) ==
         stream.languages.end()) {
         stream.languages.push_back(language);
     }
+    return language;
 }
 
 // Each entry of a descriptor that names languages, in the stream's list of its kind.
@@ -22,29 +25,23 @@ void Take(const TCDescLanguage& descriptor, ElementaryStream& stream) {
         ELanguageCode code = LANGUAGE_CODE_NONE;
         EAudioType type = AUDIO_TYPE_UNDEFINED;
         descriptor.Language(index, &code, &type);
-        const std::string language = trevalo_mpeg::LanguageString(code);
-        AddLanguage(stream, language);
-        stream.iso639_languages.push_back({language, type});
+        stream.iso639_languages.push_back({Language(stream, code), type});
     }
 }
 
 void Take(const TCDescSubtitling& descriptor, ElementaryStream& stream) {
     for (int index = 0; index < descriptor.NumOfSubtitling(); ++index) {
-        const std::string language = trevalo_mpeg::LanguageString(descriptor.Iso639LangCode(index));
-        AddLanguage(stream, language);
-        stream.subtitling.push_back({language, descriptor.SubtitlingType(index),
-                                     descriptor.CompositionPageId(index),
-                                     descriptor.AncillaryPageId(index)});
+        stream.subtitling.push_back(
+            {Language(stream, descriptor.Iso639LangCode(index)), descriptor.SubtitlingType(index),
+             descriptor.CompositionPageId(index), descriptor.AncillaryPageId(index)});
     }
 }
 
 void Take(const TCDescTeletext& descriptor, ElementaryStream& stream) {
     for (int index = 0; index < descriptor.NumOfTeletext(); ++index) {
-        const std::string language = trevalo_mpeg::LanguageString(descriptor.Iso639LangCode(index));
-        AddLanguage(stream, language);
-        stream.teletext.push_back({language, descriptor.TeletextType(index),
-                                   descriptor.TeletextMagazineNumber(index),
-                                   descriptor.TeletextPageNumber(index)});
+        stream.teletext.push_back(
+            {Language(stream, descriptor.Iso639LangCode(index)), descriptor.TeletextType(index),
+             descriptor.TeletextMagazineNumber(index), descriptor.TeletextPageNumber(index)});
     }
 }
 
