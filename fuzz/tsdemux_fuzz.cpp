@@ -1,5 +1,5 @@
-// libFuzzer entry: a transport stream as trevalo-cli pmt reads it, from packet sync through
-// section reassembly to the PAT and the programme's PMT.
+// libFuzzer entry: a transport stream as trevalo-cli pmt and programmes read it, from packet sync
+// through section reassembly to the PAT, the programme's PMT and the streams it lists.
 //
 // Input: programme number (2 bytes, big-endian; 0 follows the PAT's first programme), one byte
 // choosing the size of the reads the stream arrives in, then the stream.
@@ -10,6 +10,7 @@
 #include "trevalo/crc32_mpeg2.h"
 #include "trevalo/mpeg_constants.h"
 #include "tsdemux/pmt_extractor.h"
+#include "tsdemux/pmt_streams.h"
 
 namespace {
 
@@ -26,6 +27,7 @@ void CheckPmt(const tsdemux::FoundPmt& pmt, uint16_t asked) {
     const size_t declared = 3 + ((section[1] & 0x0F) << 8 | section[2]);
     if (declared != section.size()) __builtin_trap();
     if (trevalo_mpeg::Crc32Mpeg2(section.data(), section.size()) != 0) __builtin_trap();
+    tsdemux::ReadPmtStreams(section);
 }
 
 }  // namespace

@@ -13,15 +13,16 @@
 #include "TCPMTParser.h"
 #include "TVServiceAPI.h"
 #include "TrevaloCatalogueInterface.h"
-#include "TrevaloLanguageCode.h"
 #include "TrevaloLog.h"
 #include "TrevaloRequest.h"
 #include "system_info.h"
 #include "trevalo/bus_contract.h"
 #include "trevalo/json_text.h"
+#include "trevalo/language_code.h"
 #include "trevalo/mpeg_constants.h"
 
 using Ondrel::TCMessage;
+using trevalo_mpeg::LanguageString;
 using trevalo_request::Convert;
 using trevalo_request::KindName;
 using trevalo_request::Member;

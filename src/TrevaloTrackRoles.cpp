@@ -1,10 +1,12 @@
 #include "TrevaloTrackRoles.h"
 
 #include "TCPMTParser.h"
-#include "TrevaloLanguageCode.h"
+#include "trevalo/language_code.h"
 #include "trevalo/mpeg_constants.h"
 
 namespace {
+
+using trevalo_mpeg::LanguageString;
 
 uint8_t ReadAudioType(const TCPMTElementary& es, AudioTypeEntry which) {
     uint8_t audio_type = 0;

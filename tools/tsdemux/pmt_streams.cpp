@@ -2,119 +2,100 @@
 
 #include <algorithm>
 
-#include "trevalo/mpeg_constants.h"
+#include "TCPMTParser.h"
+#include "trevalo/language_code.h"
 
 namespace tsdemux {
 namespace {
 
-namespace descriptor_tag = trevalo_mpeg::descriptor_tag;
-
-constexpr size_t kLongHeaderSize = 8;
-constexpr size_t kCrcSize = 4;
-
-uint16_t Read13Bits(const uint8_t* at) {
-    return static_cast<uint16_t>((at[0] & 0x1F) << 8 | at[1]);
+// The text of a language code met in one of the stream's descriptors, added to the stream's
+// languages unless listed already.
+std::string Language(ElementaryStream& stream, ELanguageCode code) {
+    std::string language = trevalo_mpeg::LanguageString(code);
+    if (std::find(stream.languages.begin(), stream.languages.end(), language) ==
+        stream.languages.end()) {
+        stream.languages.push_back(language);
+    }
+    return language;
 }
 
-uint16_t Read12Bits(const uint8_t* at) {
-    return static_cast<uint16_t>((at[0] & 0x0F) << 8 | at[1]);
-}
-
-// Each of these descriptors is a loop of entries that start with a 3-byte language code.
-size_t LanguageEntrySize(uint8_t tag) {
-    switch (tag) {
-        case trevalo_mpeg::descriptor_tag::kIso639Language:
-            return 4;  // code, audio_type
-        case trevalo_mpeg::descriptor_tag::kTeletext:
-            return 5;  // code, type and magazine, page
-        case trevalo_mpeg::descriptor_tag::kSubtitling:
-            return 8;  // code, type, composition and ancillary page ids
-        default:
-            return 0;
+// Each entry of a descriptor that names languages, in the stream's list of its kind.
+void Take(const TCDescLanguage& descriptor, ElementaryStream& stream) {
+    for (int index = 0; index < descriptor.NumOfLanguage(); ++index) {
+        ELanguageCode code = LANGUAGE_CODE_NONE;
+        EAudioType type = AUDIO_TYPE_UNDEFINED;
+        descriptor.Language(index, &code, &type);
+        stream.iso639_languages.push_back({Language(stream, code), type});
     }
 }
 
-void AddLanguage(std::vector<std::string>& languages, const uint8_t* code) {
-    const std::string language(reinterpret_cast<const char*>(code), 3);
-    if (std::find(languages.begin(), languages.end(), language) == languages.end()) {
-        languages.push_back(language);
+void Take(const TCDescSubtitling& descriptor, ElementaryStream& stream) {
+    for (int index = 0; index < descriptor.NumOfSubtitling(); ++index) {
+        stream.subtitling.push_back(
+            {Language(stream, descriptor.Iso639LangCode(index)), descriptor.SubtitlingType(index),
+             descriptor.CompositionPageId(index), descriptor.AncillaryPageId(index)});
     }
 }
 
-uint16_t Read16Bits(const uint8_t* at) {
-    return static_cast<uint16_t>(at[0] << 8 | at[1]);
-}
-
-// One entry of a language loop, `at` its language code.
-void AddEntry(uint8_t tag, const uint8_t* at, ElementaryStream& stream) {
-    const std::string code(reinterpret_cast<const char*>(at), 3);
-    if (tag == descriptor_tag::kIso639Language) {
-        stream.iso639_languages.push_back({code, at[3]});
-    } else if (tag == descriptor_tag::kSubtitling) {
-        stream.subtitling.push_back({code, at[3], Read16Bits(at + 4), Read16Bits(at + 6)});
-    } else if (tag == descriptor_tag::kTeletext) {
+void Take(const TCDescTeletext& descriptor, ElementaryStream& stream) {
+    for (int index = 0; index < descriptor.NumOfTeletext(); ++index) {
         stream.teletext.push_back(
-            {code, static_cast<uint8_t>(at[3] >> 3), static_cast<uint8_t>(at[3] & 0x07), at[4]});
+            {Language(stream, descriptor.Iso639LangCode(index)), descriptor.TeletextType(index),
+             descriptor.TeletextMagazineNumber(index), descriptor.TeletextPageNumber(index)});
     }
 }
 
-// The descriptors in [at, end): false when one runs past `end`.
-bool ReadDescriptors(const uint8_t* at, const uint8_t* end, ElementaryStream& stream) {
-    while (end - at >= 2) {
-        const uint8_t tag = at[0];
-        const size_t length = at[1];
-        const uint8_t* body = at + 2;
-        if (static_cast<size_t>(end - body) < length) return false;
-        stream.descriptor_tags.push_back(tag);
-        const size_t entry = LanguageEntrySize(tag);
-        for (size_t offset = 0; entry != 0 && offset + entry <= length; offset += entry) {
-            AddLanguage(stream.languages, body + offset);
-            AddEntry(tag, body + offset, stream);
-        }
-        if (tag == descriptor_tag::kStreamIdentifier && length >= 1 && stream.component_tag < 0) {
-            stream.component_tag = body[0];
-        }
-        if (tag == descriptor_tag::kCa && length >= 4) {
-            stream.ca.push_back({Read16Bits(body), Read13Bits(body + 2)});
-        }
-        at = body + length;
+// Lists the streams the section parser's loop reader finds, each with what its descriptors say.
+class StreamLister final : public TCPMTLoopVisitor {
+  public:
+    explicit StreamLister(std::vector<ElementaryStream>& streams) : m_Streams(streams) {}
+
+    void ProgramDescriptor(const unsigned char*) override {}
+
+    void Elementary(unsigned char streamType, short elementaryPID, const unsigned char*,
+                    int) override {
+        ElementaryStream& stream = m_Streams.emplace_back();
+        stream.stream_type = streamType;
+        stream.pid = static_cast<uint16_t>(elementaryPID);
     }
-    return at == end;
-}
+
+    void ElementaryDescriptor(const unsigned char* raw) override {
+        ElementaryStream& stream = m_Streams.back();
+        const int tag = TCDescriptor(raw).Tag();
+        stream.descriptor_tags.push_back(static_cast<uint8_t>(tag));
+        if (tag == TCDescLanguage::kTag) {
+            Take(TCDescLanguage(raw), stream);
+        } else if (tag == TCDescSubtitling::kTag) {
+            Take(TCDescSubtitling(raw), stream);
+        } else if (tag == TCDescTeletext::kTag) {
+            Take(TCDescTeletext(raw), stream);
+        } else if (tag == TCDescStreamIdentifier::kTag) {
+            const TCDescStreamIdentifier identifier(raw);
+            if (identifier.HasComponentTag() && stream.component_tag < 0) {
+                stream.component_tag = identifier.ComponentTag();
+            }
+        } else if (tag == TCDescCA::kTag) {
+            const TCDescCA ca(raw);
+            if (ca.HasFixedPart()) stream.ca.push_back({ca.CASystemID(), ca.CAPID()});
+        }
+    }
+
+  private:
+    std::vector<ElementaryStream>& m_Streams;
+};
 
 }  // namespace
 
 PmtStreams ReadPmtStreams(const std::vector<uint8_t>& section) {
     PmtStreams result;
-    const uint8_t* at = section.data() + kLongHeaderSize;
-    const uint8_t* end = section.data() + section.size() - kCrcSize;
-    if (end - at < 4) {
-        result.truncated = true;
-        return result;
+    StreamLister lister(result.streams);
+    const ESectionStatus status =
+        TCPMTInstance::ReadLoops(section.data(), static_cast<int>(section.size()), lister);
+    result.truncated = status != SECTION_VALID;
+    // A section too short for its loops is not trusted with a PCR_PID either.
+    if (status != SECTION_LENGTH_TOO_SHORT) {
+        result.pcr_pid = static_cast<uint16_t>((section[8] & 0x1F) << 8 | section[9]);
     }
-    result.pcr_pid = Read13Bits(at);
-    const size_t program_info_length = Read12Bits(at + 2);
-    at += 4;
-    if (static_cast<size_t>(end - at) < program_info_length) {
-        result.truncated = true;
-        return result;
-    }
-    at += program_info_length;
-    while (end - at >= 5) {
-        ElementaryStream stream;
-        stream.stream_type = at[0];
-        stream.pid = Read13Bits(at + 1);
-        const size_t info_length = Read12Bits(at + 3);
-        at += 5;
-        if (static_cast<size_t>(end - at) < info_length) {
-            result.truncated = true;
-            return result;
-        }
-        if (!ReadDescriptors(at, at + info_length, stream)) result.truncated = true;
-        result.streams.push_back(std::move(stream));
-        at += info_length;
-    }
-    if (at != end) result.truncated = true;
     return result;
 }
 

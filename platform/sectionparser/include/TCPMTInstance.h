@@ -7,6 +7,7 @@
 #include "TCBaseSection.h"
 #include "TCDescriptor.h"
 #include "TCPMTElementary.h"
+#include "TCPMTLoopVisitor.h"
 #include "trevalo/mpeg_constants.h"
 
 class DescriptorTable;
@@ -53,8 +54,20 @@ class TCPMTInstance : public TCBaseSection {
     // Returns IsValid().
     bool Load(int sourcePID, const unsigned char* section, int readable);
 
+    // Reads the program_info and elementary-stream loops of the PMT section of `size` bytes at
+    // `section` (table_id to CRC_32), never past the CRC_32, and hands what it finds to
+    // `visitor`. Returns SECTION_VALID, SECTION_LENGTH_TOO_SHORT for fewer than 16 bytes (no
+    // room for program_info_length and the CRC_32), or the first loop rule the section breaks
+    // (see above). A descriptor running past its loop ends that loop and the next is still read;
+    // a bad program_info_length or elementary-stream entry ends the reading. Load keeps nothing
+    // of a section that breaks a rule; a reader that lists what it can keeps what came before.
+    static ESectionStatus ReadLoops(const unsigned char* section, int size,
+                                    TCPMTLoopVisitor& visitor);
+
   private:
-    ESectionStatus ReadLoops();
+    class LoopCollector;
+
+    ESectionStatus KeepLoops();
     void Forget();
 
     std::unique_ptr<DescriptorTable> m_Descriptors;

@@ -23,6 +23,7 @@
 #include "TCDescriptor.h"
 #include "TCPMTElementary.h"
 #include "TCPMTInstance.h"
+#include "TCPMTLoopVisitor.h"
 #include "TCSectionParser.h"
 #include "TVSHandle.h"
 

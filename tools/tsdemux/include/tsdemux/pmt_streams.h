@@ -1,5 +1,6 @@
 // The elementary streams a PMT section lists (ISO/IEC 13818-1, 2.4.4.8), with what their
-// descriptors say about what they carry and in which languages (ETSI EN 300 468).
+// descriptors say about what they carry and in which languages (ETSI EN 300 468), as the section
+// parser's loop reader and descriptor classes read them.
 #ifndef TSDEMUX_PMT_STREAMS_H
 #define TSDEMUX_PMT_STREAMS_H
 
@@ -53,7 +54,9 @@ struct PmtStreams {
     bool truncated = false;
 };
 
-// Reads a PMT section (table_id to CRC_32) that passed CheckLongSection.
+// Reads a PMT section (table_id to CRC_32) that passed CheckLongSection. Unlike the service's
+// parser it lists what comes before a length that runs past what holds it, and takes sections of
+// any length up to kMaxSectionSize.
 PmtStreams ReadPmtStreams(const std::vector<uint8_t>& section);
 
 }  // namespace tsdemux
