@@ -30,7 +30,6 @@ struct PropertiesSubscription {
     sd_bus_slot* match = nullptr;
 };
 
-constexpr const char kPropertiesInterface[] = "org.freedesktop.DBus.Properties";
 constexpr const char kDaemon[] = "org.freedesktop.DBus";
 constexpr const char kDaemonPath[] = "/org/freedesktop/DBus";
 
@@ -403,8 +402,8 @@ bool TCClient::GetAllProperties(const std::string& interface, TCValue::Dictionar
     sd_bus_message* answer = nullptr;
     sd_bus_message* call = nullptr;
     int result = sd_bus_message_new_method_call(m_State->bus, &call, m_State->Destination(),
-                                                m_State->object_path.c_str(), kPropertiesInterface,
-                                                "GetAll");
+                                                m_State->object_path.c_str(),
+                                                bus::kPropertiesInterface, "GetAll");
     if (result >= 0) result = sd_bus_message_append_basic(call, 's', interface.c_str());
     if (result >= 0) {
         result =
@@ -456,9 +455,10 @@ bool TCClient::SubscribeProperties(const std::string& interface, PropertiesHandl
     subscription->interface = interface;
     subscription->handler = std::move(on_change);
     // As in Subscribe: OnPropertiesChanged checks the sender.
-    const int result = sd_bus_match_signal(
-        m_State->bus, &subscription->match, m_State->bus_name.c_str(), m_State->object_path.c_str(),
-        kPropertiesInterface, "PropertiesChanged", OnPropertiesChanged, subscription.get());
+    const int result =
+        sd_bus_match_signal(m_State->bus, &subscription->match, m_State->bus_name.c_str(),
+                            m_State->object_path.c_str(), bus::kPropertiesInterface,
+                            bus::kPropertiesChanged, OnPropertiesChanged, subscription.get());
     if (result < 0) return false;
     m_State->property_subscriptions.push_back(std::move(subscription));
     return FollowOwner();
