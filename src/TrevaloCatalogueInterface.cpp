@@ -6,31 +6,18 @@
 #include "TrevaloServiceServer.h"
 #include "TrevaloTrackRoles.h"
 #include "trevalo/bus_contract.h"
+#include "trevalo/printable_text.h"
 
 using Ondrel::TCValue;
 namespace catalogue = trevalo_bus::catalogue;
 namespace member = trevalo_bus::member;
+// A D-Bus string must be valid UTF-8 without NUL: a language reads as PrintableText gives it.
+using trevalo_text::PrintableText;
 
 namespace {
 
-// A D-Bus string must be valid UTF-8 without NUL, and a language code is three bytes as
-// broadcast: printable ASCII passes unchanged, any other byte (and the backslash) reads \xNN.
-std::string PrintableLanguage(const std::string& bytes) {
-    std::string text;
-    for (const unsigned char byte : bytes) {
-        if (byte >= 0x20 && byte < 0x7F && byte != '\\') {
-            text += static_cast<char>(byte);
-        } else {
-            char escaped[5];
-            std::snprintf(escaped, sizeof escaped, "\\x%02X", byte);
-            text += escaped;
-        }
-    }
-    return text;
-}
-
 void AddLanguage(TCValue::Dictionary& entry, const std::string& lang) {
-    entry.push_back({member::kLang, TCValue::String(PrintableLanguage(lang))});
+    entry.push_back({member::kLang, TCValue::String(PrintableText(lang))});
     entry.push_back(
         {member::kLangBytes, TCValue::Bytes(std::vector<uint8_t>(lang.begin(), lang.end()))});
 }
@@ -59,8 +46,8 @@ TCValue::Dictionary EntryDictionary(const AudioComponent& audio) {
     entry.push_back({member::kChannels, TCValue::String(AudioChannels(audio.signals))});
     const std::string mix = AudioMix(audio.signals);
     if (!mix.empty()) entry.push_back({member::kMix, TCValue::String(mix)});
-    entry.push_back({member::kLanguage, TCValue::String(PrintableLanguage(
-                                            SpokenLanguage(audio.lang, audio.signals)))});
+    entry.push_back({member::kLanguage,
+                     TCValue::String(PrintableText(SpokenLanguage(audio.lang, audio.signals)))});
     return entry;
 }
 

@@ -4,8 +4,8 @@
 # that root; any other Debian root of the same release does as well:
 #   cmake -S . -B build-armhf -DCMAKE_TOOLCHAIN_FILE=cmake/toolchains/arm-linux-gnueabihf.cmake \
 #         -DTREVALO_SYSROOT=/var/cache/trevalo-cross/armhf
-# Target programs that run during the build (the manual pages come from the programs' --help)
-# and the tests run under qemu-user, which looks up the target's loader and libraries in the
+# Nothing built runs during the build (the manual pages are checked in); the tests run under
+# qemu-user, which looks up the target's loader and libraries in the
 # root (QEMU_LD_PREFIX, inherited by the programs they start in turn through binfmt_misc).
 
 set(CMAKE_SYSTEM_NAME Linux)

@@ -4,12 +4,10 @@
 
 #include <string>
 
+#include "Ondrel/TCBusNames.h"
+
 namespace Ondrel {
 namespace bus {
-
-constexpr const char kInterface[] = "org.ondrel.TCServer";
-constexpr const char kRequestMethod[] = "Request";
-constexpr const char kInvalidMessageError[] = "org.ondrel.TCServer.Error.InvalidMessage";
 
 // "org.ondrel.TCServer.<name>", with characters outside [A-Za-z0-9_] replaced by '_'.
 std::string WellKnownName(const std::string& server_name);

@@ -30,7 +30,6 @@ struct PropertiesSubscription {
     sd_bus_slot* match = nullptr;
 };
 
-constexpr const char kPropertiesInterface[] = "org.freedesktop.DBus.Properties";
 constexpr const char kDaemon[] = "org.freedesktop.DBus";
 constexpr const char kDaemonPath[] = "/org/freedesktop/DBus";
 
@@ -424,7 +423,7 @@ bool TCClient::Ping(std::string* error, int timeout_ms) {
 bool TCClient::GetAllProperties(const std::string& interface, TCValue::Dictionary& properties,
                                 std::string* error, int timeout_ms) {
     return CallForDictionary(
-        *m_State, kPropertiesInterface, "GetAll",
+        *m_State, bus::kPropertiesInterface, "GetAll",
         [&interface](sd_bus_message* call) {
             return sd_bus_message_append_basic(call, 's', interface.c_str());
         },
@@ -447,9 +446,10 @@ bool TCClient::SubscribeProperties(const std::string& interface, PropertiesHandl
     subscription->interface = interface;
     subscription->handler = std::move(on_change);
     // As in Subscribe: OnPropertiesChanged checks the sender.
-    const int result = sd_bus_match_signal(
-        m_State->bus, &subscription->match, m_State->bus_name.c_str(), m_State->object_path.c_str(),
-        kPropertiesInterface, "PropertiesChanged", OnPropertiesChanged, subscription.get());
+    const int result =
+        sd_bus_match_signal(m_State->bus, &subscription->match, m_State->bus_name.c_str(),
+                            m_State->object_path.c_str(), bus::kPropertiesInterface,
+                            bus::kPropertiesChanged, OnPropertiesChanged, subscription.get());
     if (result < 0) return false;
     m_State->property_subscriptions.push_back(std::move(subscription));
     return FollowOwner();

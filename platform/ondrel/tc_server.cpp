@@ -21,7 +21,6 @@ namespace Ondrel {
 namespace {
 
 constexpr const char kLogTag[] = "ONDREL";
-constexpr const char kFailedError[] = "org.ondrel.TCServer.Error.Failed";
 
 // Servers open in this process, by name, for SendSignal.
 std::map<std::string, TCServer*>& OpenServers() {
@@ -109,7 +108,7 @@ int AnswerRequest(sd_bus_message* call, TCServer* server, const char* sender) {
     if (result < 0) return result;
     if (!message_wire::Append(answer, reply)) {
         sd_bus_message_unref(answer);
-        return sd_bus_reply_method_errorf(call, kFailedError, "reply body is not valid UTF-8");
+        return sd_bus_reply_method_errorf(call, bus::kFailedError, "reply body is not valid UTF-8");
     }
     result = sd_bus_send(nullptr, answer, nullptr);
     sd_bus_message_unref(answer);
@@ -269,7 +268,7 @@ int GetProperty(sd_bus*, const char*, const char*, const char* property, sd_bus_
         if (candidate.name != property) continue;
         const int result = AppendValue(reply, candidate.get());
         if (result < 0) {
-            return sd_bus_error_setf(error, kFailedError, "property %s cannot be written: %s",
+            return sd_bus_error_setf(error, bus::kFailedError, "property %s cannot be written: %s",
                                      property, std::strerror(-result));
         }
         return 1;
@@ -298,7 +297,7 @@ int CallTypedMethod(sd_bus_message* call, void* user_data, sd_bus_error* error) 
             return sd_bus_error_setf(error, refusal.name.c_str(), "%s", refusal.message.c_str());
         } catch (const std::exception& failure) {
             dlog_flush();
-            return sd_bus_error_setf(error, kFailedError, "%s failed: %s", method.name.c_str(),
+            return sd_bus_error_setf(error, bus::kFailedError, "%s failed: %s", method.name.c_str(),
                                      failure.what());
         }
         // The call's log lines leave before its reply, as a request's do.

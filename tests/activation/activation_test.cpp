@@ -82,7 +82,7 @@ std::string InterfaceElement(const std::string& xml, const std::string& interfac
                                                                   : xml.substr(start, end - start);
 }
 
-TEST_F(Activation, TheInstalledInterfaceDescriptionIsWhatTheServiceIntrospects) {
+TEST_F(Activation, TheInstalledInterfaceDescriptionsAreWhatTheServiceIntrospects) {
     ActivatingBus bus(SessionBusConfig(true));
     GDBusConnection* connection = test_support::ConnectToBus(bus.Address());
     ASSERT_NE(connection, nullptr) << bus.Log();
@@ -94,11 +94,15 @@ TEST_F(Activation, TheInstalledInterfaceDescriptionIsWhatTheServiceIntrospects) 
     ASSERT_NE(reply, nullptr) << error->message << bus.Log();
     const gchar* introspected = nullptr;
     g_variant_get(reply, "(&s)", &introspected);
-    const std::string interface = trevalo_bus::catalogue::kInterface;
-    const std::string installed = test_support::ReadText(
-        SharedInstall().Prefix() + "/share/dbus-1/interfaces/" + interface + ".xml");
-    EXPECT_NE(InterfaceElement(installed, interface), "");
-    EXPECT_EQ(InterfaceElement(installed, interface), InterfaceElement(introspected, interface));
+    for (const std::string interface :
+         {trevalo_bus::catalogue::kInterface, trevalo_bus::kInterface}) {
+        SCOPED_TRACE(interface);
+        const std::string installed = test_support::ReadText(
+            SharedInstall().Prefix() + "/share/dbus-1/interfaces/" + interface + ".xml");
+        EXPECT_NE(InterfaceElement(installed, interface), "");
+        EXPECT_EQ(InterfaceElement(installed, interface),
+                  InterfaceElement(introspected, interface));
+    }
     g_variant_unref(reply);
     g_object_unref(connection);
     EXPECT_TRUE(test_support::StopProcess(bus.OwnerPid(kBusName)));

@@ -1,6 +1,6 @@
 // What is made from trevalo-cli's own --help: the bash completion (read from --help while
-// completing) and the manual page (made at build time). A change of the help's layout that
-// breaks either shows here.
+// completing) and the manual pages (checked in, and made again here to compare). A change of the
+// help's layout that breaks either shows here.
 #include <gmock/gmock.h>
 
 #include <cstdio>
@@ -63,7 +63,13 @@ TEST(FromHelp, BashCompletionOffersTheCommandsOptionsAndWordsOfTheHelp) {
 }
 
 TEST(FromHelp, ManualPageHoldsEveryCommandAndRendersWithoutWarnings) {
-    const std::string page = std::string(TREVALO_MAN_PAGE_DIR) + "/trevalo-cli.1";
+    // The installed pages are the checked-in ones: they must be what the programs' --help makes.
+    for (const std::string name : {"trevalo-cli.1", "trevalo_service.8"}) {
+        EXPECT_EQ(Shell("cat '" TREVALO_MAN_PAGE_DIR "/" + name + "'"),
+                  Shell("cat '" TREVALO_MAN_PAGE_SOURCE_DIR "/" + name + "'"))
+            << name << ": cmake --build build --target update_man_pages";
+    }
+    const std::string page = std::string(TREVALO_MAN_PAGE_SOURCE_DIR) + "/trevalo-cli.1";
     const std::string warnings = Shell("groff -man -ww -z '" + page + "' 2>&1");
     EXPECT_EQ(warnings, "");
     const std::string text = Shell("MANWIDTH=200 man -l '" + page + "' 2>&1");

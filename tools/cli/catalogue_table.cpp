@@ -81,20 +81,6 @@ std::string FlagsCell(const Json::Value& entry) {
 
 }  // namespace
 
-std::string PrintableText(const std::string& bytes) {
-    std::string text;
-    for (const unsigned char c : bytes) {
-        if (c >= 0x20 && c < 0x7F && c != '\\') {
-            text.push_back(static_cast<char>(c));
-        } else {
-            char escaped[8];
-            std::snprintf(escaped, sizeof escaped, "\\x%02X", c);
-            text += escaped;
-        }
-    }
-    return text;
-}
-
 std::string FormatCatalogueTable(const std::vector<CatalogueRow>& rows) {
     if (rows.empty()) return "(no components)\n";
     const bool marked = std::any_of(rows.begin(), rows.end(),

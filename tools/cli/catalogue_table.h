@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "catalogue.h"
+#include "trevalo/printable_text.h"
 
 namespace trevalo_cli {
 
@@ -14,8 +15,7 @@ namespace trevalo_cli {
 // the change mark when any row carries one. "(no components)" when there are no rows.
 std::string FormatCatalogueTable(const std::vector<CatalogueRow>& rows);
 
-// `bytes` with each byte that would not print, and the backslash, shown as \xNN.
-std::string PrintableText(const std::string& bytes);
+using trevalo_text::PrintableText;
 
 // {"audio": [...], "subtitle": [...], "video": [...]}, the entries as the service gave them.
 Json::Value CatalogueJson(const Catalogue& catalogue);

@@ -4,15 +4,22 @@
 #ifndef TREVALO_BUS_CONTRACT_H
 #define TREVALO_BUS_CONTRACT_H
 
+#include "Ondrel/TCBusNames.h"
+
 namespace trevalo_bus {
 
-// The server as the framework registers it, and the D-Bus names the framework derives from it.
-constexpr const char kServerName[] = "trevalo_service";
-constexpr const char kBusName[] = "org.ondrel.TCServer.trevalo_service";
-constexpr const char kObjectPath[] = "/org/ondrel/TCServer/trevalo_service";
-constexpr const char kInterface[] = "org.ondrel.TCServer";
-constexpr const char kRequestMethod[] = "Request";  // (s body, ay buffer) -> (s body, ay buffer)
-constexpr const char kInvalidMessageError[] = "org.ondrel.TCServer.Error.InvalidMessage";
+// The server as the framework registers it, and the D-Bus names the framework derives from it
+// (the framework's own names taken from its header, not spelled again here).
+#define TREVALO_SERVER_NAME "trevalo_service"
+static_assert(Ondrel::bus::IsBusNameElement(TREVALO_SERVER_NAME),
+              "the framework would mend the name: kBusName and kObjectPath would be wrong");
+constexpr const char kServerName[] = TREVALO_SERVER_NAME;
+constexpr const char kBusName[] = ONDREL_TC_WELL_KNOWN_NAME(TREVALO_SERVER_NAME);
+constexpr const char kObjectPath[] = ONDREL_TC_OBJECT_PATH(TREVALO_SERVER_NAME);
+#undef TREVALO_SERVER_NAME
+using Ondrel::bus::kInterface;
+using Ondrel::bus::kInvalidMessageError;
+using Ondrel::bus::kRequestMethod;  // (s body, ay buffer) -> (s body, ay buffer)
 
 // Signals on kInterface, each (s body, ay buffer).
 constexpr const char kTrevaloSignal[] = "TrevaloSignal";
@@ -22,8 +29,8 @@ constexpr const char kCatalogueChanged[] = "CatalogueChanged";
 // announce their new values with org.freedesktop.DBus.Properties.PropertiesChanged, and GetPid.
 namespace catalogue {
 constexpr const char kInterface[] = "org.ondrel.Trevalo.Catalogue1";
-constexpr const char kPropertiesInterface[] = "org.freedesktop.DBus.Properties";
-constexpr const char kPropertiesChanged[] = "PropertiesChanged";
+using Ondrel::bus::kPropertiesChanged;
+using Ondrel::bus::kPropertiesInterface;
 // Properties: 0 and -1 before the first accepted PMT; the lists aa{sv}, one dictionary per entry
 // with the members of the entry objects below.
 constexpr const char kProgramNumber[] = "ProgramNumber";  // q
