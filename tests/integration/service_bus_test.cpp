@@ -135,19 +135,3 @@ TEST(ServiceWithoutBus, EndsWith255) {
         EXPECT_NE(log.find("] Trevalo service OnTerminate \n\n"), std::string::npos);
     }
 }
-
-TEST_F(ServiceOnBus, LosingTheBusEndsWithOneErrorLineTheTeardownAndAFailureStatus) {
-    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")[member::kReturnData], Json::Value(0));
-    client_.reset();
-    bus_->Kill();
-    EXPECT_EQ(service_->Wait(), 1);
-    const std::string log = service_->Log();
-    const size_t lost = log.find("E/ONDREL(");
-    ASSERT_NE(lost, std::string::npos) << log;
-    EXPECT_THAT(log.substr(lost),
-                testing::MatchesRegex("E/ONDREL\\([0-9]+\\): server trevalo_service: lost the bus "
-                                      "\\([^\n]*\\): exiting\n"
-                                      "I/TREVALO_SERVICE\\([0-9]+\\): [^\n]* Trevalo service "
-                                      "OnTerminate \n\n"));
-    service_.reset();
-}

@@ -84,7 +84,8 @@ Bytes DescriptorOf(const Json::Value& form) {
 Bytes SectionFromJson(const Json::Value& description) {
     pmt_test::PmtBuilder builder;
     builder.ProgramNumber(U16(description.get("programme", 1)))
-        .Version(U8(description.get("version", 0)));
+        .Version(U8(description.get("version", 0)))
+        .PcrPid(U16(description.get("pcr_pid", 0x0100)));
     for (const Json::Value& stream : description["streams"]) {
         std::vector<Bytes> descriptors;
         for (const Json::Value& form : stream["descriptors"]) {
