@@ -128,16 +128,12 @@ TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachNewCatalo
     for (const Json::Value& send :
          test_support::ReadJsonFile(test_support::GoldenPath("catalogue_properties.json"))) {
         SCOPED_TRACE(send["why"].asString());
-        Bytes section = send.isMember("capture")
-                            ? test_support::ReadTestData(send["capture"].asString())
-                            : test_support::SectionFromJson(send["section"]);
-        if (send.isMember("damaged")) section.back() ^= 0x01;
         const int program = send["programme"].asInt();
         const size_t before = changes_.size();
         const Json::Value answer =
             Call(R"({"method":"SendPMTData","data":{"reset":true,"programNum":)" +
                      std::to_string(program) + "}}",
-                 section);
+                 test_support::SentSection(send));
         // Dispatched before the reply came back, or not at all.
         TakeDispatched();
         if (!send.isMember("version")) {
@@ -226,60 +222,30 @@ TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachNewCatalo
 // logs the same lines whether or not it announces anything.
 TEST_F(CatalogueInterface, AnnouncesOnlyWhatTheRebuiltCatalogueChanged) {
     client_->Subscribe(trevalo_bus::kCatalogueChanged);
-    const Bytes ac3 = test_support::ReadTestData("pmt/test-020.p8803.v13.2.sec");
-    const Bytes mpeg = test_support::ReadTestData("pmt/test-012.p4006.v2.0.sec");
-    Bytes damaged = ac3;
-    damaged.back() ^= 0x01;
-    const std::vector<std::string> all = {catalogue::kProgramNumber, catalogue::kPmtVersion,
-                                          catalogue::kVideo, catalogue::kAudio,
-                                          catalogue::kSubtitles};
-    const struct {
-        const char* what;
-        bool reset;
-        int program;
-        Bytes section;
-        bool catalogue_changed;
-        std::vector<std::string> properties;  // in the interface's order
-    } sends[] = {
-        {"first", true, 8803, ac3, true, all},
-        {"resent", false, 8803, ac3, false, {}},
-        {"resent after a reset", true, 8803, ac3, false, {}},
-        {"new version",
-         false,
-         8803,
-         pmt_test::Renumbered(ac3, 8803, 14),
-         false,
-         {catalogue::kPmtVersion}},
-        {"same version again", false, 8803, pmt_test::Renumbered(ac3, 8803, 14), false, {}},
-        {"other programme, same streams",
-         true,
-         8805,
-         pmt_test::Renumbered(ac3, 8805, 14),
-         true,
-         {catalogue::kProgramNumber}},
-        {"refused", true, 8803, damaged, false, {}},
-        {"other programme", true, 4006, mpeg, true, all},
-        {"back", true, 8803, ac3, true, all},
-    };
     std::vector<std::string> logs;  // each request's log lines
-    for (const auto& send : sends) {
-        SCOPED_TRACE(send.what);
+    // tests/data/catalogue_announcements.json: each section sent, whether it changes the lists'
+    // sizes or the programme, and the properties whose values it changes, in the interface's order.
+    for (const Json::Value& send :
+         test_support::ReadJsonFile(test_support::GoldenPath("catalogue_announcements.json"))) {
+        SCOPED_TRACE(send["what"].asString());
+        const int program = send["programme"].asInt();
+        const bool catalogue_changed = send.get("catalogue_changed", false).asBool();
         const size_t log_before = service_->Log().size();
         const size_t properties_before = changes_.size();
         const size_t catalogues_before = client_->Signals().size();
         const Json::Value answer = Call(std::string(R"({"method":"SendPMTData","data":{"reset":)") +
-                                            (send.reset ? "true" : "false") + ",\"programNum\":" +
-                                            std::to_string(send.program) + "}}",
-                                        send.section);
-        EXPECT_EQ(answer[member::kReturnData], Json::Value(send.section == damaged ? 1 : 0));
+                                            (send["reset"].asBool() ? "true" : "false") +
+                                            ",\"programNum\":" + std::to_string(program) + "}}",
+                                        test_support::SentSection(send));
+        EXPECT_EQ(answer[member::kReturnData], Json::Value(send.isMember("damaged") ? 1 : 0));
         logs.push_back(WithoutReplyAddress(service_->Log().substr(log_before)));
         TakeDispatched();
 
-        ASSERT_EQ(client_->Signals().size(), catalogues_before + send.catalogue_changed);
-        if (send.catalogue_changed) {
+        ASSERT_EQ(client_->Signals().size(), catalogues_before + catalogue_changed);
+        if (catalogue_changed) {
             const Json::Value lists = Call(R"({"method":"GetCatalogue"})")[member::kReturnData];
             Json::Value expected(Json::objectValue);
-            expected[member::kProgramNum] = send.program;
+            expected[member::kProgramNum] = program;
             for (const char* kind : {member::kVideo, member::kAudio, member::kSubtitle}) {
                 expected[kind] = static_cast<int>(lists[kind].size());
             }
@@ -287,11 +253,13 @@ TEST_F(CatalogueInterface, AnnouncesOnlyWhatTheRebuiltCatalogueChanged) {
                 << client_->Signals().back().body;
         }
 
-        ASSERT_EQ(changes_.size(), properties_before + !send.properties.empty());
-        if (send.properties.empty()) continue;
+        const Json::Value& changed = send["properties"];
+        ASSERT_EQ(changes_.size(), properties_before + !changed.empty());
+        if (changed.empty()) continue;
         const Json::Value properties = GetAll();
         Json::Value expected(Json::objectValue);
-        for (const std::string& name : send.properties) expected[name] = properties[name];
+        for (const Json::Value& name : changed)
+            expected[name.asString()] = properties[name.asString()];
         EXPECT_EQ(changes_.back()[1], expected);
         EXPECT_EQ(changes_.back()[2], Json::Value(Json::arrayValue));
     }

@@ -96,4 +96,15 @@ Bytes SectionFromJson(const Json::Value& description) {
     return builder.Build();
 }
 
+Bytes SentSection(const Json::Value& send) {
+    Bytes section = send.isMember("capture") ? ReadTestData(send["capture"].asString())
+                                             : SectionFromJson(send["section"]);
+    const Json::Value& renumbered = send["renumbered"];
+    if (renumbered.isArray()) {
+        section = pmt_test::Renumbered(section, renumbered[0].asInt(), renumbered[1].asInt());
+    }
+    if (send.get("damaged", false).asBool()) section.back() ^= 0x01;
+    return section;
+}
+
 }  // namespace test_support

@@ -29,6 +29,11 @@ Json::Value ReadJsonFile(const std::string& path);  // throws when it is not JSO
 // page]]], ["ac3", tag, component_type], ["supplementary_audio", mix, classification, code].
 Bytes SectionFromJson(const Json::Value& description);
 
+// The section a golden entry sends: "capture" (a file of the captures) or "section" (as
+// SectionFromJson reads it); then "renumbered" [programme, version] and "damaged" (the last byte
+// of the CRC_32 flipped) if given.
+Bytes SentSection(const Json::Value& send);
+
 }  // namespace test_support
 
 #endif
