@@ -1,9 +1,8 @@
-// The service process on a private bus: lifecycle, the signal, bad requests, the largest buffer.
+// The service process on a private bus: lifecycle, the signal, bad requests.
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <unistd.h>
 
-#include "Ondrel/TCServer.h"
 #include "service_on_bus.h"
 
 using ::testing::HasSubstr;
@@ -56,27 +55,6 @@ TEST_F(ServiceOnBus, BadRequestsAreAnsweredAndTheNextIsServed) {
     EXPECT_TRUE(service_->Running());
     // A non-JSON body never reaches the service: no request line is logged for it.
     EXPECT_EQ(service_->Log().find("[message:not json]"), std::string::npos);
-}
-
-// The largest buffer the framework takes in, sent to the handlers that read buffers and relayed
-// as a signal (a larger one is refused: bounded_memory_test.cpp).
-TEST_F(ServiceOnBus, BufferAtTheFrameworkLimitIsAnsweredAndRelayed) {
-    client_->Subscribe(kTrevaloSignal);
-    const test_support::Bytes huge(Ondrel::TCServer::kMaxBufferBytes, 0x47);
-    const std::pair<const char*, const char*> calls[] = {
-        {R"({"method":"SendPMTData","data":{"reset":true,"programNum":1}})",
-         R"({"return_data":1})"},
-        {R"({"method":"SaveCurrentVideoPlayingTime"})", R"({"return_data":0})"},
-        {R"({"method":"SendPESDataWithFirstPTS"})", R"({"return_data":""})"},
-    };
-    for (const auto& [body, answer] : calls) {
-        const test_support::Reply reply = client_->Request(body, huge, 120000);
-        EXPECT_TRUE(reply.ok) << body << " -> " << reply.error_name << service_->Log();
-        EXPECT_EQ(reply.body, answer) << body;
-    }
-    ASSERT_TRUE(client_->WaitForSignals(1, 120000));
-    EXPECT_EQ(client_->Signals()[0].buffer.size(), huge.size());
-    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")[member::kReturnData], Json::Value(0));
 }
 
 TEST_F(ServiceOnBus, StartsAndStopsInOrderOnSigtermAndSigint) {
