@@ -3,11 +3,32 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <chrono>
+#include <cstring>
+#include <thread>
+
 #include "service_on_bus.h"
 
 using ::testing::HasSubstr;
 using trevalo_bus::kTrevaloSignal;
 namespace member = trevalo_bus::member;
+
+namespace {
+
+test_support::Bytes TimeBytes(uint32_t milliseconds) {
+    test_support::Bytes bytes(4);
+    std::memcpy(bytes.data(), &milliseconds, 4);
+    return bytes;
+}
+
+uint32_t TimeOf(const test_support::Bytes& bytes) {
+    EXPECT_EQ(bytes.size(), 4u);
+    uint32_t time = 0;
+    if (bytes.size() == 4) std::memcpy(&time, bytes.data(), 4);
+    return time;
+}
+
+}  // namespace
 
 TEST_F(ServiceOnBus, RelaysTheSignalWithTheVeryRequest) {
     test_support::RawClient listener(*bus_);
@@ -26,6 +47,24 @@ TEST_F(ServiceOnBus, RelaysTheSignalWithTheVeryRequest) {
     // Exactly one signal per request.
     Call(R"({"method":"SizeOfAudio"})");
     EXPECT_FALSE(listener.WaitForSignals(2, 200));
+}
+
+// The platform read again on the next request after it changed (the handler tests run the
+// arithmetic).
+TEST_F(ServiceOnBus, KeepsThePlayingTimeAcrossARealDelay) {
+    SetPlatformState(R"({"system_info": {"709": 200}})");
+    const Json::Value saved = Call(R"({"method":"SaveCurrentVideoPlayingTime"})", TimeBytes(60000));
+    EXPECT_EQ(saved[member::kReturnData], Json::Value(0));
+    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    const Json::Value got = Call(R"({"method":"GetCurrentVideoPlayingTime"})");
+    EXPECT_EQ(got[member::kReturnData], Json::Value(0));
+    const uint32_t now = TimeOf(last_.buffer);
+    EXPECT_GE(now, 60000u + 500 - 200);
+    EXPECT_LT(now, 60000u + 500 - 200 + 400);  // generous for a loaded machine
+    // The platform changes while the service runs: the next query sees the new delay.
+    SetPlatformState(R"({"system_info": {"709": null}})");
+    Call(R"({"method":"GetCurrentVideoPlayingTime"})");
+    EXPECT_GE(TimeOf(last_.buffer), now + 200);
 }
 
 TEST_F(ServiceOnBus, BadRequestsAreAnsweredAndTheNextIsServed) {

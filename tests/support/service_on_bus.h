@@ -3,7 +3,9 @@
 #define TESTS_SERVICE_ON_BUS_H
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <fstream>
 #include <memory>
 #include <string>
 
@@ -15,7 +17,6 @@ class ServiceOnBus : public ::testing::Test {
   protected:
     void SetUp() override {
         bus_ = std::make_unique<test_support::PrivateBus>(BusConfig());
-        // No such file: the simulated platform's defaults, whatever the environment says.
         state_path_ = bus_->Directory() + "/platform-state.json";
         StartService();
     }
@@ -37,6 +38,14 @@ class ServiceOnBus : public ::testing::Test {
             std::vector<std::string>{"PLATFORM_SIM_STATE=" + state_path_});
         ASSERT_TRUE(service_->WaitForName(trevalo_bus::kBusName)) << service_->Log();
         client_ = std::make_unique<test_support::RawClient>(*bus_);
+    }
+
+    // Replaces the simulated platform state (written aside, then renamed over, so the service
+    // never reads a half-written file).
+    void SetPlatformState(const std::string& json) {
+        const std::string temporary = state_path_ + ".new";
+        std::ofstream(temporary) << json;
+        ASSERT_EQ(rename(temporary.c_str(), state_path_.c_str()), 0);
     }
 
     // One request; the parsed reply body (null on a D-Bus error).
