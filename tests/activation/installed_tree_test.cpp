@@ -2,7 +2,6 @@
 #include "installed_tree.h"
 
 #include <gmock/gmock.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -19,25 +18,13 @@ using test_support::ReadText;
 using ::testing::HasSubstr;
 using ::testing::Not;
 
-bool IsExecutable(const std::string& path) {
-    struct stat status {};
-    return stat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
-           (status.st_mode & S_IXUSR) != 0;
-}
-
 class Installed : public ::testing::Test {
   protected:
     void SetUp() override { ASSERT_TRUE(SharedInstall().Succeeded()) << SharedInstall().Log(); }
     std::string At(const std::string& relative) const {
         return SharedInstall().Prefix() + "/" + relative;
     }
-    std::string Service() const { return At("libexec/trevalo_service"); }
 };
-
-TEST_F(Installed, PutsTheProgramsUnderThePrefix) {
-    EXPECT_TRUE(IsExecutable(Service()));
-    EXPECT_TRUE(IsExecutable(At("bin/trevalo-cli")));
-}
 
 // The activation files and units (which the activation tests run), the manual pages and the
 // completion, against tests/data/installed_files.json.

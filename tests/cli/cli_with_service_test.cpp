@@ -1,11 +1,10 @@
 // trevalo-cli against the real service on a private bus: the table of a programme sent, lookups,
-// the playing time, raw calls, signals, and following a stream as it changes.
+// the playing time, signals, and following a stream as it changes.
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <cstring>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -143,32 +142,6 @@ TEST_F(CliWithService, SavesAndReadsThePlayingTime) {
     const unsigned long now = std::stoul(read.out);
     EXPECT_GE(now, 5000u);
     EXPECT_LT(now, 5000u + 60000u);
-}
-
-TEST_F(CliWithService, CallsAnyMethodAndShowsTheReplyBuffer) {
-    ChildResult result = Cli({"call", "SizeOfAudio"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out, "{\"return_data\":0}\n");
-
-    result = Cli({"call", "GetAudio", "--data", "\"zero\""});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out, "{\"return_data\":\"\"}\n");
-
-    result = Cli({"call", "NoSuchMethod"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_EQ(result.out, "{\"return_data\":\"\"}\n");
-
-    const uint32_t time = 0x01020304;
-    ts_test::Bytes bytes(4);
-    std::memcpy(bytes.data(), &time, 4);
-    result = Cli({"call", "SaveCurrentVideoPlayingTime", "--buffer-file", "-"},
-                 std::string(bytes.begin(), bytes.end()));
-    EXPECT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.out, "{\"return_data\":0}\n");
-
-    result = Cli({"call", "GetCurrentVideoPlayingTime"});
-    EXPECT_EQ(result.status, 0);
-    EXPECT_THAT(result.out, StartsWith("{\"return_data\":0}\nbuffer (4 bytes): "));
 }
 
 TEST(CliListen, WaitsForTheServiceSayingSoOnceThenPrintsItsSignals) {
@@ -409,18 +382,6 @@ TEST_F(CliWithService, AStoppedServiceEndsACommandAfterTheTimeout) {
     EXPECT_THAT(result.err, StartsWith("trevalo-cli: catalogue: no answer from "));
     EXPECT_EQ(std::count(result.err.begin(), result.err.end(), '\n'), 1) << result.err;
     EXPECT_LT(took, std::chrono::milliseconds(test_support::Scaled(5000)));
-}
-
-// A stream that never shows a PAT is reported once, not read in silence.
-TEST_F(CliWithService, SaysOnceWhenALiveInputShowsNoPat) {
-    test_support::ChildOptions options = Options();
-    options.environment.push_back("TREVALO_CLI_PAT_PATIENCE_MS=100");
-    ChildProcess reader({"pmt", "/dev/zero"}, options);
-    EXPECT_TRUE(reader.WaitForErr("trevalo-cli: pmt: no PAT in the first ")) << reader.Err();
-    reader.Signal(SIGKILL);
-    reader.Wait();
-    const std::string said = reader.Err();
-    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 1) << said;
 }
 
 TEST_F(CliWithService, FailureAnswersAre1AndSayWhy) {

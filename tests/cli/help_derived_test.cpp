@@ -1,6 +1,7 @@
 // What is made from trevalo-cli's own --help: the bash completion (read from --help while
-// completing) and the manual pages (checked in, and made again here to compare). A change of the
-// help's layout that breaks either shows here.
+// What is made from trevalo-cli's own --help: the bash completion (read from --help while
+// completing; the cases in tests/data/completions.json) and the manual pages (checked in, and
+// made again here to compare). A change of the help's layout that breaks either shows here.
 #include <gmock/gmock.h>
 
 #include <cstdio>
@@ -8,6 +9,7 @@
 #include <string>
 
 #include "child_process.h"
+#include "test_data.h"
 
 namespace {
 
@@ -36,29 +38,14 @@ std::string Completions(const std::string& typed) {
 }
 
 TEST(FromHelp, BashCompletionOffersTheCommandsOptionsAndWordsOfTheHelp) {
-    const struct {
-        const char* typed;
-        const char* offered;
-    } cases[] = {
-        {"''", "call\ncatalogue\nlisten\npid\npmt\nprogrammes\nselect\ntime\nwatch\n"},
-        {"sel", "select\n"},
-        {"select --",
-         "--ad\n--audio-lang\n--bus\n--help\n--hoh\n--json\n--multichannel\n--session\n"
-         "--subtitle-lang\n--subtitles\n--system\n--timeout\n"},
-        {"p", "pid\npmt\nprogrammes\n"},
-        {"--bus unix:path=/x ca", "call\ncatalogue\n"},
-        {"--", "--bus\n--help\n--session\n--system\n--timeout\n"},
-        {"pmt rec.ts --",
-         "--bus\n--follow\n--help\n--json\n--program\n--session\n--system\n--timeout\n"},
-        {"listen ''", "\n"},
-        {"call SizeOf", "SizeOfAudio\nSizeOfSubtitle\nSizeOfVideo\n"},
-        {"call GetAudio --d", "--data\n"},
-        {"time ''", "get\nsave\n"},
-        {"pmt rec.ts --program ''", "\n"},  // a number: nothing to offer
-    };
-    for (const auto& entry : cases) {
-        SCOPED_TRACE(entry.typed);
-        EXPECT_EQ(Completions(entry.typed), entry.offered);
+    const Json::Value golden =
+        test_support::ReadJsonFile(test_support::GoldenPath("completions.json"));
+    for (const Json::Value& entry : golden["cases"]) {
+        const std::string typed = entry["typed"].asString();
+        SCOPED_TRACE(typed);
+        std::string offered;
+        for (const Json::Value& word : entry["offered"]) offered += word.asString() + "\n";
+        EXPECT_EQ(Completions(typed), offered);
     }
 }
 

@@ -101,24 +101,11 @@ struct Peer {
 // A PropertiesChanged of the catalogue interface with a whole catalogue: programme 4242, one
 // audio entry on PID 666.
 GVariant* ForgedCatalogue() {
-    GVariantBuilder audio_entry;
-    g_variant_builder_init(&audio_entry, G_VARIANT_TYPE("a{sv}"));
-    g_variant_builder_add(&audio_entry, "{sv}", "pid", g_variant_new_uint16(666));
-    GVariantBuilder audio;
-    g_variant_builder_init(&audio, G_VARIANT_TYPE("aa{sv}"));
-    g_variant_builder_add_value(&audio, g_variant_builder_end(&audio_entry));
-    GVariantBuilder changed;
-    g_variant_builder_init(&changed, G_VARIANT_TYPE("a{sv}"));
-    g_variant_builder_add(&changed, "{sv}", trevalo_bus::catalogue::kProgramNumber,
-                          g_variant_new_uint16(4242));
-    g_variant_builder_add(&changed, "{sv}", trevalo_bus::catalogue::kVideo,
-                          g_variant_new_array(G_VARIANT_TYPE("a{sv}"), nullptr, 0));
-    g_variant_builder_add(&changed, "{sv}", trevalo_bus::catalogue::kAudio,
-                          g_variant_builder_end(&audio));
-    g_variant_builder_add(&changed, "{sv}", trevalo_bus::catalogue::kSubtitles,
-                          g_variant_new_array(G_VARIANT_TYPE("a{sv}"), nullptr, 0));
-    return g_variant_new("(s@a{sv}as)", trevalo_bus::catalogue::kInterface,
-                         g_variant_builder_end(&changed), nullptr);
+    const std::string text = std::string("('") + trevalo_bus::catalogue::kInterface +
+                             "', {'ProgramNumber': <uint16 4242>, 'Video': <@aa{sv} []>, "
+                             "'Audio': <[{'pid': <uint16 666>}]>, 'Subtitles': <@aa{sv} []>}, "
+                             "@as [])";
+    return g_variant_new_parsed(text.c_str());
 }
 
 // Any other connection may send signals with the service's path and interface, to everyone or to

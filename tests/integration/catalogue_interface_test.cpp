@@ -119,104 +119,24 @@ class CatalogueInterface : public ServiceOnBus {
     std::vector<Json::Value> changes_;
 };
 
-// Entries whose extra members (kind, pages) and language bytes are checked by value: teletext on
-// magazine 0 (read as 8) and 1, and a DVB subtitle whose language is not valid UTF-8.
-Bytes BuiltSection() {
-    return pmt_test::PmtBuilder()
-        .ProgramNumber(700)
-        .Version(21)
-        .Stream(0x06, 0x0200,
-                {pmt_test::StreamIdentifier(7),
-                 pmt_test::Teletext({{"deu", 2, 0, 0x88}, {"eng", 5, 1, 0x50}, {"fra", 1, 1, 0}})})
-        .Stream(0x06, 0x0201,
-                {pmt_test::Subtitling({{std::string("\xE9t\0", 3), 0x20, 0x0102, 0x0304}})})
-        .Build();
-}
-
-// Audio whose roles the captures lack, each from a different signal: the AC-3 service type
-// visually impaired; a supplementary audio descriptor (spoken subtitles, mixed by the receiver,
-// no language) over an E-AC-3 service type of music and effects; audio_type clean effects; a
-// user-defined editorial classification, which leaves the role to the AC-3 service type
-// (voiceover, not a full service).
-Bytes RolesSection() {
-    return pmt_test::PmtBuilder()
-        .ProgramNumber(701)
-        .Version(3)
-        .Stream(0x06, 0x0300, {pmt_test::Language({{"eng", 0}}), pmt_test::AC3Audio(0x6A, 0x52)})
-        .Stream(0x06, 0x0301,
-                {pmt_test::Language({{"fra", 0}}), pmt_test::SupplementaryAudio(0, 3, ""),
-                 pmt_test::AC3Audio(0x7A, 0xC9)})
-        .Stream(0x04, 0x0302, {pmt_test::Language({{"deu", 1}})})
-        .Stream(0x06, 0x0303,
-                {pmt_test::Language({{"spa", 0}}), pmt_test::SupplementaryAudio(1, 0x1F, "cat"),
-                 pmt_test::AC3Audio(0x6A, 0x3D)})
-        .Build();
-}
-
 TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachNewCatalogue) {
     EXPECT_EQ(GetAll(), test_support::ParseJson(R"({"ProgramNumber":0,"PmtVersion":-1,
                                                    "Video":[],"Audio":[],"Subtitles":[]})"));
 
-    const Bytes ac3 = test_support::ReadTestData("pmt/test-020.p8803.v13.2.sec");
-    Bytes damaged = ac3;
-    damaged.back() ^= 0x01;
-    const char* teletext_extras =
-        R"([{"kind":"teletext","type":2,"page":"888","lang":"deu","hard_of_hearing":false},
-            {"kind":"teletext","type":5,"page":"150","lang":"eng","hard_of_hearing":true},
-            {"kind":"dvb-subtitle","type":32,"composition_page":258,"ancillary_page":772,
-             "lang":"\\xE9t\\x00","hard_of_hearing":true}])";
-    const struct {
-        int program;
-        Bytes section;
-        int version;  // -1: refused
-        const char* subtitle_extras;
-        const char* audio_extras;
-    } sends[] = {
-        {8803, ac3, 13,
-         R"([{"kind":"dvb-subtitle","type":16,"composition_page":1,"ancillary_page":2,
-              "hard_of_hearing":false},
-             {"kind":"dvb-subtitle","type":32,"composition_page":3,"ancillary_page":4,
-              "hard_of_hearing":true}])",
-         R"([{"audio_type":0,"role":"main","channels":"multichannel","language":"fra"},
-             {"audio_type":0,"role":"main","channels":"stereo","language":"eng"}])"},
-        {8804, ac3, -1, nullptr, nullptr},
-        {8803, damaged, -1, nullptr, nullptr},
-        {700, BuiltSection(), 21, teletext_extras, "[]"},
-        {4006, test_support::ReadTestData("pmt/test-012.p4006.v2.0.sec"), 2,
-         R"([{"kind":"teletext","type":5,"page":"888","hard_of_hearing":true},
-             {"kind":"teletext","type":2,"page":"889","hard_of_hearing":false}])",
-         R"([{"audio_type":0,"role":"main","channels":"","language":"fra"},
-             {"audio_type":0,"role":"main","channels":"","language":"eng"},
-             {"audio_type":0,"role":"main","channels":"","language":"deu"},
-             {"audio_type":3,"role":"audio-description","channels":"","language":"qad"}])"},
-        {701, RolesSection(), 3, "[]",
-         R"([{"audio_type":0,"role":"audio-description","channels":"stereo","language":"eng"},
-             {"audio_type":0,"role":"spoken-subtitles","channels":"dual-mono","mix":"receiver",
-              "language":"fra"},
-             {"audio_type":1,"role":"music-and-effects","channels":"","language":"deu"},
-             {"audio_type":0,"role":"voiceover","channels":"multichannel","mix":"broadcast",
-              "language":"cat"}])"},
-        // The supplementary audio descriptor: fra, audio description, mixed by the broadcaster.
-        {1045, test_support::ReadTestData("pmt/test-059.2.p1045.v1.0.sec"), 1,
-         R"([{"kind":"dvb-subtitle","type":36,"composition_page":1,"ancillary_page":1,
-              "hard_of_hearing":true},
-             {"kind":"dvb-subtitle","type":20,"composition_page":1,"ancillary_page":1,
-              "hard_of_hearing":false}])",
-         R"([{"audio_type":0,"role":"main","channels":"stereo","language":"fra"},
-             {"audio_type":0,"role":"audio-description","channels":"stereo","mix":"broadcast",
-              "language":"fra"},
-             {"audio_type":0,"role":"main","channels":"stereo","language":"qaa"}])"},
-    };
-    for (const auto& send : sends) {
-        SCOPED_TRACE(send.program);
+    // tests/data/catalogue_properties.json: sections sent, each with its PMT version (none when
+    // refused) and the members of its entries beyond the entry queries'.
+    for (const Json::Value& send :
+         test_support::ReadJsonFile(test_support::GoldenPath("catalogue_properties.json"))) {
+        SCOPED_TRACE(send["why"].asString());
+        const int program = send["programme"].asInt();
         const size_t before = changes_.size();
         const Json::Value answer =
             Call(R"({"method":"SendPMTData","data":{"reset":true,"programNum":)" +
-                     std::to_string(send.program) + "}}",
-                 send.section);
+                     std::to_string(program) + "}}",
+                 test_support::SentSection(send));
         // Dispatched before the reply came back, or not at all.
         TakeDispatched();
-        if (send.version < 0) {
+        if (!send.isMember("version")) {
             EXPECT_EQ(answer[member::kReturnData], Json::Value(1));
             EXPECT_EQ(changes_.size(), before);
             continue;
@@ -226,13 +146,13 @@ TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachNewCatalo
         EXPECT_EQ(changes_.back()[0], Json::Value(catalogue::kInterface));
         EXPECT_EQ(changes_.back()[1], properties);
         EXPECT_EQ(changes_.back()[2], Json::Value(Json::arrayValue));  // nothing merely invalidated
-        EXPECT_EQ(properties[catalogue::kProgramNumber], Json::Value(send.program));
-        EXPECT_EQ(properties[catalogue::kPmtVersion], Json::Value(send.version));
+        EXPECT_EQ(properties[catalogue::kProgramNumber], Json::Value(program));
+        EXPECT_EQ(properties[catalogue::kPmtVersion], send["version"]);
 
         // Every member of every entry as the entry queries give it; the language also as bytes.
         const Json::Value lists = Call(R"({"method":"GetCatalogue"})")[member::kReturnData];
-        const Json::Value subtitle_extras = test_support::ParseJson(send.subtitle_extras);
-        const Json::Value audio_extras = test_support::ParseJson(send.audio_extras);
+        const Json::Value& subtitle_extras = send["subtitle_extras"];
+        const Json::Value& audio_extras = send["audio_extras"];
         const std::pair<const char*, const char*> kinds[] = {
             {member::kVideo, catalogue::kVideo},
             {member::kAudio, catalogue::kAudio},
@@ -302,60 +222,30 @@ TEST_F(CatalogueInterface, PropertiesReadTheEntryQueriesAndAnnounceEachNewCatalo
 // logs the same lines whether or not it announces anything.
 TEST_F(CatalogueInterface, AnnouncesOnlyWhatTheRebuiltCatalogueChanged) {
     client_->Subscribe(trevalo_bus::kCatalogueChanged);
-    const Bytes ac3 = test_support::ReadTestData("pmt/test-020.p8803.v13.2.sec");
-    const Bytes mpeg = test_support::ReadTestData("pmt/test-012.p4006.v2.0.sec");
-    Bytes damaged = ac3;
-    damaged.back() ^= 0x01;
-    const std::vector<std::string> all = {catalogue::kProgramNumber, catalogue::kPmtVersion,
-                                          catalogue::kVideo, catalogue::kAudio,
-                                          catalogue::kSubtitles};
-    const struct {
-        const char* what;
-        bool reset;
-        int program;
-        Bytes section;
-        bool catalogue_changed;
-        std::vector<std::string> properties;  // in the interface's order
-    } sends[] = {
-        {"first", true, 8803, ac3, true, all},
-        {"resent", false, 8803, ac3, false, {}},
-        {"resent after a reset", true, 8803, ac3, false, {}},
-        {"new version",
-         false,
-         8803,
-         pmt_test::Renumbered(ac3, 8803, 14),
-         false,
-         {catalogue::kPmtVersion}},
-        {"same version again", false, 8803, pmt_test::Renumbered(ac3, 8803, 14), false, {}},
-        {"other programme, same streams",
-         true,
-         8805,
-         pmt_test::Renumbered(ac3, 8805, 14),
-         true,
-         {catalogue::kProgramNumber}},
-        {"refused", true, 8803, damaged, false, {}},
-        {"other programme", true, 4006, mpeg, true, all},
-        {"back", true, 8803, ac3, true, all},
-    };
     std::vector<std::string> logs;  // each request's log lines
-    for (const auto& send : sends) {
-        SCOPED_TRACE(send.what);
+    // tests/data/catalogue_announcements.json: each section sent, whether it changes the lists'
+    // sizes or the programme, and the properties whose values it changes, in the interface's order.
+    for (const Json::Value& send :
+         test_support::ReadJsonFile(test_support::GoldenPath("catalogue_announcements.json"))) {
+        SCOPED_TRACE(send["what"].asString());
+        const int program = send["programme"].asInt();
+        const bool catalogue_changed = send.get("catalogue_changed", false).asBool();
         const size_t log_before = service_->Log().size();
         const size_t properties_before = changes_.size();
         const size_t catalogues_before = client_->Signals().size();
         const Json::Value answer = Call(std::string(R"({"method":"SendPMTData","data":{"reset":)") +
-                                            (send.reset ? "true" : "false") + ",\"programNum\":" +
-                                            std::to_string(send.program) + "}}",
-                                        send.section);
-        EXPECT_EQ(answer[member::kReturnData], Json::Value(send.section == damaged ? 1 : 0));
+                                            (send["reset"].asBool() ? "true" : "false") +
+                                            ",\"programNum\":" + std::to_string(program) + "}}",
+                                        test_support::SentSection(send));
+        EXPECT_EQ(answer[member::kReturnData], Json::Value(send.isMember("damaged") ? 1 : 0));
         logs.push_back(WithoutReplyAddress(service_->Log().substr(log_before)));
         TakeDispatched();
 
-        ASSERT_EQ(client_->Signals().size(), catalogues_before + send.catalogue_changed);
-        if (send.catalogue_changed) {
+        ASSERT_EQ(client_->Signals().size(), catalogues_before + catalogue_changed);
+        if (catalogue_changed) {
             const Json::Value lists = Call(R"({"method":"GetCatalogue"})")[member::kReturnData];
             Json::Value expected(Json::objectValue);
-            expected[member::kProgramNum] = send.program;
+            expected[member::kProgramNum] = program;
             for (const char* kind : {member::kVideo, member::kAudio, member::kSubtitle}) {
                 expected[kind] = static_cast<int>(lists[kind].size());
             }
@@ -363,11 +253,13 @@ TEST_F(CatalogueInterface, AnnouncesOnlyWhatTheRebuiltCatalogueChanged) {
                 << client_->Signals().back().body;
         }
 
-        ASSERT_EQ(changes_.size(), properties_before + !send.properties.empty());
-        if (send.properties.empty()) continue;
+        const Json::Value& changed = send["properties"];
+        ASSERT_EQ(changes_.size(), properties_before + !changed.empty());
+        if (changed.empty()) continue;
         const Json::Value properties = GetAll();
         Json::Value expected(Json::objectValue);
-        for (const std::string& name : send.properties) expected[name] = properties[name];
+        for (const Json::Value& name : changed)
+            expected[name.asString()] = properties[name.asString()];
         EXPECT_EQ(changes_.back()[1], expected);
         EXPECT_EQ(changes_.back()[2], Json::Value(Json::arrayValue));
     }

@@ -1,5 +1,4 @@
-// The service process on a private bus: lifecycle, every method, the signal, bad requests.
-#include <dirent.h>
+// The service process on a private bus: lifecycle, the signal, bad requests.
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <unistd.h>
@@ -8,12 +7,9 @@
 #include <cstring>
 #include <thread>
 
-#include "Ondrel/TCServer.h"
 #include "service_on_bus.h"
-#include "trevalo/json_text.h"
 
 using ::testing::HasSubstr;
-using trevalo_bus::kCatalogueChanged;
 using trevalo_bus::kTrevaloSignal;
 namespace member = trevalo_bus::member;
 
@@ -53,6 +49,8 @@ TEST_F(ServiceOnBus, RelaysTheSignalWithTheVeryRequest) {
     EXPECT_FALSE(listener.WaitForSignals(2, 200));
 }
 
+// The platform read again on the next request after it changed (the handler tests run the
+// arithmetic).
 TEST_F(ServiceOnBus, KeepsThePlayingTimeAcrossARealDelay) {
     SetPlatformState(R"({"system_info": {"709": 200}})");
     const Json::Value saved = Call(R"({"method":"SaveCurrentVideoPlayingTime"})", TimeBytes(60000));
@@ -67,24 +65,6 @@ TEST_F(ServiceOnBus, KeepsThePlayingTimeAcrossARealDelay) {
     SetPlatformState(R"({"system_info": {"709": null}})");
     Call(R"({"method":"GetCurrentVideoPlayingTime"})");
     EXPECT_GE(TimeOf(last_.buffer), now + 200);
-}
-
-// The clock's Ecore leaves nothing of its main loop open in the running service (its pipes, epoll
-// and timerfd descriptors); GLib's loop needs none of those kinds.
-TEST_F(ServiceOnBus, HoldsNoDescriptorOfEcoresLoop) {
-    const std::string fd_dir = "/proc/" + std::to_string(service_->Pid()) + "/fd";
-    std::string held;
-    DIR* directory = opendir(fd_dir.c_str());
-    ASSERT_NE(directory, nullptr);
-    for (dirent* entry = readdir(directory); entry != nullptr; entry = readdir(directory)) {
-        char target[256] = {};
-        const std::string path = fd_dir + "/" + entry->d_name;
-        if (readlink(path.c_str(), target, sizeof target - 1) > 0)
-            held += std::string(target) + "\n";
-    }
-    closedir(directory);
-    EXPECT_THAT(held, testing::Not(testing::HasSubstr("[timerfd]")));
-    EXPECT_THAT(held, testing::Not(testing::HasSubstr("[eventpoll]")));
 }
 
 TEST_F(ServiceOnBus, BadRequestsAreAnsweredAndTheNextIsServed) {
@@ -114,44 +94,6 @@ TEST_F(ServiceOnBus, BadRequestsAreAnsweredAndTheNextIsServed) {
     EXPECT_TRUE(service_->Running());
     // A non-JSON body never reaches the service: no request line is logged for it.
     EXPECT_EQ(service_->Log().find("[message:not json]"), std::string::npos);
-}
-
-// The largest buffer the framework takes in, sent to the handlers that read buffers and relayed
-// as a signal (a larger one is refused: bounded_memory_test.cpp).
-TEST_F(ServiceOnBus, BufferAtTheFrameworkLimitIsAnsweredAndRelayed) {
-    client_->Subscribe(kTrevaloSignal);
-    const test_support::Bytes huge(Ondrel::TCServer::kMaxBufferBytes, 0x47);
-    const std::pair<const char*, const char*> calls[] = {
-        {R"({"method":"SendPMTData","data":{"reset":true,"programNum":1}})",
-         R"({"return_data":1})"},
-        {R"({"method":"SaveCurrentVideoPlayingTime"})", R"({"return_data":0})"},
-        {R"({"method":"SendPESDataWithFirstPTS"})", R"({"return_data":""})"},
-    };
-    for (const auto& [body, answer] : calls) {
-        const test_support::Reply reply = client_->Request(body, huge, 120000);
-        EXPECT_TRUE(reply.ok) << body << " -> " << reply.error_name << service_->Log();
-        EXPECT_EQ(reply.body, answer) << body;
-    }
-    ASSERT_TRUE(client_->WaitForSignals(1, 120000));
-    EXPECT_EQ(client_->Signals()[0].buffer.size(), huge.size());
-    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")[member::kReturnData], Json::Value(0));
-}
-
-TEST_F(ServiceOnBus, AnswersOnTheWellKnownNameWithIntrospection) {
-    GVariant* xml = g_dbus_connection_call_sync(
-        client_->Connection(), trevalo_bus::kBusName, trevalo_bus::kObjectPath,
-        "org.freedesktop.DBus.Introspectable", "Introspect", nullptr, G_VARIANT_TYPE("(s)"),
-        G_DBUS_CALL_FLAGS_NONE, -1, nullptr, nullptr);
-    ASSERT_NE(xml, nullptr);
-    const gchar* text = nullptr;
-    g_variant_get(xml, "(&s)", &text);
-    const std::string introspection = text;
-    g_variant_unref(xml);
-    EXPECT_THAT(introspection,
-                HasSubstr(std::string("<interface name=\"") + trevalo_bus::kInterface + "\">"));
-    EXPECT_THAT(introspection,
-                HasSubstr(std::string("<method name=\"") + trevalo_bus::kRequestMethod + "\">"));
-    EXPECT_THAT(introspection, HasSubstr(std::string("<signal name=\"") + kTrevaloSignal + "\">"));
 }
 
 TEST_F(ServiceOnBus, StartsAndStopsInOrderOnSigtermAndSigint) {
@@ -209,72 +151,4 @@ TEST(ServiceWithoutBus, EndsWith255) {
                   log.find("] Failed to create the service\n"));
         EXPECT_NE(log.find("] Trevalo service OnTerminate \n\n"), std::string::npos);
     }
-}
-
-// "CatalogueChanged" goes out once for every section that rebuilt the catalogue into a new one,
-// carrying its programme and list sizes, and never for a refused one; the catalogue a listener
-// then reads is the one announced.
-TEST_F(ServiceOnBus, AnnouncesEachNewCatalogueAndNoRefusedSection) {
-    test_support::RawClient listener(*bus_);
-    listener.Subscribe(kCatalogueChanged);
-    const test_support::Bytes ac3 = test_support::ReadTestData("pmt/test-020.p8803.v13.2.sec");
-    const test_support::Bytes mpeg = test_support::ReadTestData("pmt/test-012.p4006.v2.0.sec");
-    test_support::Bytes damaged = ac3;
-    damaged.back() ^= 0x01;
-    const struct {
-        const char* data;
-        test_support::Bytes section;
-        int answer;
-        bool announced;
-    } sends[] = {
-        {R"({"reset":true,"programNum":8803})", ac3, 0, true},
-        {R"({"reset":true,"programNum":8804})", ac3, 1, false},
-        {R"({"reset":true,"programNum":8803})", damaged, 1, false},
-        {R"({"reset":true,"programNum":8803})", {}, 1, false},
-        {R"({"reset":"yes","programNum":8803})", ac3, 1, false},
-        {R"({"reset":true,"programNum":4006})", mpeg, 0, true},
-        {R"({"reset":false,"programNum":4006})", mpeg, 0, false},  // the same again: nothing new
-    };
-    std::vector<Json::Value> announced;  // what each accepted section should announce
-    for (const auto& send : sends) {
-        SCOPED_TRACE(send.data);
-        const Json::Value data = test_support::ParseJson(send.data);
-        Json::Value request;
-        request[member::kMethod] = trevalo_bus::method::kSendPMTData;
-        request[member::kData] = data;
-        ASSERT_EQ(Call(trevalo_json::WriteCompact(request), send.section)[member::kReturnData],
-                  Json::Value(send.answer));
-        if (!send.announced) continue;
-        const Json::Value lists = Call(R"({"method":"GetCatalogue"})")[member::kReturnData];
-        Json::Value expected;
-        expected[member::kProgramNum] = data[member::kProgramNum];
-        for (const char* kind : {member::kVideo, member::kAudio, member::kSubtitle}) {
-            expected[kind] = static_cast<int>(lists[kind].size());
-        }
-        announced.push_back(expected);
-    }
-    ASSERT_TRUE(listener.WaitForSignals(announced.size()));
-    EXPECT_FALSE(listener.WaitForSignals(announced.size() + 1, 200));
-    for (size_t i = 0; i < announced.size(); ++i) {
-        const test_support::Reply& signal = listener.Signals()[i];
-        EXPECT_EQ(signal.error_name, kCatalogueChanged);
-        EXPECT_EQ(test_support::ParseJson(signal.body), announced[i]) << signal.body;
-        EXPECT_TRUE(signal.buffer.empty());
-    }
-}
-
-TEST_F(ServiceOnBus, LosingTheBusEndsWithOneErrorLineTheTeardownAndAFailureStatus) {
-    EXPECT_EQ(Call(R"({"method":"SizeOfAudio"})")[member::kReturnData], Json::Value(0));
-    client_.reset();
-    bus_->Kill();
-    EXPECT_EQ(service_->Wait(), 1);
-    const std::string log = service_->Log();
-    const size_t lost = log.find("E/ONDREL(");
-    ASSERT_NE(lost, std::string::npos) << log;
-    EXPECT_THAT(log.substr(lost),
-                testing::MatchesRegex("E/ONDREL\\([0-9]+\\): server trevalo_service: lost the bus "
-                                      "\\([^\n]*\\): exiting\n"
-                                      "I/TREVALO_SERVICE\\([0-9]+\\): [^\n]* Trevalo service "
-                                      "OnTerminate \n\n"));
-    service_.reset();
 }

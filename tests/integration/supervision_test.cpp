@@ -187,7 +187,8 @@ long StatusKiB(pid_t pid, const std::string& field) {
 }
 
 // Eight clients send the largest captured section back to back, with the unit's open-file limit
-// on the service; the most threads and open files seen, and the peak of its resident memory
+// on the service: every reply is right and every log line whole; the most threads and open files
+// seen, and the peak of its resident memory
 // (VmHWM, shared library pages included: more than the unit is charged for), take at most half
 // of each of the unit's bounds.
 TEST_F(Supervised, TheUnitsBoundsLeaveRoomOverALoad) {
@@ -233,6 +234,14 @@ TEST_F(Supervised, TheUnitsBoundsLeaveRoomOverALoad) {
     sampler.join();
 
     EXPECT_EQ(answered, 8 * 150);
+    // Every line of those requests is whole in the log, once the round trip below is answered.
+    Call(R"({"method":"SizeOfAudio"})");
+    const std::string log = service_->Log();
+    const std::string tag = "/TREVALO_SERVICE(";
+    for (size_t at = log.find(tag); at != std::string::npos; at = log.find(tag, at + 1)) {
+        ASSERT_TRUE(at == 1 || (at >= 2 && log[at - 2] == '\n'))
+            << "a line broken at byte " << at << ": " << log.substr(at < 80 ? 0 : at - 80, 160);
+    }
     EXPECT_LE(2 * static_cast<long long>(most_threads), tasks) << "TasksMax=" << unit["TasksMax"];
     EXPECT_LE(2 * static_cast<long long>(most_files), files)
         << "LimitNOFILE=" << unit["LimitNOFILE"];
